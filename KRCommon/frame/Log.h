@@ -1,0 +1,179 @@
+#pragma once
+
+/// \file
+/// The one logging helper: every diagnostic line of the library, and of a host that wants its
+/// lines to look the same, goes through kr_log(). Also the assertion rule, kr_assert().
+///
+/// A line is "%T T%04t", the severity, a blank, the message and a line feed:
+///
+///     12:30:01.250000 T0042 INF camera-7: connected
+///
+/// | severity | priority     | for                                                       |
+/// |----------|--------------|-----------------------------------------------------------|
+/// | " DBG"   | LM_DEBUG     | progress and state changes                                |
+/// | " INF"   | LM_INFO      | reports meant for operators                               |
+/// | "*ERR"   | LM_ERROR     | failures the caller survives                              |
+/// | "*EMR"   | LM_EMERGENCY | failed assertions, failures that end the process          |
+///
+/// The severity is part of the format's text and must match the priority.
+///
+/// Threads: everything here may be called from any thread at any time. A line that passes the
+/// priority mask is written under ACE's log lock; a masked line takes no lock.
+
+#include <KRCommon/KRCommon_Export.h>
+
+#include <ace/Log_Msg.h>
+
+#include <cerrno>
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <type_traits>
+
+/// Where a line comes from and how important it is.
+struct KR_Log_Site {
+    const char* file;          ///< bare name of the source file; must live as long as the process
+    int line;                  ///< line of the log statement
+    ACE_Log_Priority priority; ///< decides whether the mask lets the line through
+};
+
+namespace kr_internal {
+
+/// The part of a path behind the last '/' or '\'.
+constexpr const char* bare_file_name(const char* path) noexcept
+{
+    const char* name = path;
+    for (const char* c = path; *c != '\0'; ++c)
+        if (*c == '/' || *c == '\\')
+            name = c + 1;
+    return name;
+}
+
+/// A text argument as it goes into a line: at most `room` characters, control characters
+/// replaced by visible escapes ("\n", "\t", "\x1b"), so that no argument can end the line or
+/// begin another. A longer text is cut and ends in "...". Null becomes "(null)".
+class KRCOMMON_EXPORT Log_Text {
+public:
+    Log_Text(const char* text, std::size_t room);
+    Log_Text(const std::string& text, std::size_t room);
+    Log_Text(std::string_view text, std::size_t room);
+    Log_Text(const Log_Text&) = delete;
+    Log_Text& operator=(const Log_Text&) = delete;
+
+    /// Valid as long as this object and the original text.
+    const char* value() const noexcept { return text_; }
+
+private:
+    const char* text_; // the original where it is harmless and ends in a zero, else escaped_
+    std::string escaped_;
+};
+
+/// An argument that is no text goes into the line as it is, an enumeration as its number.
+template <typename T>
+class Log_Number {
+public:
+    Log_Number(T number, std::size_t) : number_(number) {}
+    auto value() const noexcept
+    {
+        if constexpr (std::is_enum_v<T>)
+            return static_cast<std::underlying_type_t<T>>(number_);
+        else
+            return number_;
+    }
+
+private:
+    T number_;
+};
+
+template <typename T>
+constexpr bool is_log_text = std::is_convertible_v<const T&, std::string_view> ||
+                             std::is_convertible_v<const T&, const char*>;
+
+template <typename T>
+constexpr bool is_log_number = std::is_arithmetic_v<T> || std::is_enum_v<T>;
+
+template <typename T>
+using Log_Argument = std::conditional_t<is_log_text<T>, Log_Text, Log_Number<std::decay_t<T>>>;
+
+/// ACE cuts a line at 4,096 characters and its line feed with it. So the format and the numbers
+/// get the room that they can need at most, and the texts share what is left.
+template <std::size_t format_size, typename... Arguments>
+constexpr std::size_t room_per_text() noexcept
+{
+    constexpr std::size_t for_stamp_and_error = 384; // %T, %t, %N, %l, the error text of %p
+    constexpr std::size_t for_integer = 24;
+    constexpr std::size_t for_float = 330; // %f of the largest double
+    constexpr std::size_t texts = (0 + ... + (is_log_text<Arguments> ? 1 : 0));
+    constexpr std::size_t numbers =
+        (0 + ... + (is_log_text<Arguments>                   ? 0
+                    : std::is_floating_point_v<Arguments> ? for_float
+                                                          : for_integer));
+    static_assert(format_size + for_stamp_and_error + numbers + 64 * texts < ACE_MAXLOGMSGLEN,
+                  "too much for one line");
+    return (ACE_MAXLOGMSGLEN - format_size - for_stamp_and_error - numbers) /
+           (texts > 0 ? texts : 1);
+}
+
+/// The steps of a log site behind the priority check: join the thread to the log file in use,
+/// set the source location, log. `error` is what last_error_adapter() gave before.
+KRCOMMON_EXPORT void log_line(ACE_Log_Msg& log, const KR_Log_Site& site, int error,
+                              const char* format, ...);
+
+} // namespace kr_internal
+
+/// Logs one line at the site's priority, or nothing when the priority mask stops it.
+///
+/// site       file, line and priority; the record's status is -1 from LM_ERROR upward, else 0
+/// format     a literal, in ACE's directives, ending in one "\n". "%04t" is the thread's number
+///            with at least four digits on both systems. 64-bit integers are %q and %Q.
+/// arguments  numbers, enumerations and texts (const char*, std::string, std::string_view).
+///            Texts are bounded and escaped, see docs/log_format.md: whatever they hold, the
+///            line ends with the format's own line feed and holds no other.
+///
+/// The system's error number, taken first of all, is kept for "%p" and for log callbacks. errno
+/// is the same after the call. Never fails and never reports failure.
+///
+///     kr_log(KR_LOG_SITE(LM_INFO), "%T T%04t INF %s: %d frames\n", camera_name, frames);
+template <std::size_t format_size, typename... Arguments>
+void kr_log(const KR_Log_Site& site, const char (&format)[format_size],
+            const Arguments&... arguments)
+{
+    static_assert(((kr_internal::is_log_text<Arguments> ||
+                    kr_internal::is_log_number<Arguments>) && ...),
+                  "a log argument is a number, an enumeration or a text");
+    const int error = ACE_Log_Msg::last_error_adapter();
+    const int saved_errno = errno;
+    ACE_Log_Msg* const log = ACE_Log_Msg::instance();
+    if (log != nullptr && log->log_priority_enabled(site.priority)) {
+        [[maybe_unused]] constexpr std::size_t room =
+            kr_internal::room_per_text<format_size, Arguments...>();
+        kr_internal::log_line(*log, site, error, format,
+                              kr_internal::Log_Argument<Arguments>(arguments, room).value()...);
+    }
+    errno = saved_errno;
+}
+
+/// The place where it is written, as a KR_Log_Site of the given priority.
+#define KR_LOG_SITE(priority)                                                                      \
+    (KR_Log_Site{kr_internal::bare_file_name(__FILE__), __LINE__, (priority)})
+
+/// What a failed assertion does: logs
+/// "%T T%04t*EMR Assertion failed for '%s' in %N:%l.\n" at LM_EMERGENCY with the expression's
+/// text and ends the process at once with exit code 1. No clean-up runs, nothing is thrown.
+[[noreturn]] KRCOMMON_EXPORT void kr_assertion_failed(const char* expression, const char* file,
+                                                      int line);
+
+/// Checks an invariant, in release builds too.
+///
+/// expression  the checked expression's text, as it is to be read in the log
+/// file, line  bare name of the source file and line of the check
+inline void kr_assert(bool holds, const char* expression, const char* file, int line)
+{
+    if (!holds)
+        kr_assertion_failed(expression, file, line);
+}
+
+/// kr_assert() of an expression at the place where it is written.
+#define KR_ASSERT(expression)                                                                      \
+    kr_assert(static_cast<bool>(expression), #expression, kr_internal::bare_file_name(__FILE__),   \
+              __LINE__)

@@ -1,0 +1,61 @@
+#pragma once
+
+/// \file
+/// The one output stream behind all log files. ACE's own counting of a shared stream destroys
+/// it while threads still use it when its attributes are captured once and inherited often;
+/// so every thread gets this immortal stream, which ACE never owns, and a rotation exchanges
+/// the file behind it. Every thread's lines follow at once, and the previous file is closed.
+///
+/// Threads: as said at each operation. The log lock is ACE's, taken by Log_Lock.
+
+#include <ace/Log_Msg.h>
+#include <ace/OS_Log_Msg_Attributes.h>
+
+#include <string>
+
+namespace kr_internal {
+
+/// Holds ACE's log lock, which is recursive. All output of all threads waits meanwhile, so
+/// nothing that waits for another thread belongs inside: no reactor call above all, since a
+/// reactor's thread may be about to log.
+class Log_Lock {
+public:
+    Log_Lock() : log_(*ACE_Log_Msg::instance()) { log_.acquire(); }
+    ~Log_Lock() { log_.release(); }
+    Log_Lock(const Log_Lock&) = delete;
+    Log_Lock& operator=(const Log_Lock&) = delete;
+
+    /// The calling thread's log object.
+    ACE_Log_Msg& log() const noexcept { return log_; }
+
+private:
+    ACE_Log_Msg& log_;
+};
+
+/// Opens the file for appending (text mode, shared with readers), puts it behind the log stream
+/// in place of the previous one, which is closed, and gives the stream to the calling thread. If
+/// the file cannot be opened the stream is in the failed state: its write position is -1, and
+/// lines are lost until the next call.
+/// REQUIRES: the log lock is held.
+void open_log_file(ACE_Log_Msg& log, const std::string& path);
+
+/// Gives the log stream to a thread that has no stream of its own, once in the thread's life:
+/// a thread whose stream somebody took away later stays without. Does nothing before the first
+/// open_log_file(). `log` is the calling thread's; no lock is needed.
+void join_log_stream(ACE_Log_Msg& log) noexcept;
+
+/// The log settings that new threads inherit: ACE's record, which never holds a share in a
+/// counted stream here and so can be captured and handed on any number of times.
+class Saved_Log_Attributes : public ACE_OS_Log_Msg_Attributes {
+public:
+    /// Takes over the calling thread's settings; the stream is the log stream once there is one.
+    /// REQUIRES: the log lock is held.
+    void capture();
+
+    /// Gives the settings to the calling thread; nothing while they hold no stream. A stream of
+    /// the thread's own is given up as ACE does on any exchange.
+    /// REQUIRES: the log lock is held.
+    void inherit(ACE_Log_Msg& log);
+};
+
+} // namespace kr_internal

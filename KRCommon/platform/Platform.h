@@ -1,0 +1,104 @@
+#pragma once
+
+/// \file
+/// What the library needs from the operating system: the contract that windows/ and posix/
+/// fulfil. Nothing else of the library calls the system directly, and no system header is
+/// included here.
+///
+/// Paths are narrow texts: in the ANSI code page on Windows, bytes (UTF-8 by custom) on Linux.
+/// Every function may be called from any thread at any time; none of them logs or throws
+/// anything but std::bad_alloc.
+
+#include <cstdint>
+#include <initializer_list>
+#include <optional>
+#include <string>
+
+namespace kr_platform {
+
+/// The character between the parts of a path: '\' on Windows, '/' on Linux.
+char path_separator() noexcept;
+
+/// Full path of the file that holds the library's code: the DLL or shared object, or the
+/// program when the code is linked into it. At most 255 characters; a longer path is cut on
+/// Windows. Empty when the system does not tell.
+std::string module_path();
+
+/// The calling thread's number as logs and debuggers show it: GetCurrentThreadId() on
+/// Windows, the kernel's thread id on Linux (there the first thread's number is the process's).
+unsigned thread_id() noexcept;
+
+/// Ends the process at once with the given exit code (0 to 255 on Linux): no destructor, no
+/// exit routine and no detach notification runs, unwritten stdio buffers are lost.
+[[noreturn]] void end_process(int exit_code) noexcept;
+
+/// The calling thread's last error: errno when it is not 0, else GetLastError() on Windows.
+int last_error() noexcept;
+
+/// Sets both errno and, on Windows, the thread's last error to 0, so that last_error() tells
+/// of what follows only.
+void clear_last_error() noexcept;
+
+/// Makes one folder; its parent must exist. True when the folder was made by this call, false
+/// when it was there already or cannot be made. Linux: mode 0777 less the process's umask.
+bool make_folder(const std::string& path) noexcept;
+
+struct File_Info {
+    std::uint64_t size = 0;   ///< bytes; 0 for a folder
+    std::int64_t created = 0; ///< whole seconds since 1970-01-01 UTC
+    bool is_folder = false;
+};
+
+/// Size and creation time of a file or folder (links are followed); nothing when there is no
+/// such entry. The creation time is the system's own where the file system keeps one, else the
+/// time of the last status change (Linux) or of the last write (Wine).
+std::optional<File_Info> file_info(const std::string& path) noexcept;
+
+/// Deletes a file. False when it cannot be deleted: missing, a folder, not permitted, or, on
+/// Windows, open or read-only. Linux deletes open files too; who has one open keeps it.
+bool remove_file(const std::string& path) noexcept;
+
+/// The process's working folder, without a separator at its end unless it is a root.
+/// Empty when it cannot be told.
+std::string working_folder();
+
+/// 3000-12-31 23:59:59 UTC, the last instant that both systems convert.
+constexpr std::int64_t last_second = 32'535'215'999;
+
+/// A reading of calendar and clock in UTC.
+struct Calendar_Time {
+    int year = 0;     ///< 1970 ...
+    int month = 0;    ///< 1 to 12
+    int day = 0;      ///< 1 to 31
+    int hour = 0;     ///< 0 to 23
+    int minute = 0;   ///< 0 to 59
+    int second = 0;   ///< 0 to 59
+    int weekday = 0;  ///< 0 (Sunday) to 6
+    int year_day = 0; ///< 0 to 365
+};
+
+/// False for a field that no calendar arithmetic could be asked to normalise.
+constexpr bool is_reasonable(const Calendar_Time& time) noexcept
+{
+    constexpr int limit = 1'000'000;
+    for (const int field : {time.year, time.month, time.day, time.hour, time.minute, time.second})
+        if (field < -limit || field > limit)
+            return false;
+    return true;
+}
+
+/// Breaks seconds since 1970-01-01 UTC down. Nothing for instants before 1970 or after the
+/// year 3000, on both systems.
+std::optional<Calendar_Time> utc_breakdown(std::int64_t seconds) noexcept;
+
+/// The inverse: seconds since 1970-01-01 UTC. Fields outside their ranges are normalised as the
+/// C library does (month 13 is January of the next year); weekday and year_day are not read.
+/// -1 for instants before 1970 or after the year 3000 and for a field beyond +-1,000,000, on both
+/// systems.
+std::int64_t utc_seconds(const Calendar_Time& time) noexcept;
+
+/// "hh:mm:ss" of an instant in local time, 24 hours. Empty for instants before 1970 or after the
+/// year 3000, with errno set to EINVAL.
+std::string local_clock_text(std::int64_t seconds);
+
+} // namespace kr_platform

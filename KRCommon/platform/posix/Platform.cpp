@@ -1,0 +1,125 @@
+// The Linux side of Platform.h; its twin is ../windows/Platform.cpp.
+
+#include <KRCommon/platform/Platform.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <ctime>
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <memory>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace kr_platform {
+
+static_assert(sizeof(std::time_t) == 8, "seconds are 64 bits wide on every target");
+
+namespace {
+
+bool is_supported(std::int64_t seconds) noexcept
+{
+    return seconds >= 0 && seconds <= last_second;
+}
+
+} // namespace
+
+char path_separator() noexcept
+{
+    return '/';
+}
+
+std::string module_path()
+{
+    Dl_info module;
+    if (dladdr(reinterpret_cast<void*>(&path_separator), &module) == 0)
+        return {};
+    const std::unique_ptr<char, decltype(&std::free)> path(realpath(module.dli_fname, nullptr),
+                                                           &std::free);
+    return path ? path.get() : module.dli_fname;
+}
+
+unsigned thread_id() noexcept
+{
+    return static_cast<unsigned>(gettid());
+}
+
+void end_process(int exit_code) noexcept
+{
+    _exit(exit_code);
+}
+
+int last_error() noexcept
+{
+    return errno;
+}
+
+void clear_last_error() noexcept
+{
+    errno = 0;
+}
+
+bool make_folder(const std::string& path) noexcept
+{
+    return mkdir(path.c_str(), 0777) == 0;
+}
+
+std::optional<File_Info> file_info(const std::string& path) noexcept
+{
+    struct statx status;
+    if (statx(AT_FDCWD, path.c_str(), 0, STATX_BASIC_STATS | STATX_BTIME, &status) != 0)
+        return std::nullopt;
+    File_Info info;
+    info.is_folder = S_ISDIR(status.stx_mode);
+    info.size = info.is_folder ? 0 : status.stx_size;
+    info.created = (status.stx_mask & STATX_BTIME) != 0 ? status.stx_btime.tv_sec
+                                                        : status.stx_ctime.tv_sec;
+    return info;
+}
+
+bool remove_file(const std::string& path) noexcept
+{
+    return unlink(path.c_str()) == 0;
+}
+
+std::string working_folder()
+{
+    const std::unique_ptr<char, decltype(&std::free)> folder(getcwd(nullptr, 0), &std::free);
+    return folder ? std::string(folder.get()) : std::string();
+}
+
+std::optional<Calendar_Time> utc_breakdown(std::int64_t seconds) noexcept
+{
+    std::tm fields{};
+    if (!is_supported(seconds) || gmtime_r(&seconds, &fields) == nullptr)
+        return std::nullopt;
+    return Calendar_Time{fields.tm_year + 1900, fields.tm_mon + 1, fields.tm_mday, fields.tm_hour,
+                         fields.tm_min,         fields.tm_sec,     fields.tm_wday, fields.tm_yday};
+}
+
+std::int64_t utc_seconds(const Calendar_Time& time) noexcept
+{
+    if (!is_reasonable(time))
+        return -1;
+    std::tm fields{};
+    fields.tm_year = time.year - 1900;
+    fields.tm_mon = time.month - 1;
+    fields.tm_mday = time.day;
+    fields.tm_hour = time.hour;
+    fields.tm_min = time.minute;
+    fields.tm_sec = time.second;
+    const std::int64_t seconds = timegm(&fields);
+    return is_supported(seconds) ? seconds : -1;
+}
+
+std::string local_clock_text(std::int64_t seconds)
+{
+    char text[26];
+    if (!is_supported(seconds) || ctime_r(&seconds, text) == nullptr) {
+        errno = EINVAL;
+        return {};
+    }
+    return std::string(text + 11, 8);
+}
+
+} // namespace kr_platform

@@ -1,0 +1,133 @@
+// The Windows side of Platform.h; its twin is ../posix/Platform.cpp.
+
+#include <KRCommon/platform/Platform.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <ctime>
+#include <direct.h>
+#include <io.h>
+#include <memory>
+#include <sys/stat.h>
+#include <sys/types.h>
+#include <windows.h>
+
+namespace kr_platform {
+
+static_assert(sizeof(std::time_t) == 8, "64-bit seconds: compile with -D__MINGW_USE_VC2005_COMPAT");
+
+namespace {
+
+bool is_supported(std::int64_t seconds) noexcept
+{
+    return seconds >= 0 && seconds <= last_second;
+}
+
+HMODULE own_module() noexcept
+{
+    HMODULE module = nullptr;
+    GetModuleHandleExA(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS |
+                           GET_MODULE_HANDLE_EX_FLAG_UNCHANGED_REFCOUNT,
+                       reinterpret_cast<const char*>(&path_separator), &module);
+    return module;
+}
+
+} // namespace
+
+char path_separator() noexcept
+{
+    return '\\';
+}
+
+std::string module_path()
+{
+    char path[256];
+    const DWORD length = GetModuleFileNameA(own_module(), path, 255);
+    return std::string(path, length < 255 ? length : 255);
+}
+
+unsigned thread_id() noexcept
+{
+    return GetCurrentThreadId();
+}
+
+void end_process(int exit_code) noexcept
+{
+    TerminateProcess(GetCurrentProcess(), static_cast<UINT>(exit_code));
+    std::abort(); // TerminateProcess on oneself does not return
+}
+
+int last_error() noexcept
+{
+    return errno != 0 ? errno : static_cast<int>(GetLastError());
+}
+
+void clear_last_error() noexcept
+{
+    SetLastError(0);
+    errno = 0;
+}
+
+bool make_folder(const std::string& path) noexcept
+{
+    return _mkdir(path.c_str()) == 0;
+}
+
+std::optional<File_Info> file_info(const std::string& path) noexcept
+{
+    struct _stat64 status;
+    if (_stat64(path.c_str(), &status) != 0)
+        return std::nullopt;
+    File_Info info;
+    info.is_folder = (status.st_mode & _S_IFDIR) != 0;
+    info.size = info.is_folder ? 0 : static_cast<std::uint64_t>(status.st_size);
+    info.created = status.st_ctime;
+    return info;
+}
+
+bool remove_file(const std::string& path) noexcept
+{
+    return _unlink(path.c_str()) == 0;
+}
+
+std::string working_folder()
+{
+    const std::unique_ptr<char, decltype(&std::free)> folder(_getcwd(nullptr, 0), &std::free);
+    return folder ? std::string(folder.get()) : std::string();
+}
+
+std::optional<Calendar_Time> utc_breakdown(std::int64_t seconds) noexcept
+{
+    std::tm fields{};
+    if (!is_supported(seconds) || _gmtime64_s(&fields, &seconds) != 0)
+        return std::nullopt;
+    return Calendar_Time{fields.tm_year + 1900, fields.tm_mon + 1, fields.tm_mday, fields.tm_hour,
+                         fields.tm_min,         fields.tm_sec,     fields.tm_wday, fields.tm_yday};
+}
+
+std::int64_t utc_seconds(const Calendar_Time& time) noexcept
+{
+    if (!is_reasonable(time))
+        return -1;
+    std::tm fields{};
+    fields.tm_year = time.year - 1900;
+    fields.tm_mon = time.month - 1;
+    fields.tm_mday = time.day;
+    fields.tm_hour = time.hour;
+    fields.tm_min = time.minute;
+    fields.tm_sec = time.second;
+    const std::int64_t seconds = _mkgmtime64(&fields);
+    return is_supported(seconds) ? seconds : -1;
+}
+
+std::string local_clock_text(std::int64_t seconds)
+{
+    char text[100];
+    if (!is_supported(seconds) || _ctime64_s(text, sizeof text, &seconds) != 0) {
+        errno = EINVAL;
+        return {};
+    }
+    return std::string(text + 11, 8);
+}
+
+} // namespace kr_platform

@@ -1,0 +1,47 @@
+# Flags and run-time parts that everything built in this project shares.
+
+add_library(kr_warnings INTERFACE)
+target_compile_options(kr_warnings INTERFACE
+  $<$<COMPILE_LANGUAGE:CXX>:-Wall;-Wextra;-Wpedantic;-Wconversion;-Wshadow;-Werror>)
+
+# Fused multiply-add would round colour arithmetic differently from one machine to another.
+add_compile_options(-ffp-contract=off)
+
+if(KR_SANITIZE)
+  add_compile_options(-fsanitize=${KR_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+  add_link_options(-fsanitize=${KR_SANITIZE})
+endif()
+if(KR_COVERAGE)
+  add_compile_options(--coverage -O0)
+  add_link_options(--coverage)
+endif()
+
+if(MINGW)
+  # Before any other target: every program and library is linked with it.
+  add_library(kr_time64 STATIC ${CMAKE_CURRENT_LIST_DIR}/time64_shim.c)
+  foreach(symbol nanosleep clock_nanosleep clock_gettime clock_getres pthread_cond_timedwait
+                 pthread_mutex_timedlock pthread_rwlock_timedrdlock pthread_rwlock_timedwrlock
+                 sem_timedwait stat wstat)
+    target_link_options(kr_time64 INTERFACE LINKER:--wrap=${symbol})
+  endforeach()
+  link_libraries(kr_time64)
+elseif(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+  add_compile_options($<$<COMPILE_LANGUAGE:CXX>:-fno-gnu-unique>) # dlclose really unloads
+endif()
+
+# The DLLs that every Windows program here needs beside it, in KR_RUNTIME_DLLS.
+function(kr_find_runtime_dlls)
+  set(dlls ${ACE_RUNTIME})
+  foreach(name libgcc_s_dw2-1.dll libstdc++-6.dll libwinpthread-1.dll)
+    execute_process(COMMAND ${CMAKE_CXX_COMPILER} -print-file-name=${name}
+                    OUTPUT_VARIABLE path OUTPUT_STRIP_TRAILING_WHITESPACE)
+    if(NOT IS_ABSOLUTE "${path}")
+      set(path /usr/i686-w64-mingw32/lib/${name})
+    endif()
+    if(NOT EXISTS "${path}")
+      message(FATAL_ERROR "${name} was not found; './kr setup windows' installs it.")
+    endif()
+    list(APPEND dlls ${path})
+  endforeach()
+  set(KR_RUNTIME_DLLS ${dlls} PARENT_SCOPE)
+endfunction()

@@ -1,0 +1,52 @@
+# The build of one folder of the library, one call a folder.
+#
+#   kr_module(NAME SOURCES x.cpp ... [TESTS x_test.cpp ...] [BENCHES x_bench.cpp ...]
+#             [TEST_LIBRARIES t ...])
+#
+# adds the sources to the library and makes the programs NAME_tests and NAME_bench of the rest.
+# Both are linked from the library's objects, so that internals stay testable.
+
+include(GoogleTest)
+
+macro(kr_use_googletest)
+  set(BUILD_SHARED_LIBS OFF)
+  set(INSTALL_GTEST OFF CACHE BOOL "" FORCE)
+  # From source: with this build's sanitizers and this build's time_t.
+  add_subdirectory(/usr/src/googletest ${CMAKE_BINARY_DIR}/googletest EXCLUDE_FROM_ALL SYSTEM)
+endmacro()
+
+# kr_test(NAME SOURCES ... LIBRARIES ... [LABELS ...] [ENVIRONMENT ...]): a GoogleTest program,
+# each of its tests a ctest of its own.
+function(kr_test name)
+  cmake_parse_arguments(arg "" "" "SOURCES;LIBRARIES;LABELS;ENVIRONMENT" ${ARGN})
+  add_executable(${name} ${arg_SOURCES})
+  target_link_libraries(${name} PRIVATE kr_warnings ${arg_LIBRARIES} GTest::gtest_main GTest::gmock)
+  set(properties TIMEOUT 120)
+  if(arg_LABELS)
+    list(APPEND properties LABELS ${arg_LABELS})
+  endif()
+  if(arg_ENVIRONMENT)
+    list(APPEND properties ENVIRONMENT ${arg_ENVIRONMENT})
+  endif()
+  gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST PROPERTIES ${properties})
+endfunction()
+
+# kr_bench(NAME SOURCES ... LIBRARIES ...): a Google Benchmark program.
+function(kr_bench name)
+  cmake_parse_arguments(arg "" "" "SOURCES;LIBRARIES" ${ARGN})
+  add_executable(${name} ${arg_SOURCES})
+  target_link_libraries(${name} PRIVATE kr_warnings ${arg_LIBRARIES} benchmark::benchmark)
+  set_property(GLOBAL APPEND PROPERTY KR_BENCHES ${name})
+endfunction()
+
+function(kr_module name)
+  cmake_parse_arguments(arg "" "" "SOURCES;TESTS;BENCHES;TEST_LIBRARIES" ${ARGN})
+  list(TRANSFORM arg_SOURCES PREPEND ${CMAKE_CURRENT_SOURCE_DIR}/)
+  target_sources(krcommon_objects PRIVATE ${arg_SOURCES})
+  if(KR_TESTS AND arg_TESTS)
+    kr_test(${name}_tests SOURCES ${arg_TESTS} LIBRARIES krcommon_linked ${arg_TEST_LIBRARIES})
+  endif()
+  if(KR_BENCHMARKS AND arg_BENCHES)
+    kr_bench(${name}_bench SOURCES ${arg_BENCHES} LIBRARIES krcommon_linked)
+  endif()
+endfunction()

@@ -1,0 +1,108 @@
+#!/usr/bin/env bash
+# Builds ACE once for x86 Windows from Debian's source package into the per-user cache;
+# does nothing when it is there. About 3 minutes.
+#
+# The release is 6.5.12, the line that the hosts of the library use. Another one that has
+# passed the tests: ACE_VERSION=7.0.8 setup/build-ace-windows.sh, then configure with
+# -DKR_ACE_ROOT=<the folder that it names>.
+set -euo pipefail
+ACE_VERSION=${ACE_VERSION:-6.5.12}
+RECIPE=1 # raise it whenever the recipe changes
+CACHE=${KRCOMMON_CACHE:-${XDG_CACHE_HOME:-$HOME/.cache}/krcommon}
+DEST=$CACHE/ace-$ACE_VERSION-x86-mingw-r$RECIPE
+
+say() { printf '== %s\n' "$*"; }
+
+# The address from which this machine takes its Debian packages.
+debian_mirror() {
+    local codename
+    codename=$(. /etc/os-release && echo "$VERSION_CODENAME")
+    apt-get indextargets \
+        --format '$(CODENAME) $(SUITE) $(RELEASE) $(COMPONENT) $(REPO_URI)' 'Created-By: Packages' |
+        awk -v s="$codename" '($1 == s || $2 == s || $3 == s) && $4 == "main" { print $NF; exit }'
+}
+
+# Leaves ace_*.orig.tar.* in the folder $1. The machine's own package lists stay as they are.
+fetch_source() {
+    local dir=$1 suite version
+    case $ACE_VERSION in
+    6.5.12) suite=bullseye ;;
+    7.0.8) suite=bookworm ;;
+    *) say "no suite known for ACE $ACE_VERSION"; return 1 ;;
+    esac
+    mkdir -p "$dir/parts" "$dir/lists/partial"
+    printf 'deb-src [signed-by=/usr/share/keyrings/debian-archive-keyring.gpg] %s %s main\n' \
+        "$(debian_mirror)" "$suite" >"$dir/src.list"
+    local o=(-o "Dir::Etc::sourcelist=$dir/src.list" -o "Dir::Etc::sourceparts=$dir/parts"
+             -o "Dir::State::Lists=$dir/lists" -o Dir::Cache::pkgcache= -o Dir::Cache::srcpkgcache=
+             -o Acquire::Languages=none -o APT::Sandbox::User=)
+    apt-get "${o[@]}" update -qq
+    version=$(apt-cache "${o[@]}" showsrc --only-source ace |
+        awk -v v="$ACE_VERSION+" '/^Version:/ && index($2, v) == 1 { print $2; exit }')
+    (cd "$dir" && apt-get "${o[@]}" source --download-only --only-source -qq "ace=$version")
+}
+
+# ACE's own build files in the current folder. __MINGW_USE_VC2005_COMPAT alone would leave
+# ACE_Time_Value with 32-bit seconds behind a 64-bit interface.
+write_build_configuration() {
+    cat >ace/config.h <<'E'
+#if !defined (__MINGW_USE_VC2005_COMPAT)
+# error "ACE was built with 64-bit time_t: compile with -D__MINGW_USE_VC2005_COMPAT"
+#endif
+#define ACE_HAS_TIME_T_LONG_MISMATCH
+#include "ace/config-win32.h"
+E
+    cat >include/makeinclude/platform_macros.GNU <<'E'
+CROSS_COMPILE=i686-w64-mingw32-
+debug=0
+optimize=1
+inline=1
+include $(ACE_ROOT)/include/makeinclude/platform_mingw32.GNU
+CC  = i686-w64-mingw32-gcc-posix
+CXX = i686-w64-mingw32-g++-posix
+OCFLAGS  = -O2
+OCCFLAGS = -O2 -w
+CPPFLAGS += -D__MINGW_USE_VC2005_COMPAT -msse2 -mfpmath=sse
+E
+    printf 'workspace {\n  ace/ace.mpc\n}\n' >min.mwc
+}
+
+build() {
+    export ACE_ROOT=$PWD MPC_ROOT=$PWD/MPC
+    perl MPC/mwc.pl -type gnuace -features ssl=0 min.mwc
+    make -C ace -f GNUmakefile.ACE -j"$(nproc)"
+}
+
+# Moves headers (with the template bodies that they include), import library, DLL and
+# licence from the build in the current folder to $DEST, whole.
+install_to_cache() {
+    rm -rf "$DEST" "$DEST.new"
+    mkdir -p "$DEST.new"/{include,lib,bin}
+    {
+        find ace -name '*.h' -o -name '*.inl'
+        grep -rhoE '# *include "ace/[^"]+\.cpp"' ace --include='*.h' |
+            sed 's/.*"\(.*\)"/\1/' | sort -u
+    } | tar c -T - | tar x -C "$DEST.new/include"
+    cp COPYING "$DEST.new/"
+    cp ace/libACE.dll.a "$DEST.new/lib/"
+    i686-w64-mingw32-strip -o "$DEST.new/bin/libACE.dll" ace/libACE.dll
+    touch "$DEST.new/.complete"
+    mv "$DEST.new" "$DEST"
+}
+
+[ ! -f "$DEST/.complete" ] || exit 0
+mkdir -p "$CACHE"
+exec 9>"$CACHE/.ace.lock"
+flock 9
+[ ! -f "$DEST/.complete" ] || exit 0
+
+say "building ACE $ACE_VERSION for x86 Windows (about 3 minutes) in $DEST"
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+fetch_source "$work/src"
+mkdir "$work/ace"
+tar xf "$work"/src/ace_*.orig.tar.* -C "$work/ace" --strip-components=1
+cd "$work/ace"
+write_build_configuration
+build >"$work/log" 2>&1 || { tail -30 "$work/log"; exit 1; }
+install_to_cache

@@ -1,0 +1,16 @@
+# Debian packages that each part of the work needs; sourced by setup/setup.sh.
+
+# Library, tests and benchmarks for Linux. The googletest package brings the sources that
+# every preset compiles with its own flags.
+# shellcheck disable=SC2034
+LINUX_PACKAGES=(g++ make cmake ninja-build pkg-config libace-dev googletest libbenchmark-dev)
+
+# Cross compiler with the POSIX thread model, 32-bit Wine for the tests, and what ACE's
+# project generator needs. The win32 thread model has no std::thread.
+WINDOWS_PACKAGES=(g++-mingw-w64-i686-posix wine wine32:i386 perl xz-utils bzip2)
+
+# Format and static checks.
+CHECK_PACKAGES=(clang-format-14 clang-tidy-14 shellcheck git)
+
+# Coverage report.
+COVERAGE_PACKAGES=(gcovr)

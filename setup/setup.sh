@@ -1,0 +1,105 @@
+#!/usr/bin/env bash
+# Installs what is missing to build and test on Debian 12 (amd64); safe to run again.
+#
+#   setup/setup.sh linux      compiler, CMake, ACE, GoogleTest, Google Benchmark
+#   setup/setup.sh windows    cross compiler, 32-bit Wine, ACE built for x86 Windows
+#   setup/setup.sh checks     clang-format, clang-tidy, shellcheck
+#   setup/setup.sh coverage   gcovr
+#
+# Root (or sudo) is needed only for packages that are missing. What is built here lies in a
+# per-user cache outside the repository: $KRCOMMON_CACHE, else $XDG_CACHE_HOME/krcommon,
+# else ~/.cache/krcommon.
+set -euo pipefail
+here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
+. "$here/packages.sh"
+CODENAME=$(. /etc/os-release && echo "${VERSION_CODENAME:-}")
+
+say() { printf '== %s\n' "$*"; }
+as_root() { if [ "$(id -u)" = 0 ]; then "$@"; else sudo "$@"; fi; }
+installed() { [ "$(dpkg-query -W -f '${db:Status-Status}' "$1" 2>/dev/null)" = installed ]; }
+
+install_packages() {
+    local package missing=() aligned
+    for package in "$@"; do installed "$package" || missing+=("$package"); done
+    [ ${#missing[@]} -gt 0 ] || return 0
+    say "installing: ${missing[*]}"
+    # One unreadable index must not stop us: whether the packages install decides.
+    as_root apt-get update -qq || say "the package index did not refresh completely; going on"
+    local apt=(as_root env DEBIAN_FRONTEND=noninteractive
+               apt-get install -y -q --no-install-recommends)
+    # First from the release alone: the amd64 and i386 copies of a library must have one
+    # version, and the security index of one of the two may be the unreadable one.
+    "${apt[@]}" -t "$CODENAME" "${missing[@]}" && return 0
+    say "not installable from $CODENAME alone; trying all sources"
+    "${apt[@]}" "${missing[@]}" && return 0
+    mapfile -t aligned < <(i386_alignment "${missing[@]}")
+    [ ${#aligned[@]} -gt 0 ] || return 1
+    say "bringing amd64 libraries to the version that i386 has: ${aligned[*]}"
+    "${apt[@]}" -t "$CODENAME" --allow-downgrades "${missing[@]}" "${aligned[@]}"
+}
+
+# Prints "package=version" for the installed amd64 packages whose version keeps the i386
+# packages "$@" from being installed, together with the packages of the same source.
+i386_alignment() {
+    local package have candidate
+    LC_ALL=C apt-cache depends --recurse --no-recommends --no-suggests --no-conflicts \
+        --no-breaks --no-replaces --no-enhances "$@" libwine:i386 2>/dev/null |
+        grep -oE '^[a-z0-9][a-z0-9.+-]*:i386' | sort -u | sed 's/:i386$//' |
+        while read -r package; do
+            have=$(dpkg-query -W -f '${Version}' "$package:amd64" 2>/dev/null) || continue
+            candidate=$(LC_ALL=C apt-cache policy -o "APT::Default-Release=$CODENAME" \
+                "$package:i386" | awk '/Candidate:/ { print $2 }')
+            case $candidate in '' | '(none)' | "$have") continue ;; esac
+            same_source_at "$package" "$have" "$candidate"
+        done | sort -u
+}
+
+# Prints "package=version" for each installed package of $1's source at version $2 that is
+# available at version $3 (or at $3 without its rebuild suffix).
+same_source_at() {
+    local source name version
+    source=$(dpkg-query -W -f '${source:Package}' "$1:amd64")
+    dpkg-query -W -f '${source:Package} ${binary:Package} ${Version}\n' |
+        awk -v s="$source" -v v="$2" '$1 == s && $3 == v { print $2 }' | sed 's/:amd64$//' |
+        while read -r name; do
+            for version in "$3" "${3%+b[0-9]*}"; do
+                if LC_ALL=C apt-cache madison "$name" |
+                    awk -F' *[|] *' -v v="$version" '$2 == v { f = 1 } END { exit !f }'; then
+                    echo "$name=$version"
+                    break
+                fi
+            done
+        done
+}
+
+enable_i386() {
+    dpkg --print-foreign-architectures | grep -qx i386 || as_root dpkg --add-architecture i386
+}
+
+linux() { install_packages "${LINUX_PACKAGES[@]}"; }
+
+windows() {
+    linux
+    enable_i386
+    install_packages "${WINDOWS_PACKAGES[@]}"
+    "$here/build-ace-windows.sh"
+    "$here/wine-run.sh" cmd /c ver >/dev/null # makes the Wine prefix: 15 s the first time
+}
+
+checks() { install_packages "${CHECK_PACKAGES[@]}"; }
+coverage() {
+    linux
+    install_packages "${COVERAGE_PACKAGES[@]}"
+}
+
+case ${1:-} in
+linux | windows | checks | coverage)
+    command -v dpkg-query >/dev/null || { say "this set-up knows Debian's packages only"; exit 1; }
+    "$1"
+    say "set-up for $1: ready"
+    ;;
+*)
+    echo "usage: $0 linux|windows|checks|coverage" >&2
+    exit 2
+    ;;
+esac
