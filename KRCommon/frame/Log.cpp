@@ -5,9 +5,10 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
 #include <cstdarg>
-#include <cstdio>
 #include <cstring>
+#include <limits>
 
 namespace kr_internal {
 
@@ -80,7 +81,22 @@ const char* find_thread_directive(const char* format) noexcept
     return nullptr;
 }
 
+// Room for any format that kr_log() takes, with the number in place of the directive.
 using Format_Buffer = std::array<char, ACE_MAXLOGMSGLEN>;
+
+char* append(char* out, const char* text, std::size_t length) noexcept
+{
+    std::memcpy(out, text, length);
+    return out + length;
+}
+
+// At least four digits.
+char* append_thread_number(char* out, unsigned number) noexcept
+{
+    for (unsigned limit = 1000; limit > 1 && number < limit; limit /= 10)
+        *out++ = '0';
+    return std::to_chars(out, out + std::numeric_limits<unsigned>::digits10 + 1, number).ptr;
+}
 
 // The format with the thread's number in place of "%04t", in `buffer` when there is one.
 const char* with_thread_number(const char* format, Format_Buffer& buffer) noexcept
@@ -88,8 +104,10 @@ const char* with_thread_number(const char* format, Format_Buffer& buffer) noexce
     const char* const directive = find_thread_directive(format);
     if (directive == nullptr)
         return format;
-    std::snprintf(buffer.data(), buffer.size(), "%.*s%04u%s", static_cast<int>(directive - format),
-                  format, kr_platform::thread_id(), directive + 4);
+    const char* const rest = directive + 4;
+    char* out = append(buffer.data(), format, static_cast<std::size_t>(directive - format));
+    out = append_thread_number(out, kr_platform::thread_id());
+    append(out, rest, std::strlen(rest) + 1);
     return buffer.data();
 }
 

@@ -141,8 +141,8 @@ void kr_log(const KR_Log_Site& site, const char (&format)[format_size],
     static_assert(((kr_internal::is_log_text<Arguments> ||
                     kr_internal::is_log_number<Arguments>) && ...),
                   "a log argument is a number, an enumeration or a text");
-    const int error = ACE_Log_Msg::last_error_adapter();
     const int saved_errno = errno;
+    const int error = saved_errno != 0 ? saved_errno : ACE_Log_Msg::last_error_adapter();
     ACE_Log_Msg* const log = ACE_Log_Msg::instance();
     if (log != nullptr && log->log_priority_enabled(site.priority)) {
         [[maybe_unused]] constexpr std::size_t room =
