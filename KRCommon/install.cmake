@@ -1,0 +1,38 @@
+# Installs headers, libraries, a relocatable CMake package and a pkg-config file.
+include(CMakePackageConfigHelpers)
+set(kr_package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/KRCommon)
+
+set(kr_installed_targets KRCommon)
+if(TARGET kr_time64)
+  list(APPEND kr_installed_targets kr_time64)
+endif()
+install(TARGETS ${kr_installed_targets} EXPORT KRCommonTargets
+        RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
+        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+        ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
+if(WIN32)
+  install(FILES ${KR_RUNTIME_DLLS} DESTINATION ${CMAKE_INSTALL_BINDIR})
+endif()
+
+# The public headers, module by module; internals, tests and platform/ stay behind.
+install(FILES KRCommon_Export.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/KRCommon)
+install(FILES frame/Log.h frame/Log_Manager.h
+        DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/KRCommon/frame)
+
+configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/KRCommonConfig.cmake.in
+  ${CMAKE_CURRENT_BINARY_DIR}/KRCommonConfig.cmake INSTALL_DESTINATION ${kr_package_dir})
+write_basic_package_version_file(${CMAKE_CURRENT_BINARY_DIR}/KRCommonConfigVersion.cmake
+  COMPATIBILITY SameMajorVersion)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/KRCommonConfig.cmake
+              ${CMAKE_CURRENT_BINARY_DIR}/KRCommonConfigVersion.cmake
+              ${PROJECT_SOURCE_DIR}/cmake/FindACE.cmake
+        DESTINATION ${kr_package_dir})
+install(EXPORT KRCommonTargets NAMESPACE KRCommon:: DESTINATION ${kr_package_dir})
+
+# The pkg-config file finds its prefix from its own place.
+file(RELATIVE_PATH kr_pc_prefix /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
+string(REGEX REPLACE "/$" "" kr_pc_prefix "${kr_pc_prefix}")
+configure_file(${PROJECT_SOURCE_DIR}/cmake/KRCommon.pc.in ${CMAKE_CURRENT_BINARY_DIR}/KRCommon.pc
+               @ONLY)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/KRCommon.pc
+        DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

@@ -15,20 +15,17 @@ macro(kr_use_googletest)
   add_subdirectory(/usr/src/googletest ${CMAKE_BINARY_DIR}/googletest EXCLUDE_FROM_ALL SYSTEM)
 endmacro()
 
-# kr_test(NAME SOURCES ... LIBRARIES ... [LABELS ...] [ENVIRONMENT ...]): a GoogleTest program,
-# each of its tests a ctest of its own.
+# kr_test(NAME SOURCES ... LIBRARIES ...): a GoogleTest program, each of its tests a ctest of its
+# own. Tests that wait in real time are in suites whose names end in "_Slow": they get the label
+# slow and start first, so that the others run beside them.
 function(kr_test name)
-  cmake_parse_arguments(arg "" "" "SOURCES;LIBRARIES;LABELS;ENVIRONMENT" ${ARGN})
+  cmake_parse_arguments(arg "" "" "SOURCES;LIBRARIES" ${ARGN})
   add_executable(${name} ${arg_SOURCES})
   target_link_libraries(${name} PRIVATE kr_warnings ${arg_LIBRARIES} GTest::gtest_main GTest::gmock)
-  set(properties TIMEOUT 120)
-  if(arg_LABELS)
-    list(APPEND properties LABELS ${arg_LABELS})
-  endif()
-  if(arg_ENVIRONMENT)
-    list(APPEND properties ENVIRONMENT ${arg_ENVIRONMENT})
-  endif()
-  gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST PROPERTIES ${properties})
+  gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST TEST_FILTER "-*_Slow.*"
+                       PROPERTIES TIMEOUT 120)
+  gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST TEST_FILTER "*_Slow.*"
+                       PROPERTIES TIMEOUT 300 LABELS slow COST 1000)
 endfunction()
 
 # kr_bench(NAME SOURCES ... LIBRARIES ...): a Google Benchmark program.

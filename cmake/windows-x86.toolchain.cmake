@@ -13,7 +13,7 @@ set(CMAKE_RC_COMPILER ${_triple}-windres)
 set(CMAKE_C_FLAGS_INIT "-D__MINGW_USE_VC2005_COMPAT -msse2 -mfpmath=sse")
 set(CMAKE_CXX_FLAGS_INIT "-D__MINGW_USE_VC2005_COMPAT -msse2 -mfpmath=sse")
 
-set(CMAKE_FIND_ROOT_PATH /usr/${_triple})
+list(APPEND CMAKE_FIND_ROOT_PATH /usr/${_triple}) # a user adds the folders of other packages
 set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)

@@ -1,3 +1,6 @@
+#pragma once
+
+/// \file
 /// The stand-in for KRSOAP, the module of generated web-service value types. KRCommon is built
 /// against this header when no real KRSOAP package is found. It holds the fields that KRCommon
 /// reads or fills, in their order and with their defaults, and nothing of the web service itself.
@@ -19,7 +22,6 @@
 ///     found.objectId = 12;
 ///     found.instances.emplace_back();
 ///     found.instances.back().time.seconds = 1700000000;
-#pragma once
 
 #include <cstdint>
 #include <string>
@@ -32,7 +34,7 @@
 enum ns__DetectorType : std::int32_t {
     ns__DetectorType__value_0 = 0,
     ns__DetectorType__value_1 = 1,
-    ns__DetectorType__value_7 = 7,  ///< what an object record starts with
+    ns__DetectorType__value_7 = 7, ///< what an object record starts with
 };
 
 /// What an object is taken for. 1, 2 and 3 choose the first, second and third class score of an
@@ -72,21 +74,21 @@ enum ns__QueryTolerancePreset : std::int32_t {
 
 /// How a scheduled task repeats. Values are carried verbatim; the names here say only the number.
 enum ns__ScheduledTaskRecurrence : std::int32_t {
-    ns__ScheduledTaskRecurrence__value_0 = 0,  ///< what a task starts with
+    ns__ScheduledTaskRecurrence__value_0 = 0, ///< what a task starts with
     ns__ScheduledTaskRecurrence__value_1 = 1,
 };
 
 /// The kind of object that a task's action applies to. Values are carried verbatim; the names here
 /// say only the number.
 enum ns__ObjectType : std::int32_t {
-    ns__ObjectType__value_0 = 0,  ///< what an action starts with
+    ns__ObjectType__value_0 = 0, ///< what an action starts with
     ns__ObjectType__value_1 = 1,
 };
 
 /// What a task's action does to its object. Values are carried verbatim; the names here say only
 /// the number.
 enum ns__ObjectAction : std::int32_t {
-    ns__ObjectAction__value_0 = 0,  ///< what an action starts with
+    ns__ObjectAction__value_0 = 0, ///< what an action starts with
     ns__ObjectAction__value_1 = 1,
 };
 
@@ -94,13 +96,13 @@ enum ns__ObjectAction : std::int32_t {
 /// number; those listed after 0 are the ones whose event text has a shape of its own.
 enum ns__NotificationCode : std::int32_t {
     ns__NotificationCode__value_0 = 0,
-    ns__NotificationCode__value_14 = 14,  ///< event text without the entity's parameters
-    ns__NotificationCode__value_15 = 15,  ///< event text without any parameter
-    ns__NotificationCode__value_24 = 24,  ///< event text without the entity's parameters
-    ns__NotificationCode__value_35 = 35,  ///< event text without the entity's parameters
-    ns__NotificationCode__value_36 = 36,  ///< event text without the entity's parameters
-    ns__NotificationCode__value_38 = 38,  ///< event text without the entity's parameters
-    ns__NotificationCode__value_39 = 39,  ///< event text without the entity's parameters
+    ns__NotificationCode__value_14 = 14, ///< event text without the entity's parameters
+    ns__NotificationCode__value_15 = 15, ///< event text without any parameter
+    ns__NotificationCode__value_24 = 24, ///< event text without the entity's parameters
+    ns__NotificationCode__value_35 = 35, ///< event text without the entity's parameters
+    ns__NotificationCode__value_36 = 36, ///< event text without the entity's parameters
+    ns__NotificationCode__value_38 = 38, ///< event text without the entity's parameters
+    ns__NotificationCode__value_39 = 39, ///< event text without the entity's parameters
 };
 
 // Colours, geometry and time.
@@ -131,8 +133,8 @@ public:
     virtual ~ns__RgbColorArea() = default;
 
     ns__RgbColor color;
-    std::int32_t code = 0;  ///< carried verbatim; a stored record keeps its low 8 bits, signed
-    float area = 0.0F;      ///< a stored record keeps it truncated to 8 bits, signed
+    std::int32_t code = 0; ///< carried verbatim; a stored record keeps its low 8 bits, signed
+    float area = 0.0F;     ///< a stored record keeps it truncated to 8 bits, signed
 };
 
 /// A colour as the classifier works on it; also a set of tolerances, field by field.
@@ -145,9 +147,9 @@ public:
     ns__HsvColor& operator=(ns__HsvColor&&) = default;
     virtual ~ns__HsvColor() = default;
 
-    std::int32_t hue = 0;     ///< whole degrees 0-359; -1 means no hue (white, black, grey)
-    float saturation = 0.0F;  ///< 0.0-1.0
-    float value = 0.0F;       ///< 0.0-1.0, brightness
+    std::int32_t hue = 0;    ///< whole degrees 0-359; -1 means no hue (white, black, grey)
+    float saturation = 0.0F; ///< 0.0-1.0
+    float value = 0.0F;      ///< 0.0-1.0, brightness
 };
 
 /// An axis-aligned box in the coordinates of the object records, the smaller corner first.
@@ -191,7 +193,7 @@ public:
     virtual ~ns__Time() = default;
 
     std::int64_t seconds = 0;
-    std::int32_t milliseconds = 0;  ///< microseconds / 1000, truncated
+    std::int32_t milliseconds = 0; ///< microseconds / 1000, truncated
 };
 
 // Sensors and query results.
@@ -207,7 +209,8 @@ public:
     ns__SensorId& operator=(ns__SensorId&&) = default;
     virtual ~ns__SensorId() = default;
 
-    bool operator==(const ns__SensorId& other) const noexcept {
+    bool operator==(const ns__SensorId& other) const noexcept
+    {
         return word1 == other.word1 && word2 == other.word2;
     }
     bool operator!=(const ns__SensorId& other) const noexcept { return !(*this == other); }
@@ -227,7 +230,7 @@ public:
     virtual ~ns__QueryResultObjectInstance() = default;
 
     ns__Time time;
-    ns__Box box;  ///< extended toward the neighbouring observations
+    ns__Box box; ///< extended toward the neighbouring observations
     ns__Geom_Point2D_Float point;
 };
 
@@ -238,17 +241,17 @@ public:
     ns__QueryResultObjectInstanceDebug() = default;
     ns__QueryResultObjectInstanceDebug(const ns__QueryResultObjectInstanceDebug&) = default;
     ns__QueryResultObjectInstanceDebug(ns__QueryResultObjectInstanceDebug&&) = default;
-    ns__QueryResultObjectInstanceDebug& operator=(
-        const ns__QueryResultObjectInstanceDebug&) = default;
+    ns__QueryResultObjectInstanceDebug&
+    operator=(const ns__QueryResultObjectInstanceDebug&) = default;
     ns__QueryResultObjectInstanceDebug& operator=(ns__QueryResultObjectInstanceDebug&&) = default;
     virtual ~ns__QueryResultObjectInstanceDebug() = default;
 
-    float float1 = 0.0F;  ///< four numbers of the observation, not otherwise named
+    float float1 = 0.0F; ///< four numbers of the observation, not otherwise named
     float float2 = 0.0F;
     float float3 = 0.0F;
     float float4 = 0.0F;
     std::vector<ns__RgbColorArea> colors;
-    std::string classNames;  ///< names of the classes present, each followed by a space
+    std::string classNames; ///< names of the classes present, each followed by a space
     float personValue = 0.0F;
     float vehicleValue = 0.0F;
     float objectValue = 0.0F;
@@ -283,7 +286,7 @@ public:
     std::vector<ns__QueryResultObjectInstance> instances;
     std::int32_t instanceCount = 0;
     std::vector<ns__QueryResultObjectInstanceDebug> debugInstances;
-    std::uint32_t duration = 0;  ///< whole seconds
+    std::uint32_t duration = 0; ///< whole seconds
 };
 
 // Service records.
@@ -317,7 +320,7 @@ public:
     std::uint32_t word7 = 0;
     std::uint32_t word8 = 0;
     std::uint32_t word9 = 0;
-    std::vector<std::uint32_t> values;  ///< bit masks, joined with OR by those who need one mask
+    std::vector<std::uint32_t> values; ///< bit masks, joined with OR by those who need one mask
 };
 
 /// One scheduled task with its one action.
@@ -370,5 +373,5 @@ public:
     ns__LogEntity& operator=(ns__LogEntity&&) = default;
     virtual ~ns__LogEntity() = default;
 
-    std::vector<ns__LogParam> params;  ///< in the order in which they are reported
+    std::vector<ns__LogParam> params; ///< in the order in which they are reported
 };

@@ -15,11 +15,10 @@
 namespace {
 
 template <class Value>
-constexpr bool is_value_type =
-    std::has_virtual_destructor_v<Value> && std::is_nothrow_destructible_v<Value> &&
-    std::is_default_constructible_v<Value> && std::is_copy_constructible_v<Value> &&
-    std::is_copy_assignable_v<Value> && std::is_nothrow_move_constructible_v<Value> &&
-    std::is_nothrow_move_assignable_v<Value>;
+constexpr bool is_value_type = std::has_virtual_destructor_v<Value>&&
+    std::is_nothrow_destructible_v<Value>&& std::is_default_constructible_v<Value>&&
+        std::is_copy_constructible_v<Value>&& std::is_copy_assignable_v<Value>&&
+            std::is_nothrow_move_constructible_v<Value>&& std::is_nothrow_move_assignable_v<Value>;
 
 static_assert(is_value_type<ns__SensorId>);
 static_assert(is_value_type<ns__RgbColor>);
@@ -41,7 +40,8 @@ static_assert(is_value_type<ns__LogEntity>);
 template <class Value>
 class Fresh {
 public:
-    Fresh() {
+    Fresh()
+    {
         volatile unsigned char* bytes = memory_;
         for (std::size_t i = 0; i < sizeof(Value); ++i) {
             bytes[i] = 0xA5;
@@ -60,30 +60,35 @@ private:
     Value* value_;
 };
 
-void expect_zero(const ns__Time& time) {
+void expect_zero(const ns__Time& time)
+{
     EXPECT_EQ(time.seconds, 0);
     EXPECT_EQ(time.milliseconds, 0);
 }
 
-void expect_zero(const ns__Box& box) {
+void expect_zero(const ns__Box& box)
+{
     EXPECT_EQ(box.minX, 0.0F);
     EXPECT_EQ(box.minY, 0.0F);
     EXPECT_EQ(box.maxX, 0.0F);
     EXPECT_EQ(box.maxY, 0.0F);
 }
 
-void expect_zero(const ns__Geom_Point2D_Float& point) {
+void expect_zero(const ns__Geom_Point2D_Float& point)
+{
     EXPECT_EQ(point.x, 0.0F);
     EXPECT_EQ(point.y, 0.0F);
 }
 
-void expect_zero(const ns__RgbColor& color) {
+void expect_zero(const ns__RgbColor& color)
+{
     EXPECT_EQ(color.red, 0);
     EXPECT_EQ(color.green, 0);
     EXPECT_EQ(color.blue, 0);
 }
 
-ns__SensorId sensor(std::int32_t word1, std::int32_t word2) {
+ns__SensorId sensor(std::int32_t word1, std::int32_t word2)
+{
     ns__SensorId id;
     id.word1 = word1;
     id.word2 = word2;
@@ -97,28 +102,32 @@ struct Numbered {
 };
 
 template <std::size_t Count>
-void expect_numbers(const Numbered (&rows)[Count]) {
+void expect_numbers(const Numbered (&rows)[Count])
+{
     for (const Numbered& row : rows) {
         EXPECT_EQ(row.actual, row.expected) << row.name;
     }
 }
 
-}  // namespace
+} // namespace
 
-TEST(KrsoapEnumerations, DetectorTypeNamesItsNumbers) {
+TEST(KrsoapEnumerations, DetectorTypeNamesItsNumbers)
+{
     expect_numbers({{ns__DetectorType__value_0, 0, "value_0"},
                     {ns__DetectorType__value_1, 1, "value_1"},
                     {ns__DetectorType__value_7, 7, "value_7"}});
 }
 
-TEST(KrsoapEnumerations, ObjectClassesFollowTheOrderOfTheClassScores) {
+TEST(KrsoapEnumerations, ObjectClassesFollowTheOrderOfTheClassScores)
+{
     expect_numbers({{ns__ObjectClass__unknown, 0, "unknown"},
                     {ns__ObjectClass__person, 1, "person"},
                     {ns__ObjectClass__vehicle, 2, "vehicle"},
                     {ns__ObjectClass__object, 3, "object"}});
 }
 
-TEST(KrsoapEnumerations, ColorPresetsCountFromOneInConfigurationOrder) {
+TEST(KrsoapEnumerations, ColorPresetsCountFromOneInConfigurationOrder)
+{
     expect_numbers({{ns__ColorPreset__white, 1, "white"},
                     {ns__ColorPreset__black, 2, "black"},
                     {ns__ColorPreset__gray, 3, "gray"},
@@ -134,13 +143,15 @@ TEST(KrsoapEnumerations, ColorPresetsCountFromOneInConfigurationOrder) {
                     {ns__ColorPreset__purple, 13, "purple"}});
 }
 
-TEST(KrsoapEnumerations, QueryTolerancePresetNamesItsNumbers) {
+TEST(KrsoapEnumerations, QueryTolerancePresetNamesItsNumbers)
+{
     expect_numbers({{ns__QueryTolerancePreset__value_0, 0, "value_0"},
                     {ns__QueryTolerancePreset__value_1, 1, "value_1"},
                     {ns__QueryTolerancePreset__value_2, 2, "value_2"}});
 }
 
-TEST(KrsoapEnumerations, TaskEnumerationsNameTheirNumbers) {
+TEST(KrsoapEnumerations, TaskEnumerationsNameTheirNumbers)
+{
     expect_numbers({{ns__ScheduledTaskRecurrence__value_0, 0, "recurrence value_0"},
                     {ns__ScheduledTaskRecurrence__value_1, 1, "recurrence value_1"},
                     {ns__ObjectType__value_0, 0, "object type value_0"},
@@ -149,7 +160,8 @@ TEST(KrsoapEnumerations, TaskEnumerationsNameTheirNumbers) {
                     {ns__ObjectAction__value_1, 1, "object action value_1"}});
 }
 
-TEST(KrsoapEnumerations, NotificationCodesOfEventTextsKeepTheirNumbers) {
+TEST(KrsoapEnumerations, NotificationCodesOfEventTextsKeepTheirNumbers)
+{
     expect_numbers({{ns__NotificationCode__value_0, 0, "value_0"},
                     {ns__NotificationCode__value_14, 14, "value_14"},
                     {ns__NotificationCode__value_15, 15, "value_15"},
@@ -161,34 +173,38 @@ TEST(KrsoapEnumerations, NotificationCodesOfEventTextsKeepTheirNumbers) {
 }
 
 template <class Enumeration>
-class KrsoapEnumeration : public testing::Test {};
+class KrsoapEnumeration : public testing::Test {
+};
 
-using Enumerations =
-    testing::Types<ns__DetectorType, ns__ObjectClass, ns__ColorPreset, ns__QueryTolerancePreset,
-                   ns__ScheduledTaskRecurrence, ns__ObjectType, ns__ObjectAction,
-                   ns__NotificationCode>;
+using Enumerations = testing::Types<ns__DetectorType, ns__ObjectClass, ns__ColorPreset,
+                                    ns__QueryTolerancePreset, ns__ScheduledTaskRecurrence,
+                                    ns__ObjectType, ns__ObjectAction, ns__NotificationCode>;
 TYPED_TEST_SUITE(KrsoapEnumeration, Enumerations, );
 
-TYPED_TEST(KrsoapEnumeration, IsAPlain32BitNumber) {
+TYPED_TEST(KrsoapEnumeration, IsAPlain32BitNumber)
+{
     static_assert(std::is_same_v<std::underlying_type_t<TypeParam>, std::int32_t>);
     static_assert(std::is_convertible_v<TypeParam, std::int32_t>);
     EXPECT_EQ(sizeof(TypeParam), 4U);
 }
 
-TYPED_TEST(KrsoapEnumeration, CarriesNumbersWithoutANameVerbatim) {
+TYPED_TEST(KrsoapEnumeration, CarriesNumbersWithoutANameVerbatim)
+{
     using Limits = std::numeric_limits<std::int32_t>;
     for (const std::int32_t number : {-1, 0, 7, 1000, Limits::min(), Limits::max()}) {
         EXPECT_EQ(static_cast<std::int32_t>(static_cast<TypeParam>(number)), number);
     }
 }
 
-TEST(KrsoapDefaults, SensorIdIsZeroAndOne) {
+TEST(KrsoapDefaults, SensorIdIsZeroAndOne)
+{
     const Fresh<ns__SensorId> id;
     EXPECT_EQ(id->word1, 0);
     EXPECT_EQ(id->word2, 1);
 }
 
-TEST(KrsoapDefaults, ColorsAreBlackWithoutAreaOrCode) {
+TEST(KrsoapDefaults, ColorsAreBlackWithoutAreaOrCode)
+{
     expect_zero(*Fresh<ns__RgbColor>());
 
     const Fresh<ns__RgbColorArea> area;
@@ -202,13 +218,15 @@ TEST(KrsoapDefaults, ColorsAreBlackWithoutAreaOrCode) {
     EXPECT_EQ(hsv->value, 0.0F);
 }
 
-TEST(KrsoapDefaults, GeometryAndTimeAreZero) {
+TEST(KrsoapDefaults, GeometryAndTimeAreZero)
+{
     expect_zero(*Fresh<ns__Box>());
     expect_zero(*Fresh<ns__Geom_Point2D_Float>());
     expect_zero(*Fresh<ns__Time>());
 }
 
-TEST(KrsoapDefaults, QueryResultObjectIsZeroAndEmpty) {
+TEST(KrsoapDefaults, QueryResultObjectIsZeroAndEmpty)
+{
     const Fresh<ns__QueryResultObject> result;
     EXPECT_EQ(result->objectId, 0U);
     EXPECT_EQ(result->detectorType, ns__DetectorType__value_0);
@@ -225,14 +243,16 @@ TEST(KrsoapDefaults, QueryResultObjectIsZeroAndEmpty) {
     EXPECT_EQ(result->duration, 0U);
 }
 
-TEST(KrsoapDefaults, QueryResultObjectInstanceIsZero) {
+TEST(KrsoapDefaults, QueryResultObjectInstanceIsZero)
+{
     const Fresh<ns__QueryResultObjectInstance> instance;
     expect_zero(instance->time);
     expect_zero(instance->box);
     expect_zero(instance->point);
 }
 
-TEST(KrsoapDefaults, QueryResultObjectInstanceDebugIsZeroAndEmpty) {
+TEST(KrsoapDefaults, QueryResultObjectInstanceDebugIsZeroAndEmpty)
+{
     const Fresh<ns__QueryResultObjectInstanceDebug> instance;
     EXPECT_EQ(instance->float1, 0.0F);
     EXPECT_EQ(instance->float2, 0.0F);
@@ -246,7 +266,8 @@ TEST(KrsoapDefaults, QueryResultObjectInstanceDebugIsZeroAndEmpty) {
     EXPECT_EQ(instance->unknownValue, 0.0F);
 }
 
-TEST(KrsoapDefaults, AgentFlagsAreZeroOneOneAndItsFourthWordIsMinusOne) {
+TEST(KrsoapDefaults, AgentFlagsAreZeroOneOneAndItsFourthWordIsMinusOne)
+{
     const Fresh<ns__Agent> agent;
     EXPECT_EQ(agent->flag1, 0);
     EXPECT_EQ(agent->flag2, 1);
@@ -254,7 +275,8 @@ TEST(KrsoapDefaults, AgentFlagsAreZeroOneOneAndItsFourthWordIsMinusOne) {
     EXPECT_EQ(agent->word4, -1);
 }
 
-TEST(KrsoapDefaults, OtherAgentFieldsAreZeroOrEmpty) {
+TEST(KrsoapDefaults, OtherAgentFieldsAreZeroOrEmpty)
+{
     const Fresh<ns__Agent> agent;
     EXPECT_EQ(agent->word1, 0U);
     EXPECT_EQ(agent->text1, "");
@@ -274,7 +296,8 @@ TEST(KrsoapDefaults, OtherAgentFieldsAreZeroOrEmpty) {
     EXPECT_TRUE(agent->values.empty());
 }
 
-TEST(KrsoapDefaults, ScheduledTaskIsZeroAndEmpty) {
+TEST(KrsoapDefaults, ScheduledTaskIsZeroAndEmpty)
+{
     const Fresh<ns__ScheduledTask> task;
     EXPECT_EQ(task->id, 0U);
     EXPECT_EQ(task->name, L"");
@@ -289,14 +312,16 @@ TEST(KrsoapDefaults, ScheduledTaskIsZeroAndEmpty) {
     EXPECT_EQ(task->argument, "");
 }
 
-TEST(KrsoapDefaults, LogParamAndEntityAreEmpty) {
+TEST(KrsoapDefaults, LogParamAndEntityAreEmpty)
+{
     const Fresh<ns__LogParam> param;
     EXPECT_EQ(param->name, L"");
     EXPECT_EQ(param->value, L"");
     EXPECT_TRUE(Fresh<ns__LogEntity>()->params.empty());
 }
 
-TEST(KrsoapFields, HaveTheWidthsThatTheRecordsNeed) {
+TEST(KrsoapFields, HaveTheWidthsThatTheRecordsNeed)
+{
     static_assert(std::is_same_v<decltype(ns__SensorId::word1), std::int32_t>);
     static_assert(std::is_same_v<decltype(ns__SensorId::word2), std::int32_t>);
     static_assert(std::is_same_v<decltype(ns__RgbColor::red), std::uint8_t>);
@@ -322,18 +347,16 @@ TEST(KrsoapFields, HaveTheWidthsThatTheRecordsNeed) {
     SUCCEED() << "checked by the compiler";
 }
 
-TEST(KrsoapSensorId, EqualityNeedsBothWords) {
+TEST(KrsoapSensorId, EqualityNeedsBothWords)
+{
     const struct {
         ns__SensorId left;
         ns__SensorId right;
         bool equal;
     } rows[] = {
-        {sensor(0, 1), ns__SensorId(), true},
-        {sensor(5, 9), sensor(5, 9), true},
-        {sensor(-1, -2), sensor(-1, -2), true},
-        {sensor(5, 9), sensor(6, 9), false},
-        {sensor(5, 9), sensor(5, 8), false},
-        {sensor(5, 9), sensor(9, 5), false},
+        {sensor(0, 1), ns__SensorId(), true},   {sensor(5, 9), sensor(5, 9), true},
+        {sensor(-1, -2), sensor(-1, -2), true}, {sensor(5, 9), sensor(6, 9), false},
+        {sensor(5, 9), sensor(5, 8), false},    {sensor(5, 9), sensor(9, 5), false},
         {sensor(1, 1), sensor(-1, 1), false},
     };
     for (const auto& row : rows) {
@@ -346,7 +369,8 @@ TEST(KrsoapSensorId, EqualityNeedsBothWords) {
     }
 }
 
-TEST(KrsoapValues, DestroyingThroughTheBaseReachesTheDerivedRecord) {
+TEST(KrsoapValues, DestroyingThroughTheBaseReachesTheDerivedRecord)
+{
     class Extended_Agent : public ns__Agent {
     public:
         explicit Extended_Agent(bool& destroyed) : destroyed_(&destroyed) {}
@@ -364,7 +388,8 @@ TEST(KrsoapValues, DestroyingThroughTheBaseReachesTheDerivedRecord) {
     EXPECT_TRUE(destroyed);
 }
 
-TEST(KrsoapValues, CopiesAreIndependent) {
+TEST(KrsoapValues, CopiesAreIndependent)
+{
     ns__LogParam port;
     port.name = L"Port";
     port.value = L"8080";
@@ -380,7 +405,8 @@ TEST(KrsoapValues, CopiesAreIndependent) {
     EXPECT_EQ(copy.params[0].value, L"8080");
 }
 
-TEST(KrsoapValues, MovesHandOverTheirLists) {
+TEST(KrsoapValues, MovesHandOverTheirLists)
+{
     ns__QueryResultObject found;
     found.objectId = 12;
     found.instances.emplace_back();
@@ -397,7 +423,8 @@ TEST(KrsoapValues, MovesHandOverTheirLists) {
     EXPECT_EQ(assigned.instances.front().time.seconds, 1700000000);
 }
 
-TEST(KrsoapValues, BytesOfFlagsAreCarriedVerbatim) {
+TEST(KrsoapValues, BytesOfFlagsAreCarriedVerbatim)
+{
     ns__Agent agent;
     agent.flag1 = 255;
     EXPECT_EQ(ns__Agent(agent).flag1, 255);

@@ -1,3 +1,4 @@
+# shellcheck shell=bash
 # Debian packages that each part of the work needs; sourced by setup/setup.sh.
 
 # Library, tests and benchmarks for Linux. The googletest package brings the sources that

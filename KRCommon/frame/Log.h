@@ -104,10 +104,10 @@ constexpr std::size_t room_per_text() noexcept
     constexpr std::size_t for_integer = 24;
     constexpr std::size_t for_float = 330; // %f of the largest double
     constexpr std::size_t texts = (0 + ... + (is_log_text<Arguments> ? 1 : 0));
-    constexpr std::size_t numbers =
-        (0 + ... + (is_log_text<Arguments>                   ? 0
-                    : std::is_floating_point_v<Arguments> ? for_float
-                                                          : for_integer));
+    constexpr std::size_t numbers = (0 + ... +
+                                     (is_log_text<Arguments>                ? 0
+                                      : std::is_floating_point_v<Arguments> ? for_float
+                                                                            : for_integer));
     static_assert(format_size + for_stamp_and_error + numbers + 64 * texts < ACE_MAXLOGMSGLEN,
                   "too much for one line");
     return (ACE_MAXLOGMSGLEN - format_size - for_stamp_and_error - numbers) /
@@ -138,9 +138,9 @@ template <std::size_t format_size, typename... Arguments>
 void kr_log(const KR_Log_Site& site, const char (&format)[format_size],
             const Arguments&... arguments)
 {
-    static_assert(((kr_internal::is_log_text<Arguments> ||
-                    kr_internal::is_log_number<Arguments>) && ...),
-                  "a log argument is a number, an enumeration or a text");
+    static_assert(
+        ((kr_internal::is_log_text<Arguments> || kr_internal::is_log_number<Arguments>)&&...),
+        "a log argument is a number, an enumeration or a text");
     const int saved_errno = errno;
     const int error = saved_errno != 0 ? saved_errno : ACE_Log_Msg::last_error_adapter();
     ACE_Log_Msg* const log = ACE_Log_Msg::instance();

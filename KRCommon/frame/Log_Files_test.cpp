@@ -58,8 +58,7 @@ protected:
         const Temp_Folder folder;
         for (const char* name : names)
             folder.write(name, "");
-        return highest_part(folder.path(),
-                            log_file_left(folder.path(), prefix, date(5, 3, 2014)));
+        return highest_part(folder.path(), log_file_left(folder.path(), prefix, date(5, 3, 2014)));
     }
 };
 

@@ -57,8 +57,8 @@ public:
     /// directory  folder of the files, relative or absolute; null counts as empty, and an empty
     ///            one is the root folder, since the separator follows it. Use "." for the
     ///            working folder
-    /// prefix     stem of every file name; null counts as empty. It must not hold "_part_". Files of
-    ///            another prefix that begins with this one are pruned with it
+    /// prefix     stem of every file name; null counts as empty. It must not hold "_part_". Files
+    ///            of another prefix that begins with this one are pruned with it
     void open(ACE_Reactor* reactor, const char* directory, const char* prefix);
 
     /// Cancels the timer and forgets the reactor; handle_close() is not called. The log file stays
@@ -76,7 +76,8 @@ public:
     /// | 3               | 1164 | the same and LM_INFO                   |
     /// | 4               | 1180 | the same and LM_NOTICE                 |
     ///
-    /// Quirk: debug lines come before informational ones. A thread mask that the host set widens it.
+    /// Quirk: debug lines come before informational ones. A thread mask that the host has set
+    /// lets more through on that thread.
     void set_debug_level(unsigned level);
 
     /// Sets the limits, in bytes; any value is taken. A file is rotated at the first tick at which
@@ -94,8 +95,8 @@ public:
 
     /// The timer's upcall: starts the next file when `now` is on another day (its first part) or
     /// the file has reached its size limit (the next part), and prunes. `now` decides alone; it is
-    /// read in local time. Quirk: the day of the month alone tells the days apart. Does nothing on a
-    /// thread that has no output stream. `act` is not used. Returns 0: the timer stays.
+    /// read in local time. Quirk: the day of the month alone tells the days apart. Does nothing on
+    /// a thread that has no output stream. `act` is not used. Returns 0: the timer stays.
     int handle_timeout(const ACE_Time_Value& now, const void* act) override;
 
 protected:

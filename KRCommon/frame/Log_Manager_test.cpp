@@ -142,8 +142,7 @@ TEST_F(Log_Manager, AFileThatGrewByOthersCountsWithItsRealSize)
 TEST_F(Log_Manager, AFileAbove2GiBIsRotated)
 {
     manager_.open_in(folder_.path());
-    std::filesystem::resize_file(folder_.write("server_2014_03_05_part_00.log", ""),
-                                 2'147'483'650);
+    std::filesystem::resize_file(folder_.write("server_2014_03_05_part_00.log", ""), 2'147'483'650);
     manager_.set_file_max_sizes(2'147'483'649u, 4'294'967'295u);
     go_to(manager_, 2014, 3, 5);
     EXPECT_EQ("_part_00.log", manager_.log_file_name_right());
@@ -290,8 +289,8 @@ TEST_F(Log_Manager, ARelativeDirectoryIsRelativeToTheWorkingFolder)
     manager_.open_in("logs");
     go_to(manager_, 2014, 3, 5);
     say("kept");
-    const std::string name = std::string("logs") + kr_platform::path_separator() +
-                             "server_2014_03_05_part_00.log";
+    const std::string name =
+        std::string("logs") + kr_platform::path_separator() + "server_2014_03_05_part_00.log";
     EXPECT_EQ(name, manager_.log_file_name());
     EXPECT_EQ("kept\n", messages(folder_.path(name)));
     manager_.open_in(folder_.path()); // closes the file below "logs"
@@ -563,7 +562,9 @@ public:
     std::atomic<int> ticks_{0};
 };
 
-TEST_F(Log_Manager, SlowTheTimerFiresAfterFiveSecondsOnTheReactorsThreadAndRotates)
+using Log_Manager_Slow = Log_Manager;
+
+TEST_F(Log_Manager_Slow, TheTimerFiresAfterFiveSecondsOnTheReactorsThreadAndRotates)
 {
     Ticking_Manager manager;
     manager.set_file_max_sizes(1, 1'000'000);

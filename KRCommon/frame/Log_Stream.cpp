@@ -40,8 +40,7 @@ void open_log_file(ACE_Log_Msg& log, const std::string& path)
         stream = new std::ostream(nullptr);
     auto file = std::make_unique<std::filebuf>();
     // With app alone the write position of an existing file is 0 on Windows until the first write.
-    const bool is_open =
-        file->open(path, std::ios::out | std::ios::app | std::ios::ate) != nullptr;
+    const bool is_open = file->open(path, std::ios::out | std::ios::app | std::ios::ate) != nullptr;
     const std::unique_ptr<std::filebuf> previous(file_of(*stream));
     stream->rdbuf(file.release()); // clears the stream's state too
     if (!is_open)

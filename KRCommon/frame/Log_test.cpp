@@ -189,7 +189,8 @@ TEST_F(Log, EveryControlCharacterIsEscapedAndNothingElse)
             expected = escaped;
         }
         kr_log(info_site, "%s\n", text);
-        EXPECT_EQ(expected + "\n", capture_.lines().at(static_cast<std::size_t>(code)).text) << code;
+        EXPECT_EQ(expected + "\n", capture_.lines().at(static_cast<std::size_t>(code)).text)
+            << code;
     }
 }
 
@@ -295,7 +296,8 @@ TEST(AssertionDeathTest, MacroGivesExpressionBareFileAndLine)
     const int line = __LINE__ + 1;
     EXPECT_EXIT(KR_ASSERT(pretend_depth == 5 && "why"), testing::ExitedWithCode(1),
                 exactly_one_line("\\*EMR Assertion failed for 'pretend_depth == 5 && \"why\"' in "
-                                 "Log_test\\.cpp:" + std::to_string(line) + "\\."));
+                                 "Log_test\\.cpp:" +
+                                 std::to_string(line) + "\\."));
 }
 
 TEST(AssertionDeathTest, FailedAssertionIsLoggedAtEveryDebugLevel)

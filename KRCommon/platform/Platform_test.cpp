@@ -30,7 +30,8 @@ TEST(Platform, PathSeparatorFitsTheModulePath)
 {
     const std::string path = module_path();
     ASSERT_NE(std::string::npos, path.find(path_separator()));
-    EXPECT_THAT(path.substr(path.rfind(path_separator()) + 1), testing::StartsWith("platform_tests"));
+    EXPECT_THAT(path.substr(path.rfind(path_separator()) + 1),
+                testing::StartsWith("platform_tests"));
     EXPECT_TRUE(std::filesystem::exists(path));
 }
 

@@ -72,8 +72,8 @@ std::optional<File_Info> file_info(const std::string& path) noexcept
     File_Info info;
     info.is_folder = S_ISDIR(status.stx_mode);
     info.size = info.is_folder ? 0 : status.stx_size;
-    info.created = (status.stx_mask & STATX_BTIME) != 0 ? status.stx_btime.tv_sec
-                                                        : status.stx_ctime.tv_sec;
+    info.created =
+        (status.stx_mask & STATX_BTIME) != 0 ? status.stx_btime.tv_sec : status.stx_ctime.tv_sec;
     return info;
 }
 

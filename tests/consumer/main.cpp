@@ -1,0 +1,57 @@
+// Logs into a folder through the installed library and reads the file back.
+
+#include <KRCommon/frame/Log.h>
+#include <KRCommon/frame/Log_Manager.h>
+#include <krsoap/krsoap.h>
+
+#include <ace/Reactor.h>
+
+#include <chrono>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <thread>
+
+namespace {
+
+bool is_logged(const std::filesystem::path& folder, const std::string& text)
+{
+    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+        std::ifstream file(entry.path());
+        for (std::string line; std::getline(file, line);)
+            if (line.find(text) != std::string::npos)
+                return true;
+    }
+    return false;
+}
+
+// A host's timed waits must really wait, with the flags that the package brings.
+bool does_wait()
+{
+    const auto start = std::chrono::steady_clock::now();
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    return std::chrono::steady_clock::now() - start >= std::chrono::milliseconds(49);
+}
+
+} // namespace
+
+int main(int, char**)
+{
+    const std::filesystem::path folder = std::filesystem::current_path() / "consumer logs";
+    std::filesystem::remove_all(folder);
+    KR_LOG_MANAGER* const logs = KR_LOG_MANAGER::instance();
+    logs->set_debug_level(3);
+    logs->open(ACE_Reactor::instance(), folder.string().c_str(), "consumer");
+    const ns__SensorId sensor;
+    std::thread([&] {
+        kr_log(KR_LOG_SITE(LM_INFO), "%T T%04t INF sensor %d of %s\n", sensor.word2, "consumer");
+    }).join();
+    logs->close();
+    if (!is_logged(folder, " INF sensor 1 of consumer") || !does_wait()) {
+        std::puts("consumer: failed");
+        return 1;
+    }
+    std::puts("consumer: ok");
+    return 0;
+}

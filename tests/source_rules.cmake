@@ -1,0 +1,39 @@
+# Rules that every source file keeps.
+#
+#   cmake -D SOURCE=<project folder> -P source_rules.cmake
+
+set(failures "")
+file(GLOB_RECURSE files RELATIVE ${SOURCE}
+     ${SOURCE}/KRCommon/*.h ${SOURCE}/KRCommon/*.cpp ${SOURCE}/krsoap/*.h ${SOURCE}/krsoap/*.cpp
+     ${SOURCE}/tests/*.h ${SOURCE}/tests/*.cpp ${SOURCE}/examples/*.h ${SOURCE}/examples/*.cpp
+     ${SOURCE}/fuzz/*.h ${SOURCE}/fuzz/*.cpp)
+list(LENGTH files count)
+if(count LESS 10)
+  message(FATAL_ERROR "only ${count} source files found in ${SOURCE}")
+endif()
+
+foreach(file ${files})
+  file(READ ${SOURCE}/${file} text)
+  # The operating system's differences live in platform/ alone.
+  if(NOT file MATCHES "^KRCommon/platform/(windows|posix)/" AND
+     NOT file STREQUAL "KRCommon/KRCommon_Export.h")
+    if(text MATCHES "_WIN32|__MINGW32__|__linux__|ACE_WIN32|<windows\\.h>|<unistd\\.h>")
+      string(APPEND failures "${file}: ${CMAKE_MATCH_0} belongs into platform/\n")
+    endif()
+  endif()
+  # platform/ stands on nothing of the library.
+  if(file MATCHES "^KRCommon/platform/" AND
+     text MATCHES "#include <KRCommon/([a-z]+)/" AND NOT CMAKE_MATCH_1 STREQUAL "platform")
+    string(APPEND failures "${file}: platform/ includes nothing of the library\n")
+  endif()
+  if(file MATCHES "\\.h$" AND NOT text MATCHES "^#pragma once\n")
+    string(APPEND failures "${file}: a header begins with #pragma once\n")
+  endif()
+  if(text MATCHES "\t|\r| \n")
+    string(APPEND failures "${file}: a tab, a carriage return or a blank at a line's end\n")
+  endif()
+endforeach()
+if(failures)
+  message(FATAL_ERROR "${failures}")
+endif()
+message("${count} source files keep the rules")
