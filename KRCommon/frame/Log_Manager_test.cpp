@@ -216,10 +216,16 @@ TEST_F(Log_Manager, TimeoutOnAThreadWithoutAStreamDoesNothing)
     EXPECT_EQ(folder_.path("server_2014_03_05_part_00.log"), manager_.log_file_name());
 }
 
-TEST_F(Log_Manager, TimeoutBeforeAnyOpenDoesNothing)
+// In a process of its own, where no test has opened a file before.
+TEST(Log_ManagerDeathTest, TimeoutBeforeAnyOpenDoesNothing)
 {
-    manager_.tick(local_time(2014, 3, 6));
-    EXPECT_EQ(nullptr, ACE_Log_Msg::instance()->msg_ostream());
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(
+        {
+            Test_Log_Manager().tick(local_time(2014, 3, 6));
+            kr_platform::end_process(ACE_Log_Msg::instance()->msg_ostream() == nullptr ? 0 : 1);
+        },
+        testing::ExitedWithCode(0), "");
 }
 
 TEST_F(Log_Manager, TimeoutRotatesOnAThreadThatNeverLogged)

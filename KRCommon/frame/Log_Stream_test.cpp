@@ -1,6 +1,7 @@
 #include <KRCommon/frame/Log_Stream.h>
 
 #include <KRCommon/frame/Log_Manager_testing.h>
+#include <KRCommon/platform/Platform.h>
 #include <KRCommon/platform/Platform_testing.h>
 #include <tests/support/Log_Capture.h>
 
@@ -89,12 +90,16 @@ TEST_F(Log_Stream, NonAceThreadInitLogGivesTheStreamToLinesThatAceItselfLogs)
     EXPECT_EQ("by ACE\n", messages(manager_.log_file_name()));
 }
 
-TEST_F(Log_Stream, NonAceThreadInitLogBeforeOpenDoesNothing)
+// In a process of its own, where no test has opened a file before.
+TEST(Log_StreamDeathTest, NonAceThreadInitLogBeforeOpenDoesNothing)
 {
-    std::thread([&] {
-        Test_Log_Manager().non_ace_thread_init_log();
-        EXPECT_EQ(nullptr, own_stream());
-    }).join();
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(
+        {
+            Test_Log_Manager().non_ace_thread_init_log();
+            kr_platform::end_process(own_stream() == nullptr ? 0 : 1);
+        },
+        testing::ExitedWithCode(0), "");
 }
 
 TEST_F(Log_Stream, NonAceThreadInitLogMayBeRepeated)

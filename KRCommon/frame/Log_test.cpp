@@ -110,6 +110,22 @@ TEST_F(Log, ErrorNumberIsTakenFirstAndErrnoStays)
     EXPECT_EQ(thread_mark() + "*ERR open: No such file or directory\n", capture_.unstamped(0));
 }
 
+TEST_F(Log, NoErrorTextBringsALineFeedOfItsOwn)
+{
+    for (int error = 0; error < 2000; ++error) {
+        kr_platform_testing::set_last_errors(0, error);
+        kr_log(error_site, "%T T%04t*ERR %p\n", "open");
+        kr_platform_testing::set_last_errors(error, 0);
+        kr_log(error_site, "%T T%04t*ERR %p\n", "open");
+    }
+    for (const Log_Capture::Line& line : capture_.lines()) {
+        EXPECT_EQ(1, std::count(line.text.begin(), line.text.end(), '\n')) << line.error;
+        EXPECT_EQ(0, std::count(line.text.begin(), line.text.end(), '\r')) << line.error;
+        EXPECT_EQ('\n', line.text.back()) << line.error;
+    }
+    EXPECT_EQ(4000u, capture_.lines().size());
+}
+
 TEST_F(Log, ErrnoStaysWhenTheLineIsMasked)
 {
     KR_LOG_MANAGER::instance()->set_debug_level(0);

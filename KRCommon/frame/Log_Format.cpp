@@ -1,0 +1,107 @@
+#include <KRCommon/frame/Log_Format.h>
+
+#include <algorithm>
+#include <charconv>
+#include <cstring>
+#include <limits>
+
+namespace kr_internal {
+
+namespace {
+
+bool is_control(char c) noexcept
+{
+    const auto code = static_cast<unsigned char>(c);
+    return code < 0x20 || code == 0x7f;
+}
+
+bool is_utf8_continuation(char c) noexcept
+{
+    return (static_cast<unsigned char>(c) & 0xc0) == 0x80;
+}
+
+void append_escaped(std::string& out, char c)
+{
+    switch (c) {
+    case '\n': out += "\\n"; return;
+    case '\r': out += "\\r"; return;
+    case '\t': out += "\\t"; return;
+    default: break;
+    }
+    constexpr char digits[] = "0123456789abcdef";
+    const auto code = static_cast<unsigned char>(c);
+    out += {'\\', 'x', digits[code >> 4], digits[code & 15]};
+}
+
+// Ends a text that is too long; does not leave the front half of a UTF-8 character behind.
+void cut(std::string& text, std::size_t room)
+{
+    constexpr std::string_view mark = "...";
+    std::size_t end = std::min(text.size(), room - mark.size());
+    for (int i = 0; i < 3 && end > 0 && end < text.size() && is_utf8_continuation(text[end]); ++i)
+        --end;
+    text.resize(end);
+    text += mark;
+}
+
+// The first "%04t" of a format, which ACE prints without zeros on Linux; null without one.
+const char* find_thread_directive(const char* format) noexcept
+{
+    for (const char* c = std::strchr(format, '%'); c != nullptr; c = std::strchr(c, '%')) {
+        if (std::strncmp(c, "%04t", 4) == 0)
+            return c;
+        c += c[1] == '%' ? 2 : 1;
+    }
+    return nullptr;
+}
+
+char* append(char* out, const char* text, std::size_t length) noexcept
+{
+    std::memcpy(out, text, length);
+    return out + length;
+}
+
+// At least four digits.
+char* append_thread_number(char* out, unsigned number) noexcept
+{
+    for (unsigned limit = 1000; limit > 1 && number < limit; limit /= 10)
+        *out++ = '0';
+    return std::to_chars(out, out + std::numeric_limits<unsigned>::digits10 + 1, number).ptr;
+}
+
+} // namespace
+
+bool is_harmless(std::string_view text, std::size_t room) noexcept
+{
+    return text.size() <= room && std::none_of(text.begin(), text.end(), is_control);
+}
+
+std::string escape(std::string_view text, std::size_t room)
+{
+    std::string out;
+    for (const char c : text) {
+        if (is_control(c))
+            append_escaped(out, c);
+        else
+            out += c;
+        if (out.size() > room) {
+            cut(out, room);
+            break;
+        }
+    }
+    return out;
+}
+
+const char* with_thread_number(const char* format, unsigned thread, Format_Buffer& buffer) noexcept
+{
+    const char* const directive = find_thread_directive(format);
+    if (directive == nullptr)
+        return format;
+    const char* const rest = directive + 4;
+    char* out = append(buffer.data(), format, static_cast<std::size_t>(directive - format));
+    out = append_thread_number(out, thread);
+    append(out, rest, std::strlen(rest) + 1);
+    return buffer.data();
+}
+
+} // namespace kr_internal

@@ -1,0 +1,34 @@
+#pragma once
+
+/// \file
+/// The texts of a log line: arguments made harmless, and the thread's number. Pure functions, for
+/// any thread.
+
+#include <ace/Log_Msg.h>
+
+#include <array>
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace kr_internal {
+
+/// True for a text that can stand in a line as it is: no control characters (codes below 32, and
+/// 127), and at most `room` characters.
+bool is_harmless(std::string_view text, std::size_t room) noexcept;
+
+/// The text with each control character as a visible escape: \n, \r, \t, else \x and two
+/// hexadecimal digits. A result of more than `room` characters is cut there and ends in "...";
+/// a UTF-8 character at the cut goes as a whole. Backslashes stay single: paths stay readable.
+/// REQUIRES: room >= 3.
+std::string escape(std::string_view text, std::size_t room);
+
+/// Room for any format that kr_log() takes, with a number in place of the directive.
+using Format_Buffer = std::array<char, ACE_MAXLOGMSGLEN>;
+
+/// The format with the number, in at least four digits, in place of its first "%04t": ACE prints
+/// that directive without zeros on Linux. The result is in `buffer`, or is the format itself when
+/// it has none.
+const char* with_thread_number(const char* format, unsigned thread, Format_Buffer& buffer) noexcept;
+
+} // namespace kr_internal
