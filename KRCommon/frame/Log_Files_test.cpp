@@ -4,6 +4,8 @@
 #include <tests/support/Log_Capture.h>
 #include <tests/support/Temp_Folder.h>
 
+#include <ace/Dirent.h>
+
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -196,6 +198,22 @@ TEST_F(PruneLogFiles, QuirkOfEqualCreationTimesOneIsACandidateAndAllSizesCount)
     const Names left = folder_.names();
     ASSERT_EQ(1u, left.size());
     EXPECT_EQ(0u, left.count("server_c"));
+}
+
+TEST_F(PruneLogFiles, QuirkOfEqualCreationTimesTheLastOneFoundIsTheCandidate)
+{
+    for (const char* name : {"server_a", "server_b", "server_c"})
+        add(name, 100, 1);
+    std::string last;
+    ACE_Dirent reader;
+    ASSERT_EQ(0, reader.open(folder_.path().c_str()));
+    while (const ACE_DIRENT* const entry = reader.read())
+        if (entry->d_name[0] == 's')
+            last = entry->d_name;
+    reader.close();
+    prune(250);
+    EXPECT_EQ(2u, folder_.names().size());
+    EXPECT_EQ(0u, folder_.names().count(last)) << last;
 }
 
 TEST_F(PruneLogFiles, QuirkFilesHiddenByAnEqualTimeKeepTheTotalAboveTheLimit)
