@@ -12,7 +12,7 @@ if(KR_SANITIZE)
   add_link_options(-fsanitize=${KR_SANITIZE})
 endif()
 if(KR_COVERAGE)
-  add_compile_options(--coverage -O0)
+  add_compile_options(--coverage -O0 -fprofile-update=atomic) # threads count too
   add_link_options(--coverage)
 endif()
 
