@@ -5,6 +5,7 @@
 #include <KRCommon/platform/Platform.h>
 
 #include <cstdarg>
+#include <new>
 
 namespace kr_internal {
 
@@ -19,23 +20,29 @@ int status_of(ACE_Log_Priority priority) noexcept
 
 Log_Text::Log_Text(const char* text, std::size_t room) : text_(text != nullptr ? text : "(null)")
 {
-    if (!is_harmless(text_, room)) {
-        escaped_ = escape(text_, room);
-        text_ = escaped_.c_str();
-    }
+    if (!is_harmless(text_, room))
+        use_escaped(text_, room);
 }
 
 Log_Text::Log_Text(const std::string& text, std::size_t room) : text_(text.c_str())
 {
-    if (!is_harmless(text, room)) {
-        escaped_ = escape(text, room);
-        text_ = escaped_.c_str();
-    }
+    if (!is_harmless(text, room))
+        use_escaped(text, room);
 }
 
-Log_Text::Log_Text(std::string_view text, std::size_t room) : escaped_(escape(text, room))
+Log_Text::Log_Text(std::string_view text, std::size_t room) : text_("")
 {
-    text_ = escaped_.c_str();
+    use_escaped(text, room); // harmless or not: a view need not end in a zero
+}
+
+void Log_Text::use_escaped(std::string_view text, std::size_t room)
+{
+    try {
+        escaped_ = escape(text, room);
+        text_ = escaped_.c_str();
+    } catch (const std::bad_alloc&) {
+        text_ = "(no memory for this text)";
+    }
 }
 
 void log_line(ACE_Log_Msg& log, const KR_Log_Site& site, int error, const char* format, ...)

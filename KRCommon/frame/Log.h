@@ -64,6 +64,8 @@ public:
     const char* value() const noexcept { return text_; }
 
 private:
+    void use_escaped(std::string_view text, std::size_t room);
+
     const char* text_; // the original where it is harmless and ends in a zero, else escaped_
     std::string escaped_;
 };
