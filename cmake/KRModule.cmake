@@ -1,7 +1,7 @@
 # The build of one folder of the library, one call a folder.
 #
 #   kr_module(NAME SOURCES x.cpp ... [TESTS x_test.cpp ...] [BENCHES x_bench.cpp ...]
-#             [TEST_LIBRARIES t ...])
+#             [TEST_LIBRARIES t ...] [BENCH_LIBRARIES t ...])
 #
 # adds the sources to the library and makes the programs NAME_tests and NAME_bench of the rest.
 # Both are linked from the library's objects, so that internals stay testable.
@@ -32,18 +32,20 @@ endfunction()
 function(kr_bench name)
   cmake_parse_arguments(arg "" "" "SOURCES;LIBRARIES" ${ARGN})
   add_executable(${name} ${arg_SOURCES})
-  target_link_libraries(${name} PRIVATE kr_warnings ${arg_LIBRARIES} benchmark::benchmark)
+  target_link_libraries(${name} PRIVATE kr_warnings ${arg_LIBRARIES}
+                        benchmark::benchmark_main)
   set_property(GLOBAL APPEND PROPERTY KR_BENCHES ${name})
 endfunction()
 
 function(kr_module name)
-  cmake_parse_arguments(arg "" "" "SOURCES;TESTS;BENCHES;TEST_LIBRARIES" ${ARGN})
+  cmake_parse_arguments(arg "" "" "SOURCES;TESTS;BENCHES;TEST_LIBRARIES;BENCH_LIBRARIES" ${ARGN})
   list(TRANSFORM arg_SOURCES PREPEND ${CMAKE_CURRENT_SOURCE_DIR}/)
   target_sources(krcommon_objects PRIVATE ${arg_SOURCES})
   if(KR_TESTS AND arg_TESTS)
     kr_test(${name}_tests SOURCES ${arg_TESTS} LIBRARIES krcommon_linked ${arg_TEST_LIBRARIES})
   endif()
   if(KR_BENCHMARKS AND arg_BENCHES)
-    kr_bench(${name}_bench SOURCES ${arg_BENCHES} LIBRARIES krcommon_linked)
+    kr_bench(${name}_bench SOURCES ${arg_BENCHES}
+             LIBRARIES krcommon_linked ${arg_BENCH_LIBRARIES})
   endif()
 endfunction()

@@ -2,9 +2,10 @@
 # Debian packages that each part of the work needs; sourced by setup/setup.sh.
 
 # Library, tests and benchmarks for Linux. The googletest package brings the sources that
-# every preset compiles with its own flags.
+# every preset compiles with its own flags; libabsl-dev is a peer in the benchmarks.
 # shellcheck disable=SC2034
-LINUX_PACKAGES=(g++ make cmake ninja-build pkg-config libace-dev googletest libbenchmark-dev)
+LINUX_PACKAGES=(g++ make cmake ninja-build pkg-config libace-dev googletest
+                libbenchmark-dev libabsl-dev)
 
 # Cross compiler with the POSIX thread model, 32-bit Wine for the tests, and what ACE's
 # project generator needs. The win32 thread model has no std::thread.

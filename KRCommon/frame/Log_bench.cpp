@@ -94,11 +94,3 @@ BENCHMARK_REGISTER_F(Log_Bench, BareAce)->UseRealTime()->Threads(1)->Threads(2)-
 BENCHMARK_REGISTER_F(Log_Bench, HelperMasked)->Threads(1)->Threads(4);
 BENCHMARK_REGISTER_F(Log_Bench, FourStepsMasked)->Threads(1)->Threads(4);
 BENCHMARK_REGISTER_F(Log_Bench, BareAceMasked)->Threads(1)->Threads(4);
-
-int main(int argc, char** argv)
-{
-    benchmark::Initialize(&argc, argv);
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    return 0;
-}

@@ -17,6 +17,8 @@ static_assert(sizeof(std::time_t) == 8, "seconds are 64 bits wide on every targe
 
 namespace {
 
+thread_local unsigned own_thread_id = 0; // asked of the kernel once a thread
+
 bool is_supported(std::int64_t seconds) noexcept
 {
     return seconds >= 0 && seconds <= last_second;
@@ -41,7 +43,13 @@ std::string module_path()
 
 unsigned thread_id() noexcept
 {
-    return static_cast<unsigned>(gettid());
+    if (own_thread_id == 0) {
+        // A forked process goes on with a copy of the forking thread under another number.
+        static const int registered = pthread_atfork(nullptr, nullptr, [] { own_thread_id = 0; });
+        static_cast<void>(registered);
+        own_thread_id = static_cast<unsigned>(gettid());
+    }
+    return own_thread_id;
 }
 
 void end_process(int exit_code) noexcept

@@ -1,0 +1,220 @@
+#include <KRCommon/frame/Mutex.h>
+
+#include <KRCommon/frame/Mutex_World.h>
+#include <KRCommon/platform/Platform.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <string>
+
+namespace kr_internal {
+
+namespace {
+
+std::atomic<Guard_World*> replaced_world{nullptr};
+
+class Real_World final : public Guard_World {
+public:
+    std::int64_t steady_milliseconds() override { return kr_platform::steady_milliseconds(); }
+    std::int64_t wall_microseconds() override { return kr_platform::coarse_wall_microseconds(); }
+    int acquire_for(Process_Lock& lock, std::int64_t milliseconds) override
+    {
+        return lock.acquire_for(milliseconds);
+    }
+    void end_process(int exit_code) override { kr_platform::end_process(exit_code); }
+};
+
+Guard_World& guard_world()
+{
+    static Real_World real;
+    Guard_World* const replaced = replaced_world;
+    return replaced != nullptr ? *replaced : real;
+}
+
+} // namespace
+
+void set_guard_world(Guard_World* world) noexcept
+{
+    replaced_world = world;
+}
+
+Process_Lock::Process_Lock() : lock_(kr_platform::Lock::make()) {}
+
+Process_Lock::~Process_Lock() = default;
+
+int Process_Lock::try_acquire() noexcept
+{
+    return lock_->try_acquire();
+}
+
+int Process_Lock::acquire_for(std::int64_t milliseconds) noexcept
+{
+    return lock_->acquire_for(milliseconds);
+}
+
+int Process_Lock::release() noexcept
+{
+    return lock_->release();
+}
+
+} // namespace kr_internal
+
+namespace {
+
+constexpr std::int64_t seconds_until_report = 10;
+constexpr std::int64_t seconds_until_end = 120; // after the report
+
+constexpr KR_Log_Site delay_site{"Mutex.h", 87, LM_ERROR};
+constexpr KR_Log_Site failed_site{"Mutex.h", 96, LM_EMERGENCY};
+constexpr KR_Log_Site panic_site{"Mutex.h", 102, LM_EMERGENCY};
+constexpr KR_Log_Site acquired_site{"Mutex.h", 113, LM_ERROR};
+constexpr int depth_assertion_line = 150;
+
+// The record is for reports: each field is whole by itself, none promises anything of another.
+constexpr std::memory_order relaxed = std::memory_order_relaxed;
+
+// A number of the calling thread's own that no later thread gets, as thread ids do: a thread may
+// end while it holds a mutex.
+std::uint64_t own_token() noexcept
+{
+    static std::atomic<std::uint64_t> last_token{0};
+    thread_local std::uint64_t token = 0;
+    if (token == 0)
+        token = ++last_token;
+    return token;
+}
+
+// "hh:mm:ss.uuuuuu" in local time.
+std::string clock_text(std::int64_t microseconds)
+{
+    char fraction[16];
+    std::snprintf(fraction, sizeof fraction, ".%06ld", static_cast<long>(microseconds % 1'000'000));
+    return kr_platform::local_clock_text(microseconds / 1'000'000) + fraction;
+}
+
+int seconds_since(std::int64_t start)
+{
+    return static_cast<int>((kr_internal::guard_world().steady_milliseconds() - start) / 1000);
+}
+
+} // namespace
+
+KR_Mutex_Guard::KR_Mutex_Guard(KR_Mutex_Ex<ACE_Process_Mutex>& lock, const char* name,
+                               const char* file, int line)
+    : lock_(lock), name_(name), file_(file), line_(line)
+{
+    acquire();
+}
+
+KR_Mutex_Guard::~KR_Mutex_Guard()
+{
+    release();
+}
+
+// A thread that holds the mutex only counts. The others try first: clocks for waiting are read
+// when the lock is not to be had at once.
+void KR_Mutex_Guard::acquire()
+{
+    if (lock_.holder_.load(relaxed) == own_token())
+        take_again();
+    else if (lock_.lock_.try_acquire() == 0)
+        take();
+    else
+        acquire_slowly();
+}
+
+void KR_Mutex_Guard::acquire_slowly()
+{
+    kr_internal::Guard_World& world = kr_internal::guard_world();
+    const std::int64_t start = world.steady_milliseconds();
+    int error = attempt(seconds_until_report);
+    const bool is_delayed = error == ETIME;
+    if (is_delayed) {
+        report_holder(delay_site,
+                      "%T T%04t*ERR KR_GUARD:[%d] %s - Lock acquire delay (%d seconds passed) at "
+                      "%s:%d (locked %d time(s) by T%d first on %s at %s:%d).\n",
+                      seconds_since(start));
+        error = attempt(seconds_until_end);
+        if (error == ETIME) {
+            report_holder(failed_site,
+                          "%T T%04t*EMR KR_GUARD:[%d] %s - Lock acquire failed (%d seconds passed) "
+                          "at %s:%d (locked %d time(s) by T%d first on %s at %s:%d).\n",
+                          seconds_since(start));
+            world.end_process(1);
+            return;
+        }
+    }
+    if (result_ != 0) {
+        kr_log(panic_site,
+               "%T T%04t*EMR KR_GUARD:[%d] %s - Lock panic at %s:%d, ace error %d, %p.\n",
+               acquisitions_, name_, file_, line_, error, "OS");
+        world.end_process(1);
+        return;
+    }
+    take();
+    if (is_delayed)
+        kr_log(acquired_site,
+               "%T T%04t*ERR KR_GUARD:[%d] %s - Lock eventually acquired after %d seconds at "
+               "%s:%d.\n",
+               acquisitions_, name_, seconds_since(start), file_, line_);
+}
+
+// Waits for the lock; 0 or the error, which is ETIME when the time is over.
+int KR_Mutex_Guard::attempt(std::int64_t seconds)
+{
+    kr_platform::clear_last_error();
+    result_ = kr_internal::guard_world().acquire_for(lock_.lock_, seconds * 1000);
+    return result_ == 0 ? 0 : kr_platform::last_error();
+}
+
+// The record is read while its owner may be changing it: by design, it is a report.
+template <std::size_t format_size>
+void KR_Mutex_Guard::report_holder(const KR_Log_Site& site, const char (&format)[format_size],
+                                   int seconds)
+{
+    kr_log(site, format, acquisitions_, name_, seconds, file_, line_, lock_.depth(), lock_.owner(),
+           clock_text(lock_.first_lock_time_), lock_.first_locker_file(),
+           lock_.first_locker_line());
+}
+
+// Writes the record; the lock is held. What a thread that ended while it held the lock has left
+// behind is overwritten.
+void KR_Mutex_Guard::take()
+{
+    lock_.first_lock_time_.store(kr_internal::guard_world().wall_microseconds(), relaxed);
+    lock_.first_locker_file_.store(file_, relaxed);
+    lock_.first_locker_line_.store(line_, relaxed);
+    lock_.owner_.store(kr_platform::thread_id(), relaxed);
+    lock_.holder_.store(own_token(), relaxed);
+    lock_.dbg_depth_.store(0, relaxed);
+    take_again();
+}
+
+void KR_Mutex_Guard::take_again()
+{
+    lock_.dbg_depth_.store(lock_.dbg_depth_.load(relaxed) + 1, relaxed);
+    result_ = 0;
+    ++acquisitions_;
+}
+
+int KR_Mutex_Guard::release()
+{
+    if (result_ == -1)
+        return -1;
+    if (lock_.holder_.load(relaxed) != own_token()) {
+        errno = EPERM; // another thread's
+        return -1;
+    }
+    const int depth = lock_.dbg_depth_.load(relaxed) - 1;
+    lock_.dbg_depth_.store(depth, relaxed);
+    kr_assert(depth >= 0, "lock_.dbg_depth_ >= 0", "Mutex.h", depth_assertion_line);
+    result_ = -1;
+    if (depth > 0)
+        return 0;
+    lock_.holder_.store(0, relaxed);
+    lock_.owner_.store(0, relaxed);
+    lock_.first_locker_file_.store(nullptr, relaxed);
+    lock_.first_locker_line_.store(-1, relaxed);
+    lock_.first_lock_time_.store(0, relaxed);
+    return lock_.lock_.release();
+}

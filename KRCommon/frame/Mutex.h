@@ -1,0 +1,158 @@
+#pragma once
+
+/// \file
+/// A lock that explains itself. KR_Mutex_Ex records who holds it, since when and from which source
+/// line; KR_Mutex_Guard acquires it with limits: a wait of 10 seconds is reported with the holder's
+/// details, and after a further 120 seconds the lock is dead and the process ends.
+///
+///     KR_Mutex_Ex<ACE_Process_Mutex> mutex_;
+///     ...
+///     KR_GUARD(mutex_);                 // until the end of the scope
+///
+/// Threads: guards are for locking, so any thread may build one on a shared mutex; one guard belongs
+/// to one thread. The mutex's record may be read by any thread at any time; its fields are read one
+/// by one, so a reader may see a record that is being changed.
+
+#include <KRCommon/KRCommon_Export.h>
+#include <KRCommon/frame/Log.h>
+
+#include <ace/Process_Mutex.h>
+#include <ace/Time_Value.h>
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+
+namespace kr_platform {
+class Lock;
+}
+
+class KR_Mutex_Guard;
+
+namespace kr_internal {
+
+/// The lock behind KR_Mutex_Ex<ACE_Process_Mutex>: recursive for its thread and able to wait with
+/// a limit on both systems. On Windows it holds an ACE_Process_Mutex; on Linux, where that class can
+/// do neither, a POSIX mutex. Both are of this process alone. When a thread ends while it holds the
+/// lock, the lock passes to the next guard.
+class KRCOMMON_EXPORT Process_Lock {
+public:
+    Process_Lock();
+    ~Process_Lock();
+    Process_Lock(const Process_Lock&) = delete;
+    Process_Lock& operator=(const Process_Lock&) = delete;
+
+    /// 0, or -1 with the thread's last error set: EBUSY, ETIME or the system's own.
+    int try_acquire() noexcept;
+    int acquire_for(std::int64_t milliseconds) noexcept;
+    int release() noexcept;
+
+private:
+    const std::unique_ptr<kr_platform::Lock> lock_;
+};
+
+/// Which lock stands behind the name of an ACE lock.
+template <class LOCK>
+struct Lock_Trait;
+
+template <>
+struct Lock_Trait<ACE_Process_Mutex> {
+    using type = Process_Lock;
+};
+
+} // namespace kr_internal
+
+/// A mutex with a record of its holder. The record is written when a thread's first guard takes
+/// the mutex and cleared when the last one releases it; a free mutex has an empty record.
+template <class LOCK>
+class KR_Mutex_Ex {
+public:
+    KR_Mutex_Ex() = default;
+    virtual ~KR_Mutex_Ex() = default;
+    KR_Mutex_Ex(const KR_Mutex_Ex&) = delete;
+    KR_Mutex_Ex& operator=(const KR_Mutex_Ex&) = delete;
+
+    /// Source file of the first guard; null when free.
+    const char* first_locker_file() const noexcept { return first_locker_file_; }
+    /// Its source line; -1 when free.
+    int first_locker_line() const noexcept { return first_locker_line_; }
+    /// Number of its thread, as log lines show it; 0 when free.
+    unsigned owner() const noexcept { return owner_; }
+    /// When it took the mutex, to about 16 ms; zero when free.
+    ACE_Time_Value first_lock_time() const
+    {
+        const std::int64_t time = first_lock_time_;
+        return ACE_Time_Value(static_cast<time_t>(time / 1'000'000),
+                              static_cast<suseconds_t>(time % 1'000'000));
+    }
+    /// How many guards of the owning thread hold the mutex now; 0 when free.
+    int depth() const noexcept { return dbg_depth_; }
+
+private:
+    friend class KR_Mutex_Guard;
+    friend struct KR_Mutex_Record_Access; // lets a test falsify the record
+
+    typename kr_internal::Lock_Trait<LOCK>::type lock_;
+    std::atomic<const char*> first_locker_file_{nullptr};
+    std::atomic<int> first_locker_line_{-1};
+    std::atomic<unsigned> owner_{0};
+    std::atomic<std::uint64_t> holder_{0}; // tells its thread from all others, ended ones included
+    std::atomic<std::int64_t> first_lock_time_{0}; // microseconds since 1970 UTC
+    std::atomic<int> dbg_depth_{0};
+};
+
+/// Holds a mutex from construction to destruction or release(). Guards of one thread nest: the
+/// inner ones succeed at once.
+///
+/// The lines that a guard logs, as from "Mutex.h" (tag "KR_GUARD"):
+/// - after 10 seconds of waiting, once: "*ERR ... Lock acquire delay", with the holder's record;
+/// - when the lock then comes: "*ERR ... Lock eventually acquired";
+/// - after 130 seconds: "*EMR ... Lock acquire failed", and the process ends with exit code 1;
+/// - on any other error of the lock: "*EMR ... Lock panic", and the process ends likewise.
+/// The time waited is measured on a clock that nobody sets.
+class KRCOMMON_EXPORT KR_Mutex_Guard {
+public:
+    /// Acquires at once.
+    ///
+    /// lock  must live longer than the guard
+    /// name  the mutex as written at the guarding site, "mutex_"; read while the guard lives
+    /// file  bare name of the guarding site's source file; must live as long as the process
+    /// line  its line
+    KR_Mutex_Guard(KR_Mutex_Ex<ACE_Process_Mutex>& lock, const char* name, const char* file,
+                   int line);
+
+    /// Releases, when held.
+    ~KR_Mutex_Guard();
+    KR_Mutex_Guard(const KR_Mutex_Guard&) = delete;
+    KR_Mutex_Guard& operator=(const KR_Mutex_Guard&) = delete;
+
+    /// Gives the mutex back. 0; -1 when the guard does not hold it (any more), and on another
+    /// thread than the guard's, where nothing changes (errno EPERM). A depth below zero is a failed
+    /// assertion: the process ends.
+    int release();
+
+private:
+    void acquire();
+    void acquire_slowly();
+    int attempt(std::int64_t seconds);
+    template <std::size_t format_size>
+    void report_holder(const KR_Log_Site& site, const char (&format)[format_size], int seconds);
+    void take();
+    void take_again();
+
+    KR_Mutex_Ex<ACE_Process_Mutex>& lock_;
+    int result_ = -1; // 0 held, -1 not held
+    const char* name_;
+    const char* file_;
+    int line_;
+    int acquisitions_ = 0;
+};
+
+#define KR_GUARD_JOIN2(a, b) a##b
+#define KR_GUARD_JOIN(a, b) KR_GUARD_JOIN2(a, b)
+
+/// Guards the mutex until the end of the scope, with the mutex's name, the file and the line of
+/// the place where it is written.
+#define KR_GUARD(mutex)                                                                            \
+    const KR_Mutex_Guard KR_GUARD_JOIN(kr_guard_, __LINE__)(                                       \
+        (mutex), #mutex, kr_internal::bare_file_name(__FILE__), __LINE__)

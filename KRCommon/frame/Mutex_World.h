@@ -1,0 +1,32 @@
+#pragma once
+
+/// \file
+/// What a guard asks of the world, so that a test can answer in a millisecond.
+
+#include <KRCommon/frame/Mutex.h>
+
+namespace kr_internal {
+
+class Guard_World {
+public:
+    /// Milliseconds of a clock that nobody sets.
+    virtual std::int64_t steady_milliseconds() = 0;
+
+    /// Microseconds since 1970 UTC of the wall clock, which may be set at any time.
+    virtual std::int64_t wall_microseconds() = 0;
+
+    /// As Process_Lock::acquire_for(), of that lock.
+    virtual int acquire_for(Process_Lock& lock, std::int64_t milliseconds) = 0;
+
+    /// Ends the process. Where a test's own one returns, the guard is left without the mutex.
+    virtual void end_process(int exit_code) = 0;
+
+protected:
+    ~Guard_World() = default; // never owned by way of this class
+};
+
+/// Puts a world in the place of the real one for all guards, null: the real one
+/// again. For tests; it must live as long as guards are built.
+void set_guard_world(Guard_World* world) noexcept;
+
+} // namespace kr_internal
