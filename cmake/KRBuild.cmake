@@ -25,6 +25,9 @@ if(MINGW)
     target_link_options(kr_time64 INTERFACE LINKER:--wrap=${symbol})
   endforeach()
   link_libraries(kr_time64)
+  # Tables of virtual functions refer to it weakly, and nothing else brings it in: without this a
+  # call of a pure virtual function would jump to address 0 instead of ending with its message.
+  add_link_options(LINKER:-u,___cxa_pure_virtual)
 elseif(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
   add_compile_options($<$<COMPILE_LANGUAGE:CXX>:-fno-gnu-unique>) # dlclose really unloads
 endif()

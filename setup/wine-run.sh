@@ -29,4 +29,13 @@ if ! wineserver -k0 2>/dev/null; then
         wine cmd /c exit 9>&-
     ) 9>"$WINEPREFIX.lock" </dev/null >/dev/null 2>&1
 fi
-exec wine "$@"
+
+# A program's own fault ends it with an exit code (a page fault with 5). Signal 11 is Wine's own
+# loader, which on a busy machine now and then crashes after the program has ended.
+status=0
+wine "$@" || status=$?
+if [ "$status" -eq 139 ]; then
+    echo "wine-run: Wine itself crashed; running the program once more" >&2
+    exec wine "$@"
+fi
+exit "$status"

@@ -1,7 +1,10 @@
 // The library as a host sees it: the exported surface, through the shared library itself.
 
+#include <KRCommon/frame/Component_Base.h>
 #include <KRCommon/frame/Log.h>
 #include <KRCommon/frame/Log_Manager.h>
+#include <KRCommon/frame/Mutex.h>
+#include <KRCommon/frame/ProfileHelper.h>
 #include <tests/support/Temp_Folder.h>
 
 #include <ace/Reactor.h>
@@ -55,6 +58,39 @@ TEST(Surface, AHostDerivesFromTheManager)
     manager.open(nullptr, folder.path("logs").c_str(), "derived");
     EXPECT_THAT(manager.log_file_name(), testing::HasSubstr("derived_2"));
     manager.open(nullptr, folder.path("missing/too").c_str(), "derived");
+}
+
+class Host_Component : public KR_Component_Base {
+public:
+    Host_Component() : KR_Component_Base("host component") {}
+    ~Host_Component() override
+    {
+        if (get_state() != STATE_STOPPED)
+            component_stop();
+    }
+
+private:
+    State do_component_start(ACE_Reactor*) override { return STATE_STARTED; }
+    State do_component_stop() override { return STATE_STOPPED; }
+};
+
+TEST(Surface, AHostGuardsStartsAndProfiles)
+{
+    const Temp_Folder folder;
+    KR_Mutex_Ex<ACE_Process_Mutex> mutex;
+    {
+        KR_GUARD(mutex);
+        EXPECT_EQ(1, mutex.depth());
+    }
+    Host_Component component;
+    EXPECT_EQ(0, component.component_start(ACE_Reactor::instance()));
+    EXPECT_EQ(-1, component.component_start(ACE_Reactor::instance()));
+    ProfileHelper profile(0, folder.path("host"));
+    {
+        const ProfileHelperBlock block(&profile, "work");
+    }
+    profile.ReportStat();
+    EXPECT_THAT(all_text(folder), testing::HasSubstr("work,"));
 }
 
 TEST(SurfaceDeathTest, AHostsAssertionEndsTheProcess)

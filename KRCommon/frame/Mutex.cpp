@@ -127,19 +127,23 @@ void KR_Mutex_Guard::acquire_slowly()
 {
     kr_internal::Guard_World& world = kr_internal::guard_world();
     const std::int64_t start = world.steady_milliseconds();
+    // The record is read while its owner may be changing it: by design, it is a report.
+    const auto report_holder = [&](const KR_Log_Site& site, const auto& format) {
+        kr_log(site, format, acquisitions_, name_, seconds_since(start), file_, line_,
+               lock_.depth(), lock_.owner(), clock_text(lock_.first_lock_time_),
+               lock_.first_locker_file(), lock_.first_locker_line());
+    };
     int error = attempt(seconds_until_report);
     const bool is_delayed = error == ETIME;
     if (is_delayed) {
         report_holder(delay_site,
                       "%T T%04t*ERR KR_GUARD:[%d] %s - Lock acquire delay (%d seconds passed) at "
-                      "%s:%d (locked %d time(s) by T%d first on %s at %s:%d).\n",
-                      seconds_since(start));
+                      "%s:%d (locked %d time(s) by T%d first on %s at %s:%d).\n");
         error = attempt(seconds_until_end);
         if (error == ETIME) {
             report_holder(failed_site,
                           "%T T%04t*EMR KR_GUARD:[%d] %s - Lock acquire failed (%d seconds passed) "
-                          "at %s:%d (locked %d time(s) by T%d first on %s at %s:%d).\n",
-                          seconds_since(start));
+                          "at %s:%d (locked %d time(s) by T%d first on %s at %s:%d).\n");
             world.end_process(1);
             return;
         }
@@ -165,16 +169,6 @@ int KR_Mutex_Guard::attempt(std::int64_t seconds)
     kr_platform::clear_last_error();
     result_ = kr_internal::guard_world().acquire_for(lock_.lock_, seconds * 1000);
     return result_ == 0 ? 0 : kr_platform::last_error();
-}
-
-// The record is read while its owner may be changing it: by design, it is a report.
-template <std::size_t format_size>
-void KR_Mutex_Guard::report_holder(const KR_Log_Site& site, const char (&format)[format_size],
-                                   int seconds)
-{
-    kr_log(site, format, acquisitions_, name_, seconds, file_, line_, lock_.depth(), lock_.owner(),
-           clock_text(lock_.first_lock_time_), lock_.first_locker_file(),
-           lock_.first_locker_line());
 }
 
 // Writes the record; the lock is held. What a thread that ended while it held the lock has left

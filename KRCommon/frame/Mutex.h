@@ -135,8 +135,6 @@ private:
     void acquire();
     void acquire_slowly();
     int attempt(std::int64_t seconds);
-    template <std::size_t format_size>
-    void report_holder(const KR_Log_Site& site, const char (&format)[format_size], int seconds);
     void take();
     void take_again();
 

@@ -1,7 +1,10 @@
 // Logs into a folder through the installed library and reads the file back.
 
+#include <KRCommon/frame/Component_Base.h>
 #include <KRCommon/frame/Log.h>
 #include <KRCommon/frame/Log_Manager.h>
+#include <KRCommon/frame/Mutex.h>
+#include <KRCommon/frame/ProfileHelper.h>
 #include <krsoap/krsoap.h>
 
 #include <ace/Reactor.h>
@@ -44,7 +47,9 @@ int main(int, char**)
     logs->set_debug_level(3);
     logs->open(ACE_Reactor::instance(), folder.string().c_str(), "consumer");
     const ns__SensorId sensor;
+    KR_Mutex_Ex<ACE_Process_Mutex> mutex;
     std::thread([&] {
+        KR_GUARD(mutex);
         kr_log(KR_LOG_SITE(LM_INFO), "%T T%04t INF sensor %d of %s\n", sensor.word2, "consumer");
     }).join();
     logs->close();
