@@ -372,7 +372,7 @@ TEST_F(Mutex, APanicAfterTheReportIsLoggedAsWell)
 
 TEST_F(Mutex, ALockThatPassesFromAnEndedThreadIsTakenWithAFreshRecord)
 {
-    static std::vector<KR_Mutex_Guard*> abandoned; // never destroyed
+    static auto& abandoned = *new std::vector<KR_Mutex_Guard*>; // never destroyed
     std::thread([&] {
         abandoned.push_back(new KR_Mutex_Guard(mutex_, "mutex_", "Dead.cpp", 1));
         abandoned.push_back(new KR_Mutex_Guard(mutex_, "mutex_", "Dead.cpp", 2));

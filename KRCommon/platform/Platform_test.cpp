@@ -1,6 +1,7 @@
 #include <KRCommon/platform/Platform.h>
 
 #include <KRCommon/platform/Platform_testing.h>
+#include <tests/support/Sanitizers.h>
 #include <tests/support/Temp_Folder.h>
 
 #include <gmock/gmock.h>
@@ -279,6 +280,8 @@ TEST_F(PlatformLock, IsExclusiveAndRecursive)
 
 TEST_F(PlatformLock, ReleaseByWhoeverDoesNotHoldItIsAnError)
 {
+    if (is_under_thread_sanitizer)
+        GTEST_SKIP() << "ThreadSanitizer reports the wrong release itself";
     EXPECT_EQ(-1, lock_->release()) << "free";
     EXPECT_EQ(0, lock_->try_acquire());
     std::thread([&] { EXPECT_EQ(-1, lock_->release()); }).join();
@@ -337,6 +340,9 @@ TEST_F(PlatformLock, PassesOnWhenItsThreadEnds)
 
 TEST_F(PlatformLock, PassesToAWaiterWhenItsThreadEnds)
 {
+    if (is_under_thread_sanitizer)
+        GTEST_SKIP()
+            << "ThreadSanitizer does not see a timed acquire take over from an ended thread";
     std::thread holder([&] {
         EXPECT_EQ(0, lock_->try_acquire());
         std::this_thread::sleep_for(std::chrono::milliseconds(100));

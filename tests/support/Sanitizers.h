@@ -1,0 +1,9 @@
+#pragma once
+
+/// True in a build under ThreadSanitizer, which reports some misuse of a lock by itself and does not
+/// know every way to acquire one.
+#if defined(__SANITIZE_THREAD__)
+constexpr bool is_under_thread_sanitizer = true;
+#else
+constexpr bool is_under_thread_sanitizer = false;
+#endif
