@@ -79,7 +79,7 @@ private:
 class Fake_World final : public kr_internal::Guard_World {
 public:
     struct Attempt {
-        int error; ///< 0: the lock comes
+        int error; ///< 0: the lock comes; -1: a failure that sets no error
         std::int64_t milliseconds;
         std::int64_t wall_step = 0; ///< milliseconds by which the wall clock is set meanwhile
     };
@@ -106,7 +106,8 @@ public:
             before_success_();
             return lock.acquire_for(10'000);
         }
-        kr_platform_testing::set_last_errors(attempt.error, 0);
+        if (attempt.error > 0)
+            kr_platform_testing::set_last_errors(attempt.error, 0);
         return -1;
     }
 
@@ -356,6 +357,16 @@ TEST_F(Mutex, AnyOtherErrorIsAPanicThatEndsTheProcess)
                     std::to_string(EINVAL) + ", OS: Invalid argument\\.\n");
     EXPECT_EQ(EINVAL, capture_.lines()[0].error);
     EXPECT_EQ(std::vector<int>{1}, world.exit_codes_);
+}
+
+TEST_F(Mutex, AnErrorOfBeforeIsNotTakenForTheAttempts)
+{
+    Fake_World world({{-1, 0}});
+    kr_platform_testing::set_last_errors(ETIME, 5);
+    wait_while_held(world);
+    ASSERT_EQ(1u, capture_.lines().size());
+    EXPECT_THAT(capture_.unstamped(0),
+                testing::HasSubstr("Lock panic at Waiter.cpp:42, ace error 0, OS: "));
 }
 
 TEST_F(Mutex, APanicAfterTheReportIsLoggedAsWell)
