@@ -3,6 +3,7 @@
 #include <KRCommon/frame/Mutex_World.h>
 #include <KRCommon/platform/Platform.h>
 #include <tests/support/Log_Capture.h>
+#include <tests/support/Log_Text_Matching.h>
 
 #include <ace/Reactor.h>
 #include <ace/Timer_Queue.h>
@@ -28,14 +29,6 @@
 #include <vector>
 
 namespace {
-
-// " T0042" of the calling thread.
-std::string thread_mark()
-{
-    char text[16];
-    std::snprintf(text, sizeof text, " T%04u", kr_platform::thread_id());
-    return text;
-}
 
 // Does in its hooks what the test says, and counts them.
 class Test_Component : public KR_Component_Base {

@@ -4,6 +4,7 @@
 #include <KRCommon/platform/Platform.h>
 #include <KRCommon/platform/Platform_testing.h>
 #include <tests/support/Log_Capture.h>
+#include <tests/support/Log_Text_Matching.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -11,7 +12,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cfloat>
-#include <regex>
 #include <string>
 
 namespace {
@@ -22,20 +22,6 @@ constexpr KR_Log_Site debug_site{"Camera.cpp", 11, LM_DEBUG};
 constexpr KR_Log_Site info_site{"Camera.cpp", 12, LM_INFO};
 constexpr KR_Log_Site error_site{"Camera.cpp", 13, LM_ERROR};
 constexpr KR_Log_Site emergency_site{"Camera.cpp", 14, LM_EMERGENCY};
-
-// gMock's own expressions know no groups and classes on Windows.
-MATCHER_P(FullyMatches, pattern, "")
-{
-    return std::regex_match(std::string(arg), std::regex(std::string(pattern)));
-}
-
-// " T0042" of the calling thread.
-std::string thread_mark()
-{
-    char text[16];
-    std::snprintf(text, sizeof text, " T%04u", kr_platform::thread_id());
-    return text;
-}
 
 class Log : public testing::Test {
 protected:

@@ -4,6 +4,7 @@
 #include <KRCommon/platform/Platform.h>
 #include <KRCommon/platform/Platform_testing.h>
 #include <tests/support/Log_Capture.h>
+#include <tests/support/Log_Text_Matching.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -29,11 +30,6 @@ struct KR_Mutex_Record_Access {
 };
 
 namespace {
-
-MATCHER_P(FullyMatches, pattern, "")
-{
-    return std::regex_match(std::string(arg), std::regex(std::string(pattern)));
-}
 
 // A thread that holds the mutex by `depth` guards from construction to let_go().
 class Holder {

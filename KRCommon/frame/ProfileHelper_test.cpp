@@ -4,6 +4,7 @@
 #include <KRCommon/frame/ProfileHelper_Clock.h>
 #include <KRCommon/platform/Platform.h>
 #include <tests/support/Log_Capture.h>
+#include <tests/support/Log_Text_Matching.h>
 #include <tests/support/Temp_Folder.h>
 
 #include <ace/OS_NS_sys_time.h>
@@ -61,14 +62,6 @@ struct Fake_Clock {
     Fake_Clock(const Fake_Clock&) = delete;
     Fake_Clock& operator=(const Fake_Clock&) = delete;
 };
-
-// " T0042" of the calling thread.
-std::string thread_mark()
-{
-    char text[16];
-    std::snprintf(text, sizeof text, " T%04u", kr_platform::thread_id());
-    return text;
-}
 
 class Profile_Helper : public testing::Test {
 protected:
