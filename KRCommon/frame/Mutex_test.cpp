@@ -512,6 +512,25 @@ TEST_F(Mutex_Slow, AHolderOf15SecondsIsReportedAndTheLockEventuallyAcquired)
                              "after 1[5-9] seconds at Waiter\\.cpp:42\\.\n"));
 }
 
+TEST_F(Mutex_Slow, AHolderOfLittleMoreThan10SecondsIsReportedOnce)
+{
+    Holder holder(mutex_);
+    holder_number_ = holder.number();
+    std::thread release([&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(10'800));
+        holder.let_go();
+    });
+    {
+        const KR_Mutex_Guard guard(mutex_, "mutex_", "Waiter.cpp", 42);
+    }
+    release.join();
+    ASSERT_EQ(2u, capture_.lines().size());
+    expect_delay(0, 10);
+    EXPECT_THAT(capture_.unstamped(1),
+                FullyMatches(" T\\d{4,}\\*ERR KR_GUARD:\\[1\\] mutex_ - Lock eventually acquired "
+                             "after 1[0-4] seconds at Waiter\\.cpp:42\\.\n"));
+}
+
 TEST_F(Mutex_Slow, AHolderOf9SecondsIsNotReported)
 {
     Holder holder(mutex_);
