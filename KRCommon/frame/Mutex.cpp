@@ -73,8 +73,8 @@ constexpr int depth_assertion_line = 150;
 // The record is for reports: each field is whole by itself, none promises anything of another.
 constexpr std::memory_order relaxed = std::memory_order_relaxed;
 
-// A number of the calling thread's own that no later thread gets, as thread ids do: a thread may
-// end while it holds a mutex.
+// A number of the calling thread's own. Unlike a thread id it is never given to a later thread,
+// which must not pass for one that ended while it held a mutex.
 std::uint64_t own_token() noexcept
 {
     static std::atomic<std::uint64_t> last_token{0};

@@ -42,9 +42,13 @@ public:
     Process_Lock(const Process_Lock&) = delete;
     Process_Lock& operator=(const Process_Lock&) = delete;
 
-    /// 0, or -1 with the thread's last error set: EBUSY, ETIME or the system's own.
+    /// Each gives 0, or -1 with the thread's last error set.
+
+    /// Never waits; EBUSY when another thread holds the lock.
     int try_acquire() noexcept;
+    /// Waits at most so long, not at all for 0 and less; ETIME when the time is over.
     int acquire_for(std::int64_t milliseconds) noexcept;
+    /// Gives one acquisition back; an error when the calling thread holds none.
     int release() noexcept;
 
 private:
