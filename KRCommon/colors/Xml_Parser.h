@@ -1,0 +1,89 @@
+#pragma once
+
+/// \file
+/// A pull parser for XML 1.0 documents in memory: it checks that a document is well formed and
+/// hands out its elements, attributes and character data one by one. What they mean, and whether
+/// they may stand where they stand, is its caller's affair.
+///
+///     Xml_Parser parser(bytes);
+///     for (auto event = parser.next(); event != Event::end_of_document; event = parser.next()) {
+///         if (event == Event::error)
+///             return parser.error();
+///         ...
+///     }
+///
+/// Encodings: UTF-8, UTF-16, ISO-8859-1, US-ASCII and ISO-10646-UCS-2, told by byte order mark,
+/// declaration or both; everything is handed out as UTF-8.
+/// Bounds: no external entity is ever read; depth, lengths, and what entities expand to are bounded
+/// by the constants below. The cost is linear in the size of the document.
+/// Not done: declared default values of attributes are not filled in, declared content models are
+/// not checked, parameter entities are not expanded, and names are not taken apart at colons.
+/// Threads: one at a time.
+
+#include <KRCommon/colors/Xml_Error.h>
+
+#include <cstddef>
+#include <memory>
+#include <string_view>
+
+namespace kr_internal {
+
+namespace xml_limits {
+constexpr std::size_t depth = 64;               ///< open elements
+constexpr std::size_t name_length = 1'024;      ///< bytes of an element's or attribute's name
+constexpr std::size_t value_length = 65'536;    ///< bytes of an attribute's value
+constexpr std::size_t dtd_length = 65'536;      ///< bytes of the internal DTD subset
+constexpr std::size_t entities = 64;            ///< declared general entities
+constexpr std::size_t entity_depth = 8;         ///< entities open within each other
+constexpr std::size_t expanded_length = 65'536; ///< bytes that all references together expand to
+} // namespace xml_limits
+
+class Xml_Parser {
+public:
+    enum class Event {
+        start_element,   ///< name(); its attributes come from next_attribute()
+        end_element,     ///< name(); follows the start at once for <a/>
+        text,            ///< text(); may come in several pieces
+        end_of_document, ///< the document was well formed; comes again and again
+        error,           ///< error(); comes again and again
+    };
+
+    struct Attribute {
+        std::string_view name;
+        std::string_view value; ///< references resolved, white space normalised to blanks
+    };
+
+    /// `document` is the file's bytes and must live as long as the parser.
+    explicit Xml_Parser(std::string_view document);
+    ~Xml_Parser();
+    Xml_Parser(const Xml_Parser&) = delete;
+    Xml_Parser& operator=(const Xml_Parser&) = delete;
+
+    /// The next event. Attributes that were not asked for are read and checked before.
+    Event next();
+
+    /// After start_element: the next attribute, in document order. False when there is none left
+    /// or on an error, which next() then reports. That no name comes twice is the caller's to
+    /// check. The views are valid until the next call of next() or next_attribute().
+    bool next_attribute(Attribute& attribute);
+
+    /// The name of the element that starts or ends; valid until next().
+    std::string_view name() const noexcept;
+
+    /// Character data: references resolved, line ends as "\n". Valid until next().
+    std::string_view text() const noexcept;
+
+    /// The line of what was handed out last, counted from 1: where the tag, the attribute's name or
+    /// the text begins. Inside an entity's replacement it is the line of the reference. Costs a
+    /// walk over the document up to there: for error reports.
+    std::size_t line() const noexcept;
+
+    /// What was wrong; no error before event error.
+    const Xml_Error& error() const noexcept;
+
+private:
+    class Impl;
+    std::unique_ptr<Impl> impl_;
+};
+
+} // namespace kr_internal
