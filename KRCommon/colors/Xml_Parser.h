@@ -14,8 +14,34 @@
 ///
 /// Encodings: UTF-8, UTF-16, ISO-8859-1, US-ASCII and ISO-10646-UCS-2, told by byte order mark,
 /// declaration or both; everything is handed out as UTF-8.
+/// Errors: the first one ends the reading. Which code means what in this parser:
+///
+///     badly_formed           other syntax errors in markup or text, characters that XML 1.0 does
+///                            not allow, a replacement text that ends within something
+///     encoding_not_supported, encoding_mismatch   see Xml_Text.h
+///     bad_declaration, unsupported_version        of the XML declaration
+///     bad_comment            "--" in a comment, "<!-" that begins none
+///     bad_dtd                any syntax error in a DOCTYPE, and one that may not stand there
+///     bad_start_tag_end      something else where an attribute or the end of a tag is due
+///     bad_end_tag            the same in an end tag
+///     bad_element_end        an end tag of another element, or across an entity's border
+///     not_well_formed        something outside the root element, an XML declaration too late
+///     unreadable_attribute   no "=", no quoted value, or "<" in the value
+///     unexpected_entity      a reference to what is not declared, or to a parameter entity
+///     recursive_entity       met when it is expanded
+///     external_entity        a DOCTYPE or an entity declaration with SYSTEM or PUBLIC
+///     too_long               a bound of xml_limits
+///     unexpected_end         the document ends within something
+///
+/// An error's line is the one on which reading could not go on: for what is never closed, the
+/// last one; for what stands in an entity's replacement, the one of the (outermost) reference.
+/// It names the entity at fault, else the attribute being read, else the element whose tag is being
+/// read, else the innermost open element, else nothing; in the XML declaration "version",
+/// "encoding" or "standalone". A name that is cut off or too long is not known yet.
+///
 /// Bounds: no external entity is ever read; depth, lengths, and what entities expand to are bounded
-/// by the constants below. The cost is linear in the size of the document.
+/// by the constants below. The cost is linear in the size of the document, and no memory is taken
+/// per element or attribute.
 /// Not done: declared default values of attributes are not filled in, declared content models are
 /// not checked, parameter entities are not expanded, and names are not taken apart at colons.
 /// Threads: one at a time.
@@ -30,12 +56,12 @@ namespace kr_internal {
 
 namespace xml_limits {
 constexpr std::size_t depth = 64;               ///< open elements
-constexpr std::size_t name_length = 1'024;      ///< bytes of an element's or attribute's name
+constexpr std::size_t name_length = 1'024;      ///< bytes of any name
 constexpr std::size_t value_length = 65'536;    ///< bytes of an attribute's value
 constexpr std::size_t dtd_length = 65'536;      ///< bytes of the internal DTD subset
-constexpr std::size_t entities = 64;            ///< declared general entities
+constexpr std::size_t entities = 64;            ///< declared general entities, each name once
 constexpr std::size_t entity_depth = 8;         ///< entities open within each other
-constexpr std::size_t expanded_length = 65'536; ///< bytes that all references together expand to
+constexpr std::size_t expanded_length = 65'536; ///< bytes all declared entities expand to
 } // namespace xml_limits
 
 class Xml_Parser {
