@@ -1,10 +1,13 @@
 // The library as a host sees it: the exported surface, through the shared library itself.
 
+#include <KRCommon/colors/Colors.h>
 #include <KRCommon/frame/Component_Base.h>
 #include <KRCommon/frame/Log.h>
 #include <KRCommon/frame/Log_Manager.h>
 #include <KRCommon/frame/Mutex.h>
 #include <KRCommon/frame/ProfileHelper.h>
+#include <KRCommon/frame/SEH.h>
+#include <KRCommon/platform/Platform_testing.h>
 #include <tests/support/Temp_Folder.h>
 
 #include <ace/Reactor.h>
@@ -12,8 +15,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <string>
 #include <thread>
+#include <vector>
 
 namespace {
 
@@ -91,6 +96,90 @@ TEST(Surface, AHostGuardsStartsAndProfiles)
     }
     profile.ReportStat();
     EXPECT_THAT(all_text(folder), testing::HasSubstr("work,"));
+}
+
+using Run_On_Thread = void (*)(const std::function<void()>&);
+
+void run_on_std_thread(const std::function<void()>& function)
+{
+    std::thread(function).join();
+}
+
+// What threads log that start after the level has changed, without calling anything themselves.
+TEST(Surface, AThreadStartedAfterALevelChangeLogsWithTheNewMask)
+{
+    const Temp_Folder folder;
+    KR_LOG_MANAGER* const logs = KR_LOG_MANAGER::instance();
+    logs->open(nullptr, folder.path().c_str(), "threads");
+    for (const Run_On_Thread run :
+         {&run_on_std_thread, &kr_platform_testing::run_on_system_thread}) {
+        logs->set_debug_level(3);
+        run([] { kr_log(KR_LOG_SITE(LM_INFO), "%T T%04t INF heard\n"); });
+        logs->set_debug_level(1);
+        run([] {
+            kr_log(KR_LOG_SITE(LM_INFO), "%T T%04t INF masked\n");
+            kr_log(KR_LOG_SITE(LM_ERROR), "%T T%04t*ERR heard\n");
+        });
+    }
+    EXPECT_THAT(all_text(folder),
+                testing::MatchesRegex(".* INF heard\n.*ERR heard\n.* INF heard\n.*ERR heard\n"));
+    logs->open(nullptr, folder.path("missing/too").c_str(), "threads");
+    logs->close();
+}
+
+// Where the system reports a thread's start, even the lines of ACE's own macros reach the file.
+TEST(Surface, AThreadIsAttachedBeforeItLogsWhereTheSystemReportsItsStart)
+{
+    const Temp_Folder folder;
+    KR_LOG_MANAGER* const logs = KR_LOG_MANAGER::instance();
+    logs->set_debug_level(3);
+    logs->open(nullptr, folder.path().c_str(), "threads");
+    for (const Run_On_Thread run :
+         {&run_on_std_thread, &kr_platform_testing::run_on_system_thread}) {
+        std::ostream* stream = nullptr;
+        run([&] { stream = ACE_Log_Msg::instance()->msg_ostream(); });
+        if (kr_platform_testing::are_thread_starts_reported())
+            EXPECT_EQ(ACE_Log_Msg::instance()->msg_ostream(), stream);
+        else
+            EXPECT_EQ(nullptr, stream);
+    }
+    logs->open(nullptr, folder.path("missing/too").c_str(), "threads");
+    logs->close();
+}
+
+// The library found the configuration beside itself when this program loaded it.
+TEST(Surface, TheDefaultConfigurationClassifiesColours)
+{
+    KR_Colors* const colors = KR_Colors::instance();
+    std::vector<ns__RgbColor> palette(3);
+    colors->get_available_colors(palette);
+    EXPECT_GE(palette.size(), 13U);
+
+    ns__RgbColor rgb;
+    rgb.red = 255;
+    ns__HsvColor hsv;
+    colors->rgb_to_hsv(rgb, hsv);
+    std::vector<ns__ColorPreset> presets;
+    colors->get_color_presets(hsv, presets, ns__QueryTolerancePreset__value_0);
+    EXPECT_THAT(presets, testing::Contains(ns__ColorPreset__red));
+    EXPECT_TRUE(colors->is_color(ns__ColorPreset__red, hsv, ns__QueryTolerancePreset__value_0));
+    EXPECT_FALSE(colors->is_color(ns__ColorPreset__white, hsv, ns__QueryTolerancePreset__value_0));
+    ns__HsvColor tolerance;
+    tolerance.hue = 1;
+    tolerance.saturation = tolerance.value = 0.1F;
+    EXPECT_TRUE(colors->is_color_similiar(hsv, hsv, true, tolerance));
+    EXPECT_EQ(20.0F, colors->angle_distance(350.0F, 10.0F));
+    colors->hsv_to_rgb(hsv, rgb);
+    EXPECT_EQ(255, rgb.red);
+}
+
+TEST(Surface, TheDumpTypeIsTheHostsChoice)
+{
+    EXPECT_EQ(MiniDumpNormal, KR_SEH::instance()->get_dump_type());
+    KR_SEH::instance()->init();
+    KR_SEH::instance()->set_dump_type(MiniDumpWithFullMemory);
+    EXPECT_EQ(MiniDumpWithFullMemory, KR_SEH::instance()->get_dump_type());
+    KR_SEH::instance()->set_dump_type(MiniDumpNormal);
 }
 
 TEST(SurfaceDeathTest, AHostsAssertionEndsTheProcess)

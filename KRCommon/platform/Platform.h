@@ -21,9 +21,13 @@ namespace kr_platform {
 char path_separator() noexcept;
 
 /// Full path of the file that holds the library's code: the DLL or shared object, or the
-/// program when the code is linked into it. At most 255 characters; a longer path is cut on
-/// Windows. Empty when the system does not tell.
+/// program when the code is linked into it. Windows: at most 255 characters, a longer path is cut.
+/// Linux: never cut, and links are resolved. Empty when the system does not tell.
 std::string module_path();
+
+/// Keeps the DLL or shared object that holds this code in memory until the process ends, however
+/// often it is let go of.
+void keep_loaded(void (*code)()) noexcept;
 
 /// The calling thread's number as logs and debuggers show it: GetCurrentThreadId() on
 /// Windows, the kernel's thread id on Linux (there the first thread's number is the process's).

@@ -36,6 +36,17 @@ TEST(Platform, PathSeparatorFitsTheModulePath)
     EXPECT_TRUE(std::filesystem::exists(path));
 }
 
+TEST(PlatformTesting, AnOpenFileIsOneHandleMore)
+{
+    const Temp_Folder folder;
+    const std::string path = folder.write("file", "x");
+    std::ifstream(path).get(); // whatever the first open file brings along
+    const unsigned before = kr_platform_testing::open_handle_count();
+    EXPECT_GT(before, 0U);
+    const std::ifstream file(path);
+    EXPECT_EQ(before + 1, kr_platform_testing::open_handle_count());
+}
+
 TEST(Platform, ThreadsHaveDifferentNumbersThatStay)
 {
     unsigned other = 0;

@@ -4,6 +4,7 @@
 /// What the tests need of the operating system beyond Platform.h. Not part of the library.
 
 #include <cstdint>
+#include <functional>
 #include <string>
 
 namespace kr_platform_testing {
@@ -23,5 +24,16 @@ void set_last_errors(int runtime_error, int system_error);
 
 /// True where a file that is open can be deleted.
 bool can_delete_open_files();
+
+/// Loads a dynamic library, and lets go of it. A null pointer or false: it failed.
+void* load_library(const std::string& path);
+bool unload_library(void* library);
+
+/// True where a library is told of each thread that starts.
+bool are_thread_starts_reported();
+
+/// Runs the function on a thread of the system's own making, not of the C++ library's, and waits
+/// for its end.
+void run_on_system_thread(const std::function<void()>& function);
 
 } // namespace kr_platform_testing

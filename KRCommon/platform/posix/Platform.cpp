@@ -41,6 +41,13 @@ std::string module_path()
     return path ? path.get() : module.dli_fname;
 }
 
+void keep_loaded(void (*code)()) noexcept
+{
+    Dl_info module;
+    if (dladdr(reinterpret_cast<void*>(code), &module) != 0)
+        dlopen(module.dli_fname, RTLD_NOLOAD | RTLD_NODELETE | RTLD_LAZY);
+}
+
 unsigned thread_id() noexcept
 {
     if (own_thread_id == 0) {

@@ -1,7 +1,9 @@
 #include <KRCommon/platform/Platform_testing.h>
 
 #include <cerrno>
+#include <dlfcn.h>
 #include <filesystem>
+#include <pthread.h>
 #include <sys/time.h>
 
 namespace kr_platform_testing {
@@ -33,6 +35,32 @@ void set_last_errors(int runtime_error, int)
 bool can_delete_open_files()
 {
     return true;
+}
+
+bool are_thread_starts_reported()
+{
+    return false;
+}
+
+void* load_library(const std::string& path)
+{
+    return dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
+}
+
+bool unload_library(void* library)
+{
+    return dlclose(library) == 0;
+}
+
+void run_on_system_thread(const std::function<void()>& function)
+{
+    const auto run = [](void* argument) -> void* {
+        (*static_cast<const std::function<void()>*>(argument))();
+        return nullptr;
+    };
+    pthread_t thread;
+    if (pthread_create(&thread, nullptr, run, const_cast<std::function<void()>*>(&function)) == 0)
+        pthread_join(thread, nullptr);
 }
 
 } // namespace kr_platform_testing

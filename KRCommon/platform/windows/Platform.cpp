@@ -41,9 +41,16 @@ char path_separator() noexcept
 
 std::string module_path()
 {
-    char path[256];
-    const DWORD length = GetModuleFileNameA(own_module(), path, 255);
-    return std::string(path, length < 255 ? length : 255);
+    char path[256] = {}; // a longer path is cut, with or without a zero within the 255
+    GetModuleFileNameA(own_module(), path, 255);
+    return path;
+}
+
+void keep_loaded(void (*code)()) noexcept
+{
+    HMODULE module = nullptr;
+    GetModuleHandleExA(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS | GET_MODULE_HANDLE_EX_FLAG_PIN,
+                       reinterpret_cast<const char*>(code), &module);
 }
 
 unsigned thread_id() noexcept
