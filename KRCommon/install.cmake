@@ -17,7 +17,20 @@ endif()
 # The public headers, module by module; internals, tests and platform/ stay behind.
 install(FILES KRCommon_Export.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/KRCommon)
 install(FILES frame/Component_Base.h frame/Log.h frame/Log_Manager.h frame/Mutex.h frame/ProfileHelper.h
+              frame/SEH.h
         DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/KRCommon/frame)
+install(FILES colors/Colors.h colors/Configuration.h
+        DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/KRCommon/colors)
+install(FILES platform/Minidump_Type.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/KRCommon/platform)
+
+# The configuration lies beside the library, where it is looked for; its schema is for editors.
+if(WIN32)
+  set(kr_library_dir ${CMAKE_INSTALL_BINDIR})
+else()
+  set(kr_library_dir ${CMAKE_INSTALL_LIBDIR})
+endif()
+install(FILES ${PROJECT_SOURCE_DIR}/config/KRCommon.xml ${PROJECT_SOURCE_DIR}/config/KRCommon.xsd
+        DESTINATION ${kr_library_dir})
 
 configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/KRCommonConfig.cmake.in
   ${CMAKE_CURRENT_BINARY_DIR}/KRCommonConfig.cmake INSTALL_DESTINATION ${kr_package_dir})

@@ -2,10 +2,12 @@
 # Debian packages that each part of the work needs; sourced by setup/setup.sh.
 
 # Library, tests and benchmarks for Linux. The googletest package brings the sources that
-# every preset compiles with its own flags; libabsl-dev is a peer in the benchmarks.
+# every preset compiles with its own flags. xmllint and expat give a second opinion on XML; they
+# and the other libraries of the last line are peers in the benchmarks.
 # shellcheck disable=SC2034
-LINUX_PACKAGES=(g++ make cmake ninja-build pkg-config libace-dev googletest
-                libbenchmark-dev libabsl-dev)
+LINUX_PACKAGES=(g++ make cmake ninja-build pkg-config libace-dev googletest libbenchmark-dev
+                libxml2-utils libexpat1-dev
+                libabsl-dev libopencv-imgproc-dev libpugixml-dev libxml2-dev)
 
 # Cross compiler with the POSIX thread model, 32-bit Wine for the tests, and what ACE's
 # project generator needs. The win32 thread model has no std::thread.
@@ -13,6 +15,9 @@ WINDOWS_PACKAGES=(g++-mingw-w64-i686-posix wine wine32:i386 perl xz-utils bzip2)
 
 # Format and static checks.
 CHECK_PACKAGES=(clang-format-14 clang-tidy-14 shellcheck git)
+
+# libFuzzer comes with clang.
+FUZZ_PACKAGES=(clang-14 libclang-rt-14-dev)
 
 # Coverage report.
 COVERAGE_PACKAGES=(gcovr)

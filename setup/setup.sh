@@ -4,6 +4,7 @@
 #   setup/setup.sh linux      compiler, CMake, ACE, GoogleTest, Google Benchmark
 #   setup/setup.sh windows    cross compiler, 32-bit Wine, ACE built for x86 Windows
 #   setup/setup.sh checks     clang-format, clang-tidy, shellcheck
+#   setup/setup.sh fuzz       clang with libFuzzer
 #   setup/setup.sh coverage   gcovr
 #
 # Root (or sudo) is needed only for packages that are missing. What is built here lies in a
@@ -87,19 +88,23 @@ windows() {
 }
 
 checks() { install_packages "${CHECK_PACKAGES[@]}"; }
+fuzz() {
+    linux
+    install_packages "${FUZZ_PACKAGES[@]}"
+}
 coverage() {
     linux
     install_packages "${COVERAGE_PACKAGES[@]}"
 }
 
 case ${1:-} in
-linux | windows | checks | coverage)
+linux | windows | checks | fuzz | coverage)
     command -v dpkg-query >/dev/null || { say "this set-up knows Debian's packages only"; exit 1; }
     "$1"
     say "set-up for $1: ready"
     ;;
 *)
-    echo "usage: $0 linux|windows|checks|coverage" >&2
+    echo "usage: $0 linux|windows|checks|fuzz|coverage" >&2
     exit 2
     ;;
 esac

@@ -1,10 +1,12 @@
 // Logs into a folder through the installed library and reads the file back.
 
+#include <KRCommon/colors/Colors.h>
 #include <KRCommon/frame/Component_Base.h>
 #include <KRCommon/frame/Log.h>
 #include <KRCommon/frame/Log_Manager.h>
 #include <KRCommon/frame/Mutex.h>
 #include <KRCommon/frame/ProfileHelper.h>
+#include <KRCommon/frame/SEH.h>
 #include <krsoap/krsoap.h>
 
 #include <ace/Reactor.h>
@@ -15,6 +17,7 @@
 #include <fstream>
 #include <string>
 #include <thread>
+#include <vector>
 
 namespace {
 
@@ -37,6 +40,14 @@ bool does_wait()
     return std::chrono::steady_clock::now() - start >= std::chrono::milliseconds(49);
 }
 
+// The configuration that is installed beside the library has been found.
+bool knows_colors()
+{
+    std::vector<ns__RgbColor> palette;
+    KR_Colors::instance()->get_available_colors(palette);
+    return palette.size() >= 13;
+}
+
 } // namespace
 
 int main(int, char**)
@@ -53,7 +64,8 @@ int main(int, char**)
         kr_log(KR_LOG_SITE(LM_INFO), "%T T%04t INF sensor %d of %s\n", sensor.word2, "consumer");
     }).join();
     logs->close();
-    if (!is_logged(folder, " INF sensor 1 of consumer") || !does_wait()) {
+    if (!is_logged(folder, " INF sensor 1 of consumer") || !does_wait() || !knows_colors() ||
+        KR_SEH::instance()->get_dump_type() != MiniDumpNormal) {
         std::puts("consumer: failed");
         return 1;
     }

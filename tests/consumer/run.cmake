@@ -44,8 +44,8 @@ run(${CMAKE_COMMAND} -G Ninja -S ${SOURCE} -B ${WORK}/build ${options})
 run(${CMAKE_COMMAND} --build ${WORK}/build)
 
 if(IS_WINDOWS)
-  # The DLLs are looked for beside the program.
-  file(GLOB dlls ${WORK}/moved/bin/*.dll)
+  # The DLLs are looked for beside the program, and the configuration beside the DLL.
+  file(GLOB dlls ${WORK}/moved/bin/*.dll ${WORK}/moved/bin/*.xml)
   file(COPY ${dlls} DESTINATION ${WORK}/build)
   run(${EMULATOR} ${WORK}/build/consumer.exe)
 else()
