@@ -440,7 +440,8 @@ TEST_F(Mutex, TheRecordMayBeReadWhileItsHolderWritesIt)
 TEST_F(Mutex, ManyMutexesLeaveNothingOpen)
 {
     {
-        const Process_Mutex_Ex warm_up;
+        Process_Mutex_Ex warm_up;
+        KR_GUARD(warm_up);
     }
     const unsigned before = kr_platform_testing::open_handle_count();
     for (int i = 0; i < 1'000; ++i) {
