@@ -1,0 +1,234 @@
+#pragma once
+
+/// \file
+/// The record of one detected object: who saw it and when, its class scores, and the observations
+/// (instances) of it, each with a time, a box and colours; its compact binary form for storage and
+/// transport; and what queries ask of it.
+///
+///     KR_ObjectBase object;
+///     object.ObjectId = 12;
+///     object.FirstSeenTime = ACE_OS::gettimeofday();
+///     object.Instances.emplace_back().Box = Geom_Box2D<float>(10, 20, 30, 60);
+///
+///     std::vector<unsigned char> bytes(object.serialize_size(65536));
+///     bytes.resize(object.serialize(bytes.data(), 65536));
+///
+///     KR_ObjectBase stored;
+///     KR_ObjectBase::deserialize(bytes.data(), static_cast<unsigned>(bytes.size()), &stored);
+///
+/// docs/record_format.md has the byte map of the binary form, a worked example and its quirks.
+///
+/// Verbatim: a member named only for its place (Word1, Float2) has a meaning that the services
+/// agree on among themselves; it is carried as it is.
+/// Threads: an object belongs to one thread at a time. Copies share the auxiliary data block, which
+/// nothing locks.
+/// Failure: copying and decoding may throw std::bad_alloc; moving never throws.
+
+#include <KRCommon/KRCommon_Export.h>
+#include <KRCommon/objects/Geom_Box2D.h>
+
+#include <krsoap/krsoap.h>
+
+#include <ace/Time_Value.h>
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+/// Bytes that an object carries without looking into them; shared among its copies.
+using KR_Auxiliary_Data = std::shared_ptr<std::vector<unsigned char>>;
+
+/// A query's filter, as services pass it around. The library carries it.
+struct QueryCriteria {
+    std::int32_t Words1[6] = {};
+    ns__HsvColor Color; ///< zero at first
+    std::int32_t Words2[5] = {};
+};
+
+/// What a service knows of an object beside its record.
+class ObjectMetadata {
+public:
+    ObjectMetadata() = default;
+    ObjectMetadata(const ObjectMetadata&) = default;
+    ObjectMetadata(ObjectMetadata&&) noexcept = default;
+    ObjectMetadata& operator=(const ObjectMetadata&) = default;
+    ObjectMetadata& operator=(ObjectMetadata&&) noexcept = default;
+    virtual ~ObjectMetadata() = default;
+
+    ACE_Time_Value Time;
+    Geom_Box2D<float> Box;
+};
+
+/// The same with a block of bytes of its own, which its copies share.
+class ObjectMetadataWithAuxilaryData : public ObjectMetadata {
+public:
+    KR_Auxiliary_Data AuxiliaryData = std::make_shared<std::vector<unsigned char>>();
+};
+
+class KRCOMMON_EXPORT KR_ObjectBase {
+public:
+    /// One observation of the object.
+    struct Instance {
+        // Written out: with a defaulted one a new element of a vector is cleared as a whole before
+        // its members are, which takes a quarter of the time of decoding.
+        Instance() noexcept {} // NOLINT(modernize-use-equals-default)
+
+        ACE_Time_Value Time;    ///< the binary form keeps the low 32 bits of the seconds, signed
+        std::int32_t Word1 = 0; ///< not part of the binary form
+        std::int32_t Word2 = 0; ///< not part of the binary form
+        /// A value above 0: the object was taken for that class. The binary form keeps them
+        /// truncated to signed bytes, so -128 to 127: 1.9 comes back as 1, 200 as -56.
+        float PersonValue = 0.0F;
+        float VehicleValue = 0.0F;
+        float ObjectValue = 0.0F;
+        float UnknownValue = 0.0F;
+        Geom_Box2D<float> Box;
+        float Float1 = 0.0F;
+        float Float2 = 0.0F;
+        std::uint8_t Flag = 0;
+        float Group[4] = {};
+        std::int32_t Number = 0;              ///< the binary form keeps its low 8 bits, signed
+        std::vector<ns__RgbColorArea> Colors; ///< fewer than 128, see serialize_instances()
+        float PointX = 0.0F;
+        float PointY = 0.0F;
+    };
+
+    /// No instances, detector type 7, an empty auxiliary data block; all else zero.
+    KR_ObjectBase();
+
+    /// A copy has everything of its own but the auxiliary data block, which it shares: a change of
+    /// the block's bytes through one object is seen through the other. What was moved from may be
+    /// assigned to or destroyed; it has no block.
+    KR_ObjectBase(const KR_ObjectBase& other);
+    KR_ObjectBase(KR_ObjectBase&& other) noexcept;
+    KR_ObjectBase& operator=(const KR_ObjectBase& other);
+    KR_ObjectBase& operator=(KR_ObjectBase&& other) noexcept;
+    virtual ~KR_ObjectBase();
+
+    /// Whether object id and sensor are the same; nothing else counts.
+    bool operator==(const KR_ObjectBase& other) const;
+    bool operator!=(const KR_ObjectBase& other) const { return !(*this == other); }
+
+    /// How many bytes serialize() writes with the same limit, provided that it is 4 or more.
+    [[nodiscard]] unsigned serialize_size(unsigned limit) const;
+
+    /// Writes the record: the fixed block of 132 bytes, the instance list, the length of the
+    /// auxiliary data and the data themselves. Reserved bytes are zero, so that equal objects give
+    /// equal bytes. Pending instances are not written.
+    ///
+    /// buffer   at least serialize_size(limit) bytes, 4 more for a limit below 4; nothing behind
+    ///          the bytes written is touched. The record is to stay below 4 GiB.
+    /// limit    budget of the instance list alone, counted from its first byte; see
+    ///          serialize_instances()
+    /// returns  bytes written
+    unsigned serialize(unsigned char* buffer, unsigned limit) const;
+
+    /// How many bytes serialize_instances() writes with the same limit. Quirk: 0 for a limit below
+    /// 4, where the writer writes 4.
+    [[nodiscard]] unsigned serialize_instances_size(unsigned limit) const;
+
+    /// Writes the instance list: its count as uint32, then per instance 68 bytes and 5 bytes per
+    /// colour.
+    ///
+    /// buffer   at least serialize_instances_size(limit) bytes, and never less than 4
+    /// limit    byte budget. The first instance that does not fit whole is dropped with all behind
+    ///          it: not an error, but one "*ERR" line names the object and the instance
+    /// returns  bytes written; nothing behind them is touched
+    ///
+    /// Floats become bytes by truncation toward zero and keep their low 8 bits: an area of 37.9 is
+    /// written as 37. What no 32-bit integer can hold, a NaN too, is written as 0.
+    /// Quirk: the colour count is one signed byte. With 128 and more colours all are written, the
+    /// reader reads none of them and takes their bytes for the next instances.
+    unsigned serialize_instances(unsigned char* buffer, unsigned limit) const;
+
+    /// Fills an object from a record: the fixed block replaces the object's scalars and empties its
+    /// pending instances, the instances are appended as deserialize_instances() does, and the
+    /// auxiliary data block, shared or not, takes the record's bytes. Quirk: a record without
+    /// auxiliary data leaves the object's block as it is.
+    ///
+    /// A record that is cut short is read as far as whole parts go: without a whole fixed block
+    /// nothing is taken over; neither is a part of an instance with all behind it, nor a part of
+    /// the auxiliary data.
+    /// Quirk: a list that counts more instances than it holds goes on into the auxiliary data.
+    ///
+    /// buffer, length  the bytes; none outside them is read and none is changed. A null buffer has
+    ///                 no bytes. They must not lie in the object's own auxiliary data.
+    /// object          null fails the assertion "object != nullptr", as in deserialize_instances()
+    /// returns         bytes consumed: the whole parts
+    ///
+    /// An object that holds no instance at the end ends the process, see deserialize_instances().
+    static unsigned deserialize(unsigned char* buffer, unsigned length, KR_ObjectBase* object);
+
+    /// Appends the instances of an instance list to the object, as long as the object holds fewer
+    /// than the list's count says: those that it held before count too. Stops before an instance
+    /// that is cut short. Returns the bytes consumed: 0 where the count itself is cut short.
+    ///
+    /// Each box is marked as set and ordered: the smaller of each pair becomes the minimum. A pair
+    /// with a NaN in it stays in the order in which it is stored. A time is brought into the
+    /// normal form of ACE_Time_Value.
+    ///
+    /// An object that holds no instance at the end fails the assertion "obj->Instances.size() > 0":
+    /// one "*EMR" line, then the process ends with exit code 1.
+    static unsigned deserialize_instances(unsigned char* buffer, unsigned length,
+                                          KR_ObjectBase* object);
+
+    /// Decodes the pending instances with the static form, then lets go of their bytes. To be
+    /// called on an object that holds some.
+    unsigned deserialize_instances();
+
+    /// An instance list in binary form that the object holds until deserialize_instances() is
+    /// called. Replaces one that it held; the bytes are copied. A null list has no bytes.
+    void set_pending_instances(const unsigned char* list, unsigned length);
+    unsigned pending_instances_length() const noexcept;
+
+    /// Whether the object matches a query. The first-seen time alone must lie in the window [from,
+    /// to], both ends inclusive.
+    ///
+    /// detector      must be the object's
+    /// object_class  1, 2, 3: the class score of that class must not be below min_score; any other
+    ///               value asks for no score
+    /// min_score     a NaN, here or as the score, passes
+    /// min_duration  seconds
+    bool test(const ACE_Time_Value& from, const ACE_Time_Value& to, ns__DetectorType detector,
+              ns__ObjectClass object_class, float min_score, float min_duration) const;
+
+    /// The box of an instance, widened toward the boxes of the instance before and after it by a
+    /// percentage of the distance; where a neighbour lies inside, nothing moves.
+    ///
+    /// index    a position in Instances; not checked
+    /// percent  0 and less give the box as it is
+    Geom_Box2D<float> GetExtendedBoundingBox(unsigned index, float percent) const;
+
+    /// Fills a query result from the object.
+    ///
+    /// result   its scalars are set, its lists appended to
+    /// time     selects the instance of exactly this time, else the first
+    /// percent  for the boxes, as in GetExtendedBoundingBox()
+    /// window   how many instances around the selected one: below 0 all, else half of them (rounded
+    ///          down) on each side, shifted where one side has fewer
+    /// debug    appends the debug instances as well
+    ///
+    /// The object must have an instance.
+    void Fill(ns__QueryResultObject& result, const ACE_Time_Value& time, float percent, int window,
+              bool debug) const;
+
+    ns__SensorId SensorId;
+    std::uint64_t ObjectId = 0;
+    ns__DetectorType DetectorType = ns__DetectorType__value_7;
+    ACE_Time_Value FirstSeenTime;
+    std::int32_t Word1 = 0;
+    std::int32_t Word2 = 0;
+    ACE_Time_Value SecondTime;
+    std::int32_t StatisticsWord1 = 0;
+    std::int32_t StatisticsWord2 = 0;
+    std::uint32_t Duration = 0; ///< whole seconds
+    float ClassScores[3] = {};  ///< of the object classes 1, 2 and 3
+    std::int32_t StatisticsWord7 = 0;
+    std::int32_t StatisticsWord8 = 0;
+    std::vector<ObjectMetadataWithAuxilaryData> Metadata;
+    std::vector<Instance> Instances; ///< in time order as appended
+    KR_Auxiliary_Data AuxiliaryData; ///< may be null, which counts as empty
+
+private:
+    std::vector<unsigned char> pending_instances_;
+};
