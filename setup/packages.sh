@@ -2,12 +2,13 @@
 # Debian packages that each part of the work needs; sourced by setup/setup.sh.
 
 # Library, tests and benchmarks for Linux. The googletest package brings the sources that
-# every preset compiles with its own flags. xmllint and expat give a second opinion on XML; they
-# and the other libraries of the last line are peers in the benchmarks.
+# every preset compiles with its own flags. xmllint and expat give a second opinion on XML; Python
+# runs one on object records. These and the libraries of the last lines are peers in the benchmarks.
 # shellcheck disable=SC2034
 LINUX_PACKAGES=(g++ make cmake ninja-build pkg-config libace-dev googletest libbenchmark-dev
-                libxml2-utils libexpat1-dev
-                libabsl-dev libopencv-imgproc-dev libpugixml-dev libxml2-dev)
+                libxml2-utils libexpat1-dev python3
+                libabsl-dev libopencv-imgproc-dev libpugixml-dev libxml2-dev
+                protobuf-compiler libprotobuf-dev flatbuffers-compiler libflatbuffers-dev)
 
 # Cross compiler with the POSIX thread model, 32-bit Wine for the tests, and what ACE's
 # project generator needs. The win32 thread model has no std::thread.

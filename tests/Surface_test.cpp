@@ -7,6 +7,7 @@
 #include <KRCommon/frame/Mutex.h>
 #include <KRCommon/frame/ProfileHelper.h>
 #include <KRCommon/frame/SEH.h>
+#include <KRCommon/objects/Objects.h>
 #include <KRCommon/platform/Platform_testing.h>
 #include <tests/support/Temp_Folder.h>
 
@@ -171,6 +172,27 @@ TEST(Surface, TheDefaultConfigurationClassifiesColours)
     EXPECT_EQ(20.0F, colors->angle_distance(350.0F, 10.0F));
     colors->hsv_to_rgb(hsv, rgb);
     EXPECT_EQ(255, rgb.red);
+}
+
+TEST(Surface, AnObjectIsStoredFoundAndReported)
+{
+    KR_ObjectBase object;
+    object.ObjectId = 12;
+    object.FirstSeenTime = ACE_Time_Value(1'700'000'000, 250'000);
+    object.Instances.emplace_back().Box = Geom_Box2D<float>(10, 20, 30, 60);
+    std::vector<unsigned char> bytes(object.serialize_size(65'536));
+    ASSERT_EQ(208U, object.serialize(bytes.data(), 65'536));
+
+    KR_ObjectBase stored;
+    ASSERT_EQ(208U, KR_ObjectBase::deserialize(bytes.data(), 208, &stored));
+    EXPECT_TRUE(stored == object);
+    EXPECT_TRUE(stored.test(object.FirstSeenTime, object.FirstSeenTime, ns__DetectorType__value_7,
+                            ns__ObjectClass__unknown, 0, 0));
+    ns__QueryResultObject result;
+    stored.Fill(result, ACE_Time_Value(), 0, -1, true);
+    EXPECT_EQ(12U, result.objectId);
+    EXPECT_EQ(1, result.instanceCount);
+    EXPECT_EQ(60.0F, result.instanceBox.maxY);
 }
 
 TEST(Surface, TheDumpTypeIsTheHostsChoice)

@@ -7,6 +7,7 @@
 #include <KRCommon/frame/Mutex.h>
 #include <KRCommon/frame/ProfileHelper.h>
 #include <KRCommon/frame/SEH.h>
+#include <KRCommon/objects/Objects.h>
 #include <krsoap/krsoap.h>
 
 #include <ace/Reactor.h>
@@ -48,6 +49,18 @@ bool knows_colors()
     return palette.size() >= 13;
 }
 
+bool stores_objects()
+{
+    KR_ObjectBase object;
+    object.Instances.emplace_back();
+    std::vector<unsigned char> bytes(object.serialize_size(65'536));
+    bytes.resize(object.serialize(bytes.data(), 65'536));
+    KR_ObjectBase stored;
+    return KR_ObjectBase::deserialize(bytes.data(), static_cast<unsigned>(bytes.size()), &stored) ==
+               bytes.size() &&
+           stored == object;
+}
+
 } // namespace
 
 int main(int, char**)
@@ -65,7 +78,7 @@ int main(int, char**)
     }).join();
     logs->close();
     if (!is_logged(folder, " INF sensor 1 of consumer") || !does_wait() || !knows_colors() ||
-        KR_SEH::instance()->get_dump_type() != MiniDumpNormal) {
+        !stores_objects() || KR_SEH::instance()->get_dump_type() != MiniDumpNormal) {
         std::puts("consumer: failed");
         return 1;
     }
