@@ -487,7 +487,7 @@ void get_color(const unsigned char* bytes, ns__RgbColorArea& color)
     color.code = std::int32_t{get_i8(bytes, code.offset)};
 }
 
-// Quirk: the count is a signed byte, so of 128 and more colours none are read.
+// Quirk: the count is a signed byte, so of 128 to 256 colours none are read.
 unsigned get_color_count(const unsigned char* bytes)
 {
     return static_cast<unsigned>(std::max<int>(get_i8(bytes, entry::color_count.offset), 0));

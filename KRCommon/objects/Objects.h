@@ -137,8 +137,9 @@ public:
     ///
     /// Floats become bytes by truncation toward zero and keep their low 8 bits: an area of 37.9 is
     /// written as 37. What no 32-bit integer can hold, a NaN too, is written as 0.
-    /// Quirk: the colour count is one signed byte. With 128 and more colours all are written, the
-    /// reader reads none of them and takes their bytes for the next instances.
+    /// Quirk: the colour count is one signed byte. With 128 to 256 colours all are written, the
+    /// reader reads none of them and takes their bytes for the next instances; with 257 it reads
+    /// one, and so on.
     unsigned serialize_instances(unsigned char* buffer, unsigned limit) const;
 
     /// Fills an object from a record: the fixed block replaces the object's scalars and empties its
@@ -149,7 +150,8 @@ public:
     /// A record that is cut short is read as far as whole parts go: without a whole fixed block
     /// nothing is taken over; neither is a part of an instance with all behind it, nor a part of
     /// the auxiliary data.
-    /// Quirk: a list that counts more instances than it holds goes on into the auxiliary data.
+    /// Quirk: a list that counts more instances than it holds goes on into the auxiliary data,
+    /// where these are long enough for an instance.
     ///
     /// buffer, length  the bytes; none outside them is read and none is changed. A null buffer has
     ///                 no bytes. They must not lie in the object's own auxiliary data.
@@ -188,7 +190,7 @@ public:
     /// object_class  1, 2, 3: the class score of that class must not be below min_score; any other
     ///               value asks for no score
     /// min_score     a NaN, here or as the score, passes
-    /// min_duration  seconds
+    /// min_duration  seconds; a NaN passes
     bool test(const ACE_Time_Value& from, const ACE_Time_Value& to, ns__DetectorType detector,
               ns__ObjectClass object_class, float min_score, float min_duration) const;
 
@@ -208,7 +210,8 @@ public:
     ///          down) on each side, shifted where one side has fewer
     /// debug    appends the debug instances as well
     ///
-    /// The object must have an instance.
+    /// The object should have an instance. Of one that has none the scalars are reported, with
+    /// instanceCount 0; the selected instance's fields and the lists stay as they were.
     void Fill(ns__QueryResultObject& result, const ACE_Time_Value& time, float percent, int window,
               bool debug) const;
 
