@@ -126,7 +126,7 @@ KRCOMMON_EXPORT void log_line(ACE_Log_Msg& log, const KR_Log_Site& site, int err
 /// Logs one line at the site's priority, or nothing when the priority mask stops it.
 ///
 /// site       file, line and priority; the record's status is -1 from LM_ERROR upward, else 0
-/// format     a literal, in ACE's directives, ending in one "\n". "%04t" is the thread's number
+/// format     a literal, in ACE's directives, ending in "\n". "%04t" is the thread's number
 ///            with at least four digits on both systems. 64-bit integers are %q and %Q.
 /// arguments  numbers, enumerations and texts (const char*, std::string, std::string_view).
 ///            Texts are bounded and escaped, see docs/log_format.md: whatever they hold, the
