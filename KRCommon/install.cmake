@@ -21,8 +21,11 @@ install(FILES frame/Component_Base.h frame/Log.h frame/Log_Manager.h frame/Mutex
         DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/KRCommon/frame)
 install(FILES colors/Colors.h colors/Configuration.h
         DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/KRCommon/colors)
+install(FILES eventlog/Event_Log.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/KRCommon/eventlog)
 install(FILES objects/Geom_Box2D.h objects/Objects.h
         DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/KRCommon/objects)
+install(FILES records/Agent_Data.h records/Scheduled_Task.h records/VMS_Proxy_Data.h records/VapData.h
+        DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/KRCommon/records)
 install(FILES platform/Minidump_Type.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/KRCommon/platform)
 
 # The configuration lies beside the library, where it is looked for; its schema is for editors.

@@ -1,6 +1,7 @@
 // The library as a host sees it: the exported surface, through the shared library itself.
 
 #include <KRCommon/colors/Colors.h>
+#include <KRCommon/eventlog/Event_Log.h>
 #include <KRCommon/frame/Component_Base.h>
 #include <KRCommon/frame/Log.h>
 #include <KRCommon/frame/Log_Manager.h>
@@ -9,6 +10,10 @@
 #include <KRCommon/frame/SEH.h>
 #include <KRCommon/objects/Objects.h>
 #include <KRCommon/platform/Platform_testing.h>
+#include <KRCommon/records/Agent_Data.h>
+#include <KRCommon/records/Scheduled_Task.h>
+#include <KRCommon/records/VMS_Proxy_Data.h>
+#include <KRCommon/records/VapData.h>
 #include <tests/support/Temp_Folder.h>
 
 #include <ace/Reactor.h>
@@ -17,6 +22,7 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <set>
 #include <string>
 #include <thread>
 #include <vector>
@@ -193,6 +199,41 @@ TEST(Surface, AnObjectIsStoredFoundAndReported)
     EXPECT_EQ(12U, result.objectId);
     EXPECT_EQ(1, result.instanceCount);
     EXPECT_EQ(60.0F, result.instanceBox.maxY);
+}
+
+TEST(Surface, ServiceRecordsConvertAndSort)
+{
+    ns__Agent agent;
+    agent.values = {1, 4, 4};
+    EXPECT_EQ(5U, KR_Agent_Data(agent).CombinedMask);
+
+    KR_Scheduled_Task task(L"nightly", 1, 2, ns__ScheduledTaskRecurrence__value_1, 3);
+    task.Actions.emplace_back(12U, ns__ObjectType__value_1, ns__ObjectAction__value_1, "on");
+    const ns__ScheduledTask record = task;
+    EXPECT_EQ(1, record.flag);
+    EXPECT_EQ(1U, KR_Scheduled_Task(record).Actions.size());
+
+    VapData first;
+    VapData second;
+    second.FirstText = "another text";
+    EXPECT_EQ(1U, (std::set<VapData>{first, second}.size()));
+
+    KR_VMS_Proxy_Data proxy;
+    proxy.Address.set(554, "127.0.0.1");
+    EXPECT_EQ(554, KR_VMS_Proxy_Data(proxy).Address.get_port_number());
+}
+
+TEST(Surface, AnEventsTextIsMadeAndAnUnregisteredWriterWritesNothing)
+{
+    KR_Event_Log events("KRCommon surface test", false);
+    ns__LogParam port;
+    port.name = L"Port";
+    port.value = L"554";
+    std::string message = "lost";
+    std::string text;
+    events.prepareEventMsg(ns__NotificationCode__value_24, message, {port}, ns__LogEntity(), text);
+    EXPECT_EQ("Message = lost\nPort = 554\n", text);
+    events.write(24, 1, text);
 }
 
 TEST(Surface, TheDumpTypeIsTheHostsChoice)
