@@ -26,6 +26,10 @@ install(FILES objects/Geom_Box2D.h objects/Objects.h
         DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/KRCommon/objects)
 install(FILES records/Agent_Data.h records/Scheduled_Task.h records/VMS_Proxy_Data.h records/VapData.h
         DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/KRCommon/records)
+install(FILES util/Addresses.h util/Base64.h util/Code_Pages.h util/Guid.h util/SHA1.h
+              util/String_Encryption.h util/Text.h util/Time_Text.h util/Url.h util/Utils.h
+              util/Version_Retriever.h
+        DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/KRCommon/util)
 install(FILES platform/Minidump_Type.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/KRCommon/platform)
 
 # The configuration lies beside the library, where it is looked for; its schema is for editors.

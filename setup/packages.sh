@@ -7,7 +7,7 @@
 # shellcheck disable=SC2034
 LINUX_PACKAGES=(g++ make cmake ninja-build pkg-config libace-dev googletest libbenchmark-dev
                 libxml2-utils libexpat1-dev python3
-                libabsl-dev libopencv-imgproc-dev libpugixml-dev libxml2-dev
+                libabsl-dev libopencv-imgproc-dev libpugixml-dev libxml2-dev libssl-dev libfmt-dev
                 protobuf-compiler libprotobuf-dev flatbuffers-compiler libflatbuffers-dev)
 
 # Cross compiler with the POSIX thread model, 32-bit Wine for the tests, and what ACE's

@@ -14,6 +14,7 @@
 #include <KRCommon/records/Scheduled_Task.h>
 #include <KRCommon/records/VMS_Proxy_Data.h>
 #include <KRCommon/records/VapData.h>
+#include <KRCommon/util/Utils.h>
 #include <tests/support/Temp_Folder.h>
 
 #include <ace/Reactor.h>
@@ -234,6 +235,37 @@ TEST(Surface, AnEventsTextIsMadeAndAnUnregisteredWriterWritesNothing)
     events.prepareEventMsg(ns__NotificationCode__value_24, message, {port}, ns__LogEntity(), text);
     EXPECT_EQ("Message = lost\nPort = 554\n", text);
     events.write(24, 1, text);
+}
+
+TEST(Surface, TheUtilitiesAreThere)
+{
+    EXPECT_EQ("2023/11/14 22:13:20.000005", kr_to_string(ACE_Time_Value(1'700'000'000, 5)));
+    EXPECT_EQ(ACE_Time_Value(0, 5), kr_to_ace_time_value(std::string("1970/01/01 00:00:00.5")));
+    EXPECT_EQ(0x6f9619ffU, kr_to_guid("{6F9619FF-8B86-D011-B42D-00C04FC964FF}").Data1);
+    unsigned char bytes[] = {0x0A, 0xFF};
+    EXPECT_EQ("0AFF", kr_to_string(bytes, 2));
+    EXPECT_EQ("a", kr_to_utf8(L"a"));
+    std::vector<std::string> pieces;
+    kr_split(pieces, "a,,b", ",");
+    EXPECT_EQ(3U, pieces.size());
+    std::string protocol;
+    std::string host;
+    int port = 0;
+    std::string path;
+    std::string query;
+    EXPECT_TRUE(kr_parse_url("rtsp://10.0.0.5:8080/a?b", protocol, host, port, path, query));
+    EXPECT_EQ(8080, port);
+    EXPECT_TRUE(kr_is_prefix_match("ab;cd", "cde", ";"));
+    EXPECT_FALSE(kr_is_valid_ip("169.254.1.1"));
+    std::string text;
+    KR_Base64::encode(std::string("Ma"), text, false);
+    EXPECT_EQ("TWE=", text);
+    cSHA1 hash;
+    hash << "abc";
+    EXPECT_TRUE(hash.computeHash(text));
+    EXPECT_EQ("363E99A96A81064771253EBA6CC250789DD8D09C", text);
+    EXPECT_EQ("secret", decrypt_string(encrypt_string("secret")));
+    EXPECT_STREQ("Version not supported", KR_Version_Retriever("no such file").GetVersionInfo());
 }
 
 TEST(Surface, TheDumpTypeIsTheHostsChoice)

@@ -1,7 +1,7 @@
 #include <KRCommon/objects/Objects.h>
 
 #include <KRCommon/frame/Log.h>
-#include <KRCommon/objects/Little_Endian.h>
+#include <KRCommon/util/Little_Endian.h>
 
 #include <emmintrin.h>
 

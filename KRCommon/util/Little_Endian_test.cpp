@@ -1,4 +1,4 @@
-#include <KRCommon/objects/Little_Endian.h>
+#include <KRCommon/util/Little_Endian.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,0 +1,319 @@
+#include <KRCommon/util/Base64.h>
+
+#include <KRCommon/util/Little_Endian.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+#include <functional>
+#include <string_view>
+
+namespace {
+
+using kr_internal::get_u64;
+using kr_internal::put_u16;
+using kr_internal::put_u32;
+
+// RFC 4648, table 1.
+constexpr char alphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+
+constexpr std::array<signed char, 128> make_values()
+{
+    std::array<signed char, 128> values{};
+    for (int value = 0; value < 64; ++value)
+        values[static_cast<unsigned char>(alphabet[value])] = static_cast<signed char>(value);
+    return values;
+}
+
+constexpr std::array<signed char, 128> values = make_values();
+
+constexpr std::size_t line_characters = 76;
+constexpr std::size_t line_bytes = 57;
+
+// Two characters for each 12 bits.
+using Pair = std::array<char, 2>;
+
+constexpr std::array<Pair, 4096> make_pairs()
+{
+    std::array<Pair, 4096> pairs{};
+    for (std::size_t bits = 0; bits < pairs.size(); ++bits)
+        pairs[bits] = {alphabet[bits >> 6], alphabet[bits & 63]};
+    return pairs;
+}
+
+constexpr std::array<Pair, 4096> pairs = make_pairs();
+
+void put_pair(char* out, std::uint64_t bits)
+{
+    std::memcpy(out, &pairs[bits & 0xFFF], sizeof(Pair));
+}
+
+// Encodes all whole groups and returns how many bytes they have.
+std::size_t encode_groups(const unsigned char* data, std::size_t length, char* out)
+{
+    std::size_t done = 0;
+    // Six bytes at a time, read as eight.
+    for (; length - done >= 8; done += 6, out += 8) {
+        const std::uint64_t bits = __builtin_bswap64(get_u64(data, done));
+        put_pair(out, bits >> 52);
+        put_pair(out + 2, bits >> 40);
+        put_pair(out + 4, bits >> 28);
+        put_pair(out + 6, bits >> 16);
+    }
+    for (; length - done >= 3; done += 3, out += 4) {
+        const unsigned bits = static_cast<unsigned>(data[done]) << 16 |
+                              static_cast<unsigned>(data[done + 1]) << 8 | data[done + 2];
+        put_pair(out, bits >> 12);
+        put_pair(out + 2, bits);
+    }
+    return done;
+}
+
+// A group's three bytes, first byte lowest, are the sum of four entries, one for each place and
+// character. What is not of the alphabet sets the bit on top.
+constexpr std::uint32_t not_in_alphabet = 0x80000000;
+
+using Place = std::array<std::uint32_t, 256>;
+
+constexpr std::array<Place, 4> make_places()
+{
+    std::array<Place, 4> places{};
+    for (unsigned place = 0; place < 4; ++place) {
+        for (std::uint32_t& entry : places[place])
+            entry = not_in_alphabet;
+        for (std::uint32_t value = 0; value < 64; ++value) {
+            const std::uint32_t bits = value << (18 - 6 * place);
+            places[place][static_cast<unsigned char>(alphabet[value])] =
+                bits >> 16 | (bits & 0xFF00) | (bits & 0xFF) << 16;
+        }
+    }
+    return places;
+}
+
+constexpr std::array<Place, 4> places = make_places();
+
+[[gnu::always_inline]] inline std::uint32_t group_at(const unsigned char* text)
+{
+    return places[0][text[0]] | places[1][text[1]] | places[2][text[2]] | places[3][text[3]];
+}
+
+// Decodes whole groups up to the first with a character outside the alphabet and returns how many
+// characters they have. Writes three bytes for each group and nothing behind them.
+std::size_t decode_groups(const unsigned char* text, std::size_t length, unsigned char* out)
+{
+    std::size_t done = 0;
+    for (; length - done >= 8; done += 8, out += 6) {
+        const std::uint32_t first = group_at(text + done);
+        const std::uint32_t second = group_at(text + done + 4);
+        if (((first | second) & not_in_alphabet) != 0)
+            break;
+        const std::uint64_t six = first | std::uint64_t{second} << 24;
+        put_u32(out, 0, static_cast<std::uint32_t>(six));
+        put_u16(out, 4, static_cast<std::uint16_t>(six >> 32));
+    }
+    for (; length - done >= 4; done += 4, out += 3) {
+        const std::uint32_t group = group_at(text + done);
+        if ((group & not_in_alphabet) != 0)
+            break;
+        put_u16(out, 0, static_cast<std::uint16_t>(group));
+        out[2] = static_cast<unsigned char>(group >> 16);
+    }
+    return done;
+}
+
+// The two loops that take the time. Ones with special instructions, under the same contracts, would
+// be chosen here, once, by what the processor has.
+struct Loops {
+    std::size_t (*encode_groups)(const unsigned char* data, std::size_t length, char* out);
+    std::size_t (*decode_groups)(const unsigned char* text, std::size_t length, unsigned char* out);
+};
+
+constexpr Loops portable_loops{encode_groups, decode_groups};
+
+const Loops& loops()
+{
+    return portable_loops;
+}
+
+// The one or two bytes behind the last whole group.
+void encode_rest(const unsigned char* data, std::size_t length, char* out)
+{
+    const unsigned second = length > 1 ? data[1] : 0U;
+    out[0] = alphabet[data[0] >> 2];
+    out[1] = alphabet[(data[0] & 3U) << 4 | second >> 4];
+    out[2] = length > 1 ? alphabet[(second & 15U) << 2] : '=';
+    out[3] = '=';
+}
+
+void encode_line(const unsigned char* data, std::size_t length, char* out)
+{
+    const std::size_t done = loops().encode_groups(data, length, out);
+    if (done < length)
+        encode_rest(data + done, length - done, out + done / 3 * 4);
+}
+
+std::size_t encoded_size(std::size_t length, bool line_breaks)
+{
+    if (length == 0)
+        return 0;
+    const std::size_t characters = (length - 1) / 3 * 4 + 4;
+    return line_breaks ? characters + (characters - 1) / line_characters : characters;
+}
+
+bool is_inside(const char* data, const std::string& text)
+{
+    const std::less<const char*> before;
+    return !before(data, text.data()) && before(data, text.data() + text.size());
+}
+
+void encode_bytes(std::string_view input, std::string& out, bool line_breaks)
+{
+    if (is_inside(input.data(), out)) {
+        encode_bytes(std::string(input), out, line_breaks);
+        return;
+    }
+    // Not cleared first: a string that is used again is not filled with zeros again.
+    out.resize(encoded_size(input.size(), line_breaks));
+    const auto* data = reinterpret_cast<const unsigned char*>(input.data());
+    std::size_t left = input.size();
+    char* to = out.data();
+    for (; line_breaks && left > line_bytes; left -= line_bytes, data += line_bytes) {
+        encode_line(data, line_bytes, to);
+        to[line_characters] = '\n';
+        to += line_characters + 1;
+    }
+    encode_line(data, left, to);
+}
+
+std::string_view bytes_at(const char* data, std::size_t length)
+{
+    return data == nullptr ? std::string_view() : std::string_view(data, length);
+}
+
+std::string read_to_end(std::FILE* file)
+{
+    std::string bytes;
+    std::array<char, 16'384> piece; // NOLINT(cppcoreguidelines-pro-type-member-init)
+    while (const std::size_t count = std::fread(piece.data(), 1, piece.size(), file))
+        bytes.append(piece.data(), count);
+    return bytes;
+}
+
+} // namespace
+
+const char* const KR_Base64::bstr = alphabet;
+const std::array<signed char, 128> KR_Base64::rstr = values;
+
+void KR_Base64::encode(std::FILE* input, std::string& out, bool line_breaks)
+{
+    encode_bytes(input == nullptr ? std::string() : read_to_end(input), out, line_breaks);
+}
+
+void KR_Base64::encode(const std::string& input, std::string& out, bool line_breaks)
+{
+    encode_bytes(input, out, line_breaks);
+}
+
+void KR_Base64::encode(const char* data, unsigned length, std::string& out, bool line_breaks)
+{
+    encode_bytes(bytes_at(data, length), out, line_breaks);
+}
+
+void KR_Base64::encode(unsigned char* data, unsigned length, std::string& out, bool line_breaks)
+{
+    encode(reinterpret_cast<const char*>(data), length, out, line_breaks);
+}
+
+namespace {
+
+std::size_t skip_line_breaks(std::string_view text, std::size_t at)
+{
+    while (at < text.size() && (text[at] == '\r' || text[at] == '\n'))
+        ++at;
+    return at;
+}
+
+// A character of the group that begins at "at"; what is missing at the end counts as padding.
+char place_of(std::string_view text, std::size_t at, std::size_t place)
+{
+    return place < text.size() - at ? text[at + place] : '=';
+}
+
+unsigned value_of(char character)
+{
+    const auto code = static_cast<unsigned char>(character);
+    return code < values.size() ? static_cast<unsigned>(values[code]) : 0;
+}
+
+// Any group, by the rules. Returns how many bytes it has.
+std::size_t decode_group(std::string_view text, std::size_t at, unsigned char* out)
+{
+    const char third = place_of(text, at, 2);
+    const char fourth = place_of(text, at, 3);
+    const unsigned bits = value_of(place_of(text, at, 0)) << 18 |
+                          value_of(place_of(text, at, 1)) << 12 | value_of(third) << 6 |
+                          value_of(fourth);
+    std::size_t count = 0;
+    out[count++] = static_cast<unsigned char>(bits >> 16);
+    if (third != '=')
+        out[count++] = static_cast<unsigned char>(bits >> 8);
+    if (fourth != '=')
+        out[count++] = static_cast<unsigned char>(bits);
+    return count;
+}
+
+// Never writes behind the bytes that it counts.
+std::size_t decode_text(std::string_view text, unsigned char* out)
+{
+    const auto* const characters = reinterpret_cast<const unsigned char*>(text.data());
+    std::size_t count = 0;
+    for (std::size_t at = 0;;) {
+        const std::size_t run =
+            loops().decode_groups(characters + at, text.size() - at, out + count);
+        count += run / 4 * 3;
+        at = skip_line_breaks(text, at + run);
+        if (at == text.size())
+            return count;
+        count += decode_group(text, at, out + count);
+        at += std::min<std::size_t>(4, text.size() - at);
+    }
+}
+
+std::size_t count_bytes(std::string_view text)
+{
+    std::size_t count = 0;
+    for (std::size_t at = 0;;) {
+        at = skip_line_breaks(text, at);
+        if (at == text.size())
+            return count;
+        count += 1 + (place_of(text, at, 2) != '=') + (place_of(text, at, 3) != '=');
+        at += std::min<std::size_t>(4, text.size() - at);
+    }
+}
+
+} // namespace
+
+void KR_Base64::decode(const std::string& text, std::string& out)
+{
+    if (&text == &out) {
+        decode(std::string(text), out);
+        return;
+    }
+    out.resize(text.size() / 4 * 3 + 3);
+    out.resize(decode_text(text, reinterpret_cast<unsigned char*>(out.data())));
+}
+
+void KR_Base64::decode(const std::string& text, unsigned char* out, unsigned& length)
+{
+    length = static_cast<unsigned>(out == nullptr ? count_bytes(text) : decode_text(text, out));
+}
+
+unsigned KR_Base64::decode_length(const std::string& text)
+{
+    const std::size_t length = text.size();
+    if (length == 0 || length % 4 != 0)
+        return 0;
+    const std::size_t bytes =
+        (length / 4 - 1) * 3 + 1 + (text[length - 2] != '=') + (text[length - 1] != '=');
+    return static_cast<unsigned>(bytes);
+}

@@ -1,0 +1,228 @@
+#include <KRCommon/util/Text.h>
+
+#include <emmintrin.h>
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstring>
+#include <functional>
+#include <regex>
+#include <string_view>
+
+namespace {
+
+constexpr std::size_t block = 16;
+
+// "00", "01", ... "FF".
+constexpr auto digit_pairs = [] {
+    constexpr char digits[] = "0123456789ABCDEF";
+    std::array<char, 512> pairs{};
+    for (std::size_t byte = 0; byte < 256; ++byte) {
+        pairs[2 * byte] = digits[byte >> 4];
+        pairs[2 * byte + 1] = digits[byte & 0xF];
+    }
+    return pairs;
+}();
+
+__m128i load(const void* bytes) noexcept
+{
+    return _mm_loadu_si128(static_cast<const __m128i*>(bytes));
+}
+
+void store(void* out, __m128i bytes) noexcept
+{
+    _mm_storeu_si128(static_cast<__m128i*>(out), bytes);
+}
+
+// Digits of 16 numbers from 0 to 15.
+__m128i hex_digits(__m128i numbers) noexcept
+{
+    const __m128i are_letters = _mm_cmpgt_epi8(numbers, _mm_set1_epi8(9));
+    const __m128i letter_gap = _mm_and_si128(are_letters, _mm_set1_epi8('A' - '0' - 10));
+    return _mm_add_epi8(_mm_add_epi8(numbers, _mm_set1_epi8('0')), letter_gap);
+}
+
+// 16 bytes to 32 digits.
+void put_hex_block(char* out, const unsigned char* bytes) noexcept
+{
+    const __m128i low_bits = _mm_set1_epi8(0x0F);
+    const __m128i data = load(bytes);
+    const __m128i high = hex_digits(_mm_and_si128(_mm_srli_epi16(data, 4), low_bits));
+    const __m128i low = hex_digits(_mm_and_si128(data, low_bits));
+    store(out, _mm_unpacklo_epi8(high, low));
+    store(out + block, _mm_unpackhi_epi8(high, low));
+}
+
+} // namespace
+
+std::string kr_to_string(unsigned char* data, unsigned length)
+{
+    std::string text(std::size_t{2} * length, '\0');
+    char* out = text.data();
+    std::size_t done = 0;
+    for (; length - done >= block; done += block)
+        put_hex_block(out + 2 * done, data + done);
+    for (; done < length; ++done) {
+        const std::size_t pair = std::size_t{2} * data[done];
+        out[2 * done] = digit_pairs[pair];
+        out[2 * done + 1] = digit_pairs[pair + 1];
+    }
+    return text;
+}
+
+namespace {
+
+bool is_element(const std::vector<std::string>& texts, const std::string& text) noexcept
+{
+    const std::less<const std::string*> before;
+    return !before(&text, texts.data()) && before(&text, texts.data() + texts.size());
+}
+
+// The places of a character among 16 from a position, as bits, the first one the lowest.
+unsigned places_of(char character, std::string_view text, std::size_t position) noexcept
+{
+    char last[block] = {};
+    const std::size_t rest = text.size() - position;
+    const bool is_last = rest < block;
+    if (is_last)
+        std::memcpy(last, text.data() + position, rest);
+    const __m128i characters = load(is_last ? last : text.data() + position);
+    const __m128i equal = _mm_cmpeq_epi8(characters, _mm_set1_epi8(character));
+    const auto places = static_cast<unsigned>(_mm_movemask_epi8(equal));
+    return is_last ? places & ((1U << rest) - 1) : places;
+}
+
+// Calls visit(start, end) for each piece but the last. Returns the start of the last one.
+template <typename Visit>
+std::size_t visit_pieces(std::string_view text, std::string_view delimiter, Visit visit)
+{
+    std::size_t start = 0;
+    for (std::size_t position = 0; position < text.size(); position += block) {
+        unsigned places = places_of(delimiter.front(), text, position);
+        for (; places != 0; places &= places - 1) {
+            const std::size_t found = position + static_cast<unsigned>(__builtin_ctz(places));
+            if (delimiter.size() > 1 &&
+                (found < start || text.substr(found, delimiter.size()) != delimiter))
+                continue;
+            visit(start, found);
+            start = found + delimiter.size();
+        }
+    }
+    return start;
+}
+
+// Room for so many more, without losing the vector's doubling when pieces come call by call.
+void make_room(std::vector<std::string>& out, std::size_t more)
+{
+    const std::size_t needed = out.size() + more;
+    if (needed > out.capacity())
+        out.reserve(std::max(needed, 2 * out.capacity()));
+}
+
+void append_pieces(std::vector<std::string>& out, std::string_view text, std::string_view delimiter)
+{
+    std::size_t count = 1;
+    visit_pieces(text, delimiter, [&](std::size_t, std::size_t) { ++count; });
+    make_room(out, count);
+    const std::size_t last = visit_pieces(text, delimiter, [&](std::size_t start, std::size_t end) {
+        out.emplace_back(text.data() + start, end - start);
+    });
+    out.emplace_back(text.substr(last));
+}
+
+} // namespace
+
+void kr_split(std::vector<std::string>& out, const std::string& text, const std::string& delimiter)
+{
+    // Elements move when the vector grows.
+    if (is_element(out, text) || is_element(out, delimiter))
+        return kr_split(out, std::string(text), std::string(delimiter));
+    if (delimiter.empty())
+        out.push_back(text);
+    else
+        append_pieces(out, text, delimiter);
+}
+
+namespace {
+
+constexpr char lower_case_bit = 0x20;
+
+void lower_block(char* text) noexcept
+{
+    const __m128i characters = load(text);
+    // 'A' to 'Z' become -128 to -103, the lowest of signed bytes.
+    const __m128i shifted = _mm_add_epi8(characters, _mm_set1_epi8(static_cast<char>(128 - 'A')));
+    const __m128i are_capitals = _mm_cmplt_epi8(shifted, _mm_set1_epi8(-128 + 26));
+    const __m128i bits = _mm_and_si128(are_capitals, _mm_set1_epi8(lower_case_bit));
+    store(text, _mm_or_si128(characters, bits));
+}
+
+char lower(char character) noexcept
+{
+    const bool is_capital = character >= 'A' && character <= 'Z';
+    return static_cast<char>(character | (is_capital ? lower_case_bit : 0));
+}
+
+} // namespace
+
+void to_lower(std::string& text) noexcept
+{
+    char* at = text.data();
+    char* const end = at + text.size();
+    for (; end - at >= static_cast<std::ptrdiff_t>(block); at += block)
+        lower_block(at);
+    std::transform(at, end, at, lower);
+}
+
+namespace {
+
+bool begins_with(std::string_view text, std::string_view prefix) noexcept
+{
+    return text.substr(0, prefix.size()) == prefix;
+}
+
+// An empty expression matches everywhere, and a zero byte is not for us to interpret.
+bool is_plain(std::string_view separator) noexcept
+{
+    constexpr std::string_view special("^$\\.*+?()[]{}|\0", 15);
+    return !separator.empty() && separator.find_first_of(special) == std::string_view::npos;
+}
+
+bool matches_plain(std::string_view list, std::string_view text,
+                   std::string_view separator) noexcept
+{
+    std::size_t found = list.find(separator);
+    while (found != std::string_view::npos) {
+        if (begins_with(text, list.substr(0, found)))
+            return true;
+        list.remove_prefix(found + separator.size());
+        found = list.find(separator);
+    }
+    return !list.empty() && begins_with(text, list);
+}
+
+bool matches_expression(const std::string& list, std::string_view text,
+                        const std::string& separator)
+{
+    const std::regex expression(separator);
+    if (list.empty()) // a token iterator would give one empty piece
+        return false;
+    const auto begin = list.cbegin();
+    for (std::sregex_token_iterator piece(begin, list.cend(), expression, -1), end; piece != end;
+         ++piece) {
+        const auto start = static_cast<std::size_t>(piece->first - begin);
+        const auto length = static_cast<std::size_t>(piece->length());
+        if (begins_with(text, std::string_view(list).substr(start, length)))
+            return true;
+    }
+    return false;
+}
+
+} // namespace
+
+bool kr_is_prefix_match(const std::string& list, const std::string& text, std::string separator)
+{
+    return is_plain(separator) ? matches_plain(list, text, separator)
+                               : matches_expression(list, text, separator);
+}

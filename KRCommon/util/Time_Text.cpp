@@ -1,0 +1,379 @@
+#include <KRCommon/util/Time_Text.h>
+
+#include <KRCommon/platform/Platform.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <limits>
+#include <string_view>
+
+namespace {
+
+using kr_platform::Calendar_Time;
+
+constexpr std::int64_t seconds_per_day = 86'400;
+constexpr int microseconds_per_second = 1'000'000;
+
+struct Instant {
+    std::int64_t seconds = 0;
+    int microsecond = 0; // 0 to 999,999
+};
+
+// Calendar and clock as someone wrote them down.
+struct Reading {
+    Calendar_Time time;
+    int microsecond = 0; // any
+};
+
+// The Gregorian calendar repeats every 400 years, an era of 146,097 days. Years are counted from
+// March 1st, so that the leap day is their last. The bias makes all years of interest positive.
+constexpr int years_per_era = 400;
+constexpr int days_per_era = 146'097;
+constexpr int bias_eras = 3'000;
+constexpr int bias_years = bias_eras * years_per_era;
+constexpr int days_before_1970 = 719'468; // since March 1st of the year 0
+constexpr int bias_days = days_before_1970 + bias_eras * days_per_era;
+
+constexpr int last_year = 1'000'000;
+
+// Days from 1970-01-01 to the first day of a month. year: +-1,200,000, month: 1 to 12.
+constexpr std::int64_t days_to_month(int year, int month) noexcept
+{
+    const bool is_next_year = month > 2;
+    const int march_year = year + bias_years - (is_next_year ? 0 : 1);
+    const int march_month = is_next_year ? month - 3 : month + 9;
+    const int era = march_year / years_per_era;
+    const int year_of_era = march_year % years_per_era;
+    const int day_of_era =
+        year_of_era * 365 + year_of_era / 4 - year_of_era / 100 + (153 * march_month + 2) / 5;
+    return std::int64_t{era} * days_per_era + day_of_era - bias_days;
+}
+
+static_assert(days_to_month(1970, 1) == 0 && days_to_month(2000, 3) == 11'017);
+
+constexpr std::int64_t first_instant = days_to_month(-last_year, 1) * seconds_per_day;
+constexpr std::int64_t last_instant = days_to_month(last_year + 1, 1) * seconds_per_day - 1;
+
+constexpr std::int64_t floor_divide(std::int64_t number, std::int64_t divisor) noexcept
+{
+    return number / divisor - (number % divisor < 0 ? 1 : 0);
+}
+
+Instant instant_of(const ACE_Time_Value& value) noexcept
+{
+    std::int64_t seconds = std::clamp<std::int64_t>(value.sec(), first_instant, last_instant);
+    std::int64_t microseconds = value.usec();
+    if (microseconds < 0 || microseconds >= microseconds_per_second) {
+        const std::int64_t carried = floor_divide(microseconds, microseconds_per_second);
+        seconds = std::clamp(seconds + carried, first_instant, last_instant);
+        microseconds -= carried * microseconds_per_second;
+    }
+    return {seconds, static_cast<int>(microseconds)};
+}
+
+// After C. Neri and L. Schneider, "Euclidean affine functions and their application to calendar
+// algorithms" (2022): fewer divisions that wait for each other than in the inverse above.
+void set_date(Calendar_Time& time, unsigned biased_days) noexcept
+{
+    const unsigned century = (4 * biased_days + 3) / days_per_era;
+    const unsigned day_of_century = (4 * biased_days + 3) % days_per_era / 4;
+    const std::uint64_t scaled = std::uint64_t{2'939'745} * (4 * day_of_century + 3);
+    const auto year_of_century = static_cast<unsigned>(scaled >> 32);
+    const unsigned day_of_year = static_cast<unsigned>(scaled) / 2'939'745 / 4;
+    const unsigned months = 2'141 * day_of_year + 197'913; // in units of 2^16
+    const bool is_next_year = day_of_year >= 306;
+    const unsigned year = century * 100 + year_of_century + (is_next_year ? 1 : 0);
+    time.year = static_cast<int>(year) - bias_years;
+    time.month = static_cast<int>((months >> 16) - (is_next_year ? 12 : 0));
+    time.day = static_cast<int>((months & 0xFFFF) / 2'141 + 1);
+    time.weekday = static_cast<int>((biased_days + 3) % 7); // day 0 is a Wednesday
+}
+
+Calendar_Time breakdown(std::int64_t seconds) noexcept
+{
+    const auto biased = static_cast<std::uint64_t>(seconds + bias_days * seconds_per_day);
+    const auto biased_days = static_cast<unsigned>(biased / seconds_per_day);
+    const auto second_of_day = static_cast<unsigned>(biased % seconds_per_day);
+    Calendar_Time time;
+    set_date(time, biased_days);
+    time.hour = static_cast<int>(second_of_day / 3'600);
+    time.minute = static_cast<int>(second_of_day / 60 % 60);
+    time.second = static_cast<int>(second_of_day % 60);
+    return time;
+}
+
+constexpr std::size_t text_length = 26;
+
+bool has_four_digits(int year) noexcept
+{
+    return year >= 0 && year < 10'000;
+}
+
+// "00", "01", ... "99".
+constexpr auto digit_pairs = [] {
+    std::array<char, 200> pairs{};
+    for (std::size_t number = 0; number < 100; ++number) {
+        pairs[2 * number] = static_cast<char>('0' + number / 10);
+        pairs[2 * number + 1] = static_cast<char>('0' + number % 10);
+    }
+    return pairs;
+}();
+
+void put_pair(char* out, unsigned number) noexcept
+{
+    std::memcpy(out, digit_pairs.data() + 2 * number, 2);
+}
+
+std::string text_of_any(const Calendar_Time& time, unsigned microsecond)
+{
+    char text[100]; // each field needs 11 characters at most
+    const int length =
+        std::snprintf(text, sizeof text, "%04d/%02d/%02d %02d:%02d:%02d.%06u", time.year,
+                      time.month, time.day, time.hour, time.minute, time.second, microsecond);
+    return std::string(text, static_cast<std::size_t>(length));
+}
+
+// Of fields that have no more digits than the text has room for.
+std::string text_of_usual(const Calendar_Time& time, unsigned microsecond)
+{
+    // Written in place: copying what was just written by twos would have to wait for it.
+    std::string text("0000/00/00 00:00:00.000000", text_length);
+    char* const out = text.data();
+    const auto put = [out](std::size_t at, int field) {
+        put_pair(out + at, static_cast<unsigned>(field));
+    };
+    put(0, time.year / 100);
+    put(2, time.year % 100);
+    put(5, time.month);
+    put(8, time.day);
+    put(11, time.hour);
+    put(14, time.minute);
+    put(17, time.second);
+    put_pair(out + 20, microsecond / 10'000);
+    put_pair(out + 22, microsecond / 100 % 100);
+    put_pair(out + 24, microsecond % 100);
+    return text;
+}
+
+} // namespace
+
+std::string kr_to_string(const ACE_Time_Value& value)
+{
+    const Instant instant = instant_of(value);
+    const Calendar_Time time = breakdown(instant.seconds);
+    const auto microsecond = static_cast<unsigned>(instant.microsecond);
+    return has_four_digits(time.year) ? text_of_usual(time, microsecond)
+                                      : text_of_any(time, microsecond);
+}
+
+namespace {
+
+bool fits_shape(const Calendar_Time& time, unsigned microsecond) noexcept
+{
+    const auto is_pair = [](int field) { return static_cast<unsigned>(field) < 100; };
+    return has_four_digits(time.year) && is_pair(time.month) && is_pair(time.day) &&
+           is_pair(time.hour) && is_pair(time.minute) && is_pair(time.second) &&
+           microsecond < microseconds_per_second;
+}
+
+} // namespace
+
+std::string kr_to_string(const ACE_Date_Time& date)
+{
+    Calendar_Time time;
+    time.year = static_cast<int>(date.year());
+    time.month = static_cast<int>(date.month());
+    time.day = static_cast<int>(date.day());
+    time.hour = static_cast<int>(date.hour());
+    time.minute = static_cast<int>(date.minute());
+    time.second = static_cast<int>(date.second());
+    const auto microsecond = static_cast<unsigned>(date.microsec());
+    return fits_shape(time, microsecond) ? text_of_usual(time, microsecond)
+                                         : text_of_any(time, microsecond);
+}
+
+namespace {
+
+bool is_digit(char character) noexcept
+{
+    return character >= '0' && character <= '9';
+}
+
+// Reads pairs of characters as digits; whether all of them were some is asked once, at the end.
+class Digit_Pairs {
+public:
+    explicit Digit_Pairs(const char* text) noexcept : text_(text) {}
+
+    int at(std::size_t position) noexcept
+    {
+        const unsigned tens = distance_from_zero(text_[position]);
+        const unsigned ones = distance_from_zero(text_[position + 1]);
+        others_ |= static_cast<unsigned>(tens > 9) | static_cast<unsigned>(ones > 9);
+        return static_cast<int>(tens * 10 + ones);
+    }
+
+    [[nodiscard]] bool are_digits() const noexcept { return others_ == 0; }
+
+private:
+    static unsigned distance_from_zero(char character) noexcept
+    {
+        return static_cast<unsigned>(static_cast<unsigned char>(character)) - '0';
+    }
+
+    const char* text_;
+    unsigned others_ = 0;
+};
+
+// The time text in its full shape, whatever follows it.
+bool read_full_shape(const std::string& text, Reading& reading) noexcept
+{
+    if (text.size() < text_length || text[4] != '/' || text[7] != '/' || text[10] != ' ' ||
+        text[13] != ':' || text[16] != ':' || text[19] != '.')
+        return false;
+    Digit_Pairs pairs(text.data());
+    Calendar_Time& time = reading.time;
+    time.year = pairs.at(0) * 100 + pairs.at(2);
+    time.month = pairs.at(5);
+    time.day = pairs.at(8);
+    time.hour = pairs.at(11);
+    time.minute = pairs.at(14);
+    time.second = pairs.at(17);
+    reading.microsecond = pairs.at(20) * 10'000 + pairs.at(22) * 100 + pairs.at(24);
+    return pairs.are_digits();
+}
+
+// Numbers and marks as scanf takes them, in the "C" locale. A zero byte is none of them.
+class Scanner {
+public:
+    explicit Scanner(std::string_view text) noexcept : rest_(text) {}
+
+    bool number(std::size_t width, int& value) noexcept
+    {
+        blanks();
+        std::string_view field = rest_.substr(0, width);
+        const bool is_signed = !field.empty() && (field.front() == '-' || field.front() == '+');
+        const bool is_negative = is_signed && field.front() == '-';
+        if (is_signed)
+            field.remove_prefix(1);
+        if (field.empty() || !is_digit(field.front()))
+            return false;
+        int magnitude = 0; // fields are too short to overflow
+        for (; !field.empty() && is_digit(field.front()); field.remove_prefix(1))
+            magnitude = magnitude * 10 + (field.front() - '0');
+        value = is_negative ? -magnitude : magnitude;
+        rest_.remove_prefix(static_cast<std::size_t>(field.data() - rest_.data()));
+        return true;
+    }
+
+    bool mark(char expected) noexcept
+    {
+        if (rest_.empty() || rest_.front() != expected)
+            return false;
+        rest_.remove_prefix(1);
+        return true;
+    }
+
+    bool blanks() noexcept
+    {
+        rest_.remove_prefix(std::min(rest_.find_first_not_of(" \t\n\v\f\r"), rest_.size()));
+        return true;
+    }
+
+private:
+    std::string_view rest_;
+};
+
+Reading read_any_shape(const std::string& text) noexcept
+{
+    Reading reading;
+    Calendar_Time& time = reading.time;
+    Scanner scan(text);
+    // Stops at the first that does not match.
+    static_cast<void>(scan.number(4, time.year) && scan.mark('/') && scan.number(2, time.month) &&
+                      scan.mark('/') && scan.number(2, time.day) && scan.blanks() &&
+                      scan.number(2, time.hour) && scan.mark(':') && scan.number(2, time.minute) &&
+                      scan.mark(':') && scan.number(2, time.second) && scan.mark('.') &&
+                      scan.number(6, reading.microsecond));
+    return reading;
+}
+
+Reading read_time(const std::string& text) noexcept
+{
+    Reading reading;
+    return read_full_shape(text, reading) ? reading : read_any_shape(text);
+}
+
+ACE_Date_Time date_time_of(const Reading& reading)
+{
+    const Calendar_Time& time = reading.time;
+    return ACE_Date_Time(time.day, time.month, time.year, time.hour, time.minute, time.second,
+                         reading.microsecond, time.weekday);
+}
+
+} // namespace
+
+ACE_Date_Time kr_to_ace_date_time(const std::string& text)
+{
+    return date_time_of(read_time(text));
+}
+
+ACE_Date_Time kr_to_ace_date_time(const ACE_Time_Value& value)
+{
+    const Instant instant = instant_of(value);
+    return date_time_of({breakdown(instant.seconds), instant.microsecond});
+}
+
+namespace {
+
+// As kr_platform::utc_seconds(), which the tests compare with it, at a fraction of the cost; the
+// fields must be reasonable.
+std::int64_t seconds_of(const Calendar_Time& time) noexcept
+{
+    const auto years = static_cast<int>(floor_divide(time.month - 1, 12));
+    const std::int64_t days =
+        days_to_month(time.year + years, time.month - years * 12) + time.day - 1;
+    const std::int64_t seconds =
+        days * seconds_per_day + time.hour * 3'600LL + time.minute * 60LL + time.second;
+    return seconds >= 0 && seconds <= kr_platform::last_second ? seconds : -1;
+}
+
+// What does not fit stays out of every range.
+int saturated(long field) noexcept
+{
+    return static_cast<int>(std::clamp<std::int64_t>(field, std::numeric_limits<int>::min(),
+                                                     std::numeric_limits<int>::max()));
+}
+
+} // namespace
+
+ACE_Time_Value kr_to_ace_time_value(const ACE_Date_Time& date)
+{
+    Calendar_Time time;
+    time.year = saturated(date.year());
+    time.month = saturated(date.month());
+    time.day = saturated(date.day());
+    time.hour = saturated(date.hour());
+    time.minute = saturated(date.minute());
+    time.second = saturated(date.second());
+    std::int64_t seconds = kr_platform::is_reasonable(time) ? seconds_of(time) : -1;
+    // Carried here, because ACE may count many microseconds down second by second.
+    seconds += date.microsec() / microseconds_per_second;
+    return ACE_Time_Value(seconds,
+                          static_cast<suseconds_t>(date.microsec() % microseconds_per_second));
+}
+
+ACE_Time_Value kr_to_ace_time_value(const std::string& text)
+{
+    const Reading reading = read_time(text);
+    return ACE_Time_Value(seconds_of(reading.time), reading.microsecond);
+}
+
+void kr_extract_time(const ACE_Time_Value& in, ACE_Time_Value& out)
+{
+    const Instant instant = instant_of(in);
+    const std::int64_t midnight = floor_divide(instant.seconds, seconds_per_day) * seconds_per_day;
+    out.set(instant.seconds - midnight, instant.microsecond);
+}

@@ -1,0 +1,72 @@
+#pragma once
+
+/// \file
+/// The three ways to hold a point in time, and conversions between them: ACE_Time_Value (seconds
+/// and microseconds since 1970-01-01 00:00:00), ACE_Date_Time (calendar fields) and the time text,
+/// of exactly this shape:
+///
+///     2024/03/05 07:08:09.000123
+///
+/// Year, month, day, hour (00-23), minute, second and six digits of microseconds, with zeros in
+/// front. Everything is UTC: no function looks at the local time zone or at daylight saving.
+///
+///     const ACE_Time_Value seen(1'700'000'000, 5);
+///     kr_to_string(seen);                                        // 2023/11/14 22:13:20.000005
+///     kr_to_ace_time_value("2023/11/14 22:13:20.000005") == seen // true
+///
+/// Two ranges matter. Fields become a time value from 1970 through the year 3000. Time values
+/// become fields and texts in the Gregorian calendar extended to both sides; years before
+/// -1,000,000 count as the first and years after 1,000,000 as the last instant between the two.
+///
+/// A time value whose microseconds are not within 0 to 999,999, as ACE keeps instants before 1970,
+/// stands for the sum of both, and the fields and texts show that: -0.5 s is 1969/12/31
+/// 23:59:59.500000.
+///
+/// Threads: no state; all functions may run on any thread at once. They take no lock and do not
+/// log.
+/// Failure: none is reported. Only the texts may throw, std::bad_alloc. Same on Windows and Linux.
+
+#include <KRCommon/KRCommon_Export.h>
+
+#include <ace/Date_Time.h>
+#include <ace/Time_Value.h>
+
+#include <string>
+
+/// The time text. A year before 0 begins with a minus sign and one after 9999 has as many digits as
+/// it needs, so that only the years 0 to 9999 give 26 characters.
+[[nodiscard]] KRCOMMON_EXPORT std::string kr_to_string(const ACE_Time_Value& value);
+
+/// The time text of the fields as they stand: nothing is checked or carried, a month of 13 is
+/// printed as 13. A field that needs more room takes it, a negative one has a minus sign within its
+/// digits, and negative microseconds show as 2^32 more (-1 is 4294967295).
+/// Of a field on Linux, where it has 64 bits, the low 32 bits count. The weekday is not read.
+[[nodiscard]] KRCOMMON_EXPORT std::string kr_to_string(const ACE_Date_Time& date);
+
+/// Calendar fields from a time text, as scanf reads "%04d/%02d/%02d %02d:%02d:%02d.%06d": white
+/// space may stand before every number and around the blank, which may be missing; a number may
+/// have a sign, which counts as one of its characters, and fewer digits. What follows the text is
+/// ignored; a zero byte ends it.
+///
+/// returns  fields that were read, not checked for their range; 0 from the first that does not
+///          match. An empty text gives all zeros. The weekday is always 0.
+/// Quirk: the microseconds are a plain number, no fraction: "...:59.5" reads 5.
+[[nodiscard]] KRCOMMON_EXPORT ACE_Date_Time kr_to_ace_date_time(const std::string& text);
+
+/// Calendar fields of an instant, with the weekday (0 is Sunday).
+[[nodiscard]] KRCOMMON_EXPORT ACE_Date_Time kr_to_ace_date_time(const ACE_Time_Value& value);
+
+/// The instant of calendar fields. Fields outside their ranges are carried, month 13 of 2023 is
+/// January 2024; the weekday is not read.
+///
+/// returns  seconds plus the date's microseconds. Before 1970, after the year 3000, and for a field
+///          beyond +-1,000,000 (microseconds aside) the seconds are -1. So it is for the all-zero
+///          date of an unreadable text.
+[[nodiscard]] KRCOMMON_EXPORT ACE_Time_Value kr_to_ace_time_value(const ACE_Date_Time& date);
+
+/// The instant of a time text, which is read as kr_to_ace_date_time() reads it.
+[[nodiscard]] KRCOMMON_EXPORT ACE_Time_Value kr_to_ace_time_value(const std::string& text);
+
+/// The time of day of in: seconds and microseconds since 00:00:00 UTC of its day, from 0 to
+/// 86,399.999999, of any instant. out may be in.
+KRCOMMON_EXPORT void kr_extract_time(const ACE_Time_Value& in, ACE_Time_Value& out);
