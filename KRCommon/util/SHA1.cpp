@@ -180,7 +180,7 @@ struct Units {
 // UTF-16, also where a wide character has 32 bits.
 Units utf16_of(wchar_t character)
 {
-    const auto code = static_cast<std::uint32_t>(character);
+    const std::uint32_t code = static_cast<char32_t>(character);
     if (code <= 0xFFFF || code > 0x10FFFF)
         return {1, {code & 0xFFFF, 0}};
     return {2, {0xD800 + ((code - 0x10000) >> 10), 0xDC00 + (code & 0x3FF)}};

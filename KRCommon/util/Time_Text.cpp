@@ -124,7 +124,7 @@ constexpr auto digit_pairs = [] {
 
 void put_pair(char* out, unsigned number) noexcept
 {
-    std::memcpy(out, digit_pairs.data() + 2 * number, 2);
+    std::memcpy(out, digit_pairs.data() + std::size_t{2} * number, 2);
 }
 
 std::string text_of_any(const Calendar_Time& time, unsigned microsecond)

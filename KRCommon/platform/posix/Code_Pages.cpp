@@ -37,8 +37,8 @@ bool is_low_surrogate(std::uint32_t unit) noexcept
 // Takes one character, or one unit that is none, from the front.
 std::uint32_t take_wide(std::wstring_view& text) noexcept
 {
-    const auto unit = static_cast<std::uint32_t>(text[0]);
-    const auto next = text.size() > 1 ? static_cast<std::uint32_t>(text[1]) : 0;
+    const std::uint32_t unit = static_cast<char32_t>(text[0]);
+    const std::uint32_t next = text.size() > 1 ? static_cast<char32_t>(text[1]) : 0;
     if (is_high_surrogate(unit) && is_low_surrogate(next)) {
         text.remove_prefix(2);
         return 0x1'0000 + ((unit - 0xD800) << 10) + (next - 0xDC00);
