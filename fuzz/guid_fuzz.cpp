@@ -1,9 +1,9 @@
 // Any bytes as an identifier's text, read beside ACE; what is read is written and read once more.
 
 #include <KRCommon/util/Guid.h>
+#include <tests/support/Guid_By_Ace.h>
 
 #include <ace/Log_Msg.h>
-#include <ace/UUID.h>
 
 #include <cstddef>
 #include <cstdint>
@@ -23,21 +23,6 @@ const bool is_silent = [] {
     ACE_LOG_MSG->clr_flags(ACE_Log_Msg::STDERR);
     return true;
 }();
-
-// As a text without braces.
-KR_GUID read_by_ace(const std::string& text)
-{
-    const ACE_Utils::UUID uuid(ACE_CString(text.c_str()));
-    KR_GUID guid;
-    guid.Data1 = uuid.time_low();
-    guid.Data2 = uuid.time_mid();
-    guid.Data3 = uuid.time_hi_and_version();
-    guid.Data4[0] = uuid.clock_seq_hi_and_reserved();
-    guid.Data4[1] = uuid.clock_seq_low();
-    for (std::size_t index = 0; index < 6; ++index)
-        guid.Data4[2 + index] = uuid.node().node_ID()[index];
-    return guid;
-}
 
 constexpr std::size_t room_of_ace = 500; // for what follows the numbers
 

@@ -1,8 +1,7 @@
 #include <KRCommon/util/Guid.h>
 
+#include <tests/support/Guid_By_Ace.h>
 #include <tests/support/Log_Capture.h>
-
-#include <ace/UUID.h>
 
 #include <gtest/gtest.h>
 
@@ -204,20 +203,6 @@ TEST(KrGuidText, EndsAtAZeroByte)
     EXPECT_EQ(nil_text, read(usual.substr(0, 30) + std::string(6, '\0')));
     EXPECT_EQ(nil_text, read("{" + usual + "}" + std::string(1, '\0')));
     EXPECT_EQ(usual, read("{" + usual + std::string(1, '\0') + "}"));
-}
-
-KR_GUID read_by_ace(const std::string& text)
-{
-    const ACE_Utils::UUID uuid(ACE_CString(text.c_str()));
-    KR_GUID guid;
-    guid.Data1 = uuid.time_low();
-    guid.Data2 = uuid.time_mid();
-    guid.Data3 = uuid.time_hi_and_version();
-    guid.Data4[0] = uuid.clock_seq_hi_and_reserved();
-    guid.Data4[1] = uuid.clock_seq_low();
-    for (std::size_t index = 0; index < 6; ++index)
-        guid.Data4[2 + index] = uuid.node().node_ID()[index];
-    return guid;
 }
 
 class Random_Texts {
