@@ -19,16 +19,15 @@ unset DISPLAY WAYLAND_DISPLAY LANG
 # Start the server once, with closed handles and a long idle time. Otherwise the services
 # that the first program starts inherit ctest's pipe, for which ctest then waits, and the
 # server comes and goes between tests, which costs 0.7 s each time and now and then fails.
-if ! wineserver -k0 2>/dev/null; then
-    mkdir -p "$WINEPREFIX"
-    (
-        flock 9
-        wineserver -k0 2>/dev/null && exit 0
-        [ -f "$WINEPREFIX/system.reg" ] || { wineboot -i 9>&-; wineserver -w 9>&-; }
-        wineserver -p600 9>&-
-        wine cmd /c exit 9>&-
-    ) 9>"$WINEPREFIX.lock" </dev/null >/dev/null 2>&1
-fi
+# Whoever comes meanwhile waits at the lock until the services run.
+mkdir -p "$WINEPREFIX"
+(
+    flock 9
+    wineserver -k0 2>/dev/null && exit 0
+    [ -f "$WINEPREFIX/system.reg" ] || { wineboot -i 9>&-; wineserver -w 9>&-; }
+    wineserver -p600 9>&-
+    wine cmd /c exit 9>&-
+) 9>"$WINEPREFIX.lock" </dev/null >/dev/null 2>&1
 
 # A program's own fault ends it with an exit code (a page fault with 5). Signal 11 is Wine's own
 # loader, which on a busy machine now and then crashes after the program has ended.
