@@ -11,35 +11,17 @@ RECIPE=1 # raise it whenever the recipe changes
 CACHE=${KRCOMMON_CACHE:-${XDG_CACHE_HOME:-$HOME/.cache}/krcommon}
 DEST=$CACHE/ace-$ACE_VERSION-x86-mingw-r$RECIPE
 
+. "$(dirname "${BASH_SOURCE[0]}")/debian-source.sh"
+
 say() { printf '== %s\n' "$*"; }
 
-# The address from which this machine takes its Debian packages.
-debian_mirror() {
-    local codename
-    codename=$(. /etc/os-release && echo "$VERSION_CODENAME")
-    apt-get indextargets \
-        --format '$(CODENAME) $(SUITE) $(RELEASE) $(COMPONENT) $(REPO_URI)' 'Created-By: Packages' |
-        awk -v s="$codename" '($1 == s || $2 == s || $3 == s) && $4 == "main" { print $NF; exit }'
-}
-
-# Leaves ace_*.orig.tar.* in the folder $1. The machine's own package lists stay as they are.
+# Leaves ace_*.orig.tar.* in the folder $1.
 fetch_source() {
-    local dir=$1 suite version
     case $ACE_VERSION in
-    6.5.12) suite=bullseye ;;
-    7.0.8) suite=bookworm ;;
+    6.5.12) fetch_debian_source "$1" bullseye ace 6.5.12+ ;;
+    7.0.8) fetch_debian_source "$1" bookworm ace 7.0.8+ ;;
     *) say "no suite known for ACE $ACE_VERSION"; return 1 ;;
     esac
-    mkdir -p "$dir/parts" "$dir/lists/partial"
-    printf 'deb-src [signed-by=/usr/share/keyrings/debian-archive-keyring.gpg] %s %s main\n' \
-        "$(debian_mirror)" "$suite" >"$dir/src.list"
-    local o=(-o "Dir::Etc::sourcelist=$dir/src.list" -o "Dir::Etc::sourceparts=$dir/parts"
-             -o "Dir::State::Lists=$dir/lists" -o Dir::Cache::pkgcache= -o Dir::Cache::srcpkgcache=
-             -o Acquire::Languages=none -o APT::Sandbox::User=)
-    apt-get "${o[@]}" update -qq
-    version=$(apt-cache "${o[@]}" showsrc --only-source ace |
-        awk -v v="$ACE_VERSION+" '/^Version:/ && index($2, v) == 1 { print $2; exit }')
-    (cd "$dir" && apt-get "${o[@]}" source --download-only --only-source -qq "ace=$version")
 }
 
 # ACE's own build files in the current folder. __MINGW_USE_VC2005_COMPAT alone would leave

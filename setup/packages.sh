@@ -10,9 +10,15 @@ LINUX_PACKAGES=(g++ make cmake ninja-build pkg-config libace-dev googletest libb
                 libabsl-dev libopencv-imgproc-dev libpugixml-dev libxml2-dev libssl-dev libfmt-dev
                 protobuf-compiler libprotobuf-dev flatbuffers-compiler libflatbuffers-dev)
 
+# What the hosts in examples/video_search use: video and vision, the store, command line and page.
+EXAMPLE_PACKAGES=(libopencv-objdetect-dev libopencv-video-dev libopencv-videoio-dev
+                  libopencv-imgcodecs-dev libsqlite3-dev libsqlitecpp-dev libcli11-dev
+                  libkainjow-mustache-dev)
+
 # Cross compiler with the POSIX thread model, 32-bit Wine for the tests, and what ACE's
-# project generator needs. The win32 thread model has no std::thread.
-WINDOWS_PACKAGES=(g++-mingw-w64-i686-posix wine wine32:i386 perl xz-utils bzip2)
+# project generator needs; Tcl makes SQLite's one-file form. The win32 thread model has no
+# std::thread.
+WINDOWS_PACKAGES=(g++-mingw-w64-i686-posix wine wine32:i386 perl xz-utils bzip2 tcl)
 
 # Format and static checks.
 CHECK_PACKAGES=(clang-format-14 clang-tidy-14 shellcheck git)

@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
 # Installs what is missing to build and test on Debian 12 (amd64); safe to run again.
 #
-#   setup/setup.sh linux      compiler, CMake, ACE, GoogleTest, Google Benchmark
-#   setup/setup.sh windows    cross compiler, 32-bit Wine, ACE built for x86 Windows
+#   setup/setup.sh linux      compiler, CMake, ACE, GoogleTest, Google Benchmark, what the examples use
+#   setup/setup.sh windows    cross compiler, 32-bit Wine, ACE and SQLite built for x86 Windows
+#   setup/setup.sh demo       the recording that the demo analyses
 #   setup/setup.sh checks     clang-format, clang-tidy, shellcheck
 #   setup/setup.sh fuzz       clang with libFuzzer
 #   setup/setup.sh coverage   gcovr
@@ -13,6 +14,7 @@
 set -euo pipefail
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 . "$here/packages.sh"
+CACHE=${KRCOMMON_CACHE:-${XDG_CACHE_HOME:-$HOME/.cache}/krcommon}
 CODENAME=$(. /etc/os-release && echo "${VERSION_CODENAME:-}")
 
 say() { printf '== %s\n' "$*"; }
@@ -77,14 +79,30 @@ enable_i386() {
     dpkg --print-foreign-architectures | grep -qx i386 || as_root dpkg --add-architecture i386
 }
 
-linux() { install_packages "${LINUX_PACKAGES[@]}"; }
+linux() { install_packages "${LINUX_PACKAGES[@]}" "${EXAMPLE_PACKAGES[@]}"; }
 
 windows() {
     linux
     enable_i386
     install_packages "${WINDOWS_PACKAGES[@]}"
     "$here/build-ace-windows.sh"
+    "$here/build-sqlite-windows.sh"
     "$here/wine-run.sh" cmd /c ver >/dev/null # makes the Wine prefix: 15 s the first time
+}
+
+# A street recording from the package opencv-doc, of which nothing else is needed, into the cache.
+demo() {
+    local file=usr/share/doc/opencv-doc/examples/data/vtest.avi work=$CACHE/demo.new
+    [ ! -f "$CACHE/vtest.avi" ] || return 0
+    say "fetching the demo's recording (96 MB)"
+    mkdir -p "$CACHE"
+    as_root apt-get update -qq || say "the package index did not refresh completely; going on"
+    rm -rf "$work"
+    mkdir "$work"
+    (cd "$work" && apt-get download -q -o APT::Sandbox::User= opencv-doc)
+    dpkg-deb --fsys-tarfile "$work"/opencv-doc_*.deb | tar xO "./$file" >"$work/vtest.avi"
+    mv "$work/vtest.avi" "$CACHE/"
+    rm -rf "$work"
 }
 
 checks() { install_packages "${CHECK_PACKAGES[@]}"; }
@@ -98,13 +116,13 @@ coverage() {
 }
 
 case ${1:-} in
-linux | windows | checks | fuzz | coverage)
+linux | windows | demo | checks | fuzz | coverage)
     command -v dpkg-query >/dev/null || { say "this set-up knows Debian's packages only"; exit 1; }
     "$1"
     say "set-up for $1: ready"
     ;;
 *)
-    echo "usage: $0 linux|windows|checks|fuzz|coverage" >&2
+    echo "usage: $0 linux|windows|demo|checks|fuzz|coverage" >&2
     exit 2
     ;;
 esac

@@ -1,0 +1,34 @@
+#include "Program.h"
+
+#include <KRCommon/util/Time_Text.h>
+
+#include <cstdio>
+#include <exception>
+
+namespace video_search {
+
+int run_program(const std::string& program, const std::function<int()>& work)
+{
+    try {
+        return work();
+    } catch (const Usage_Error& error) {
+        std::fprintf(stderr, "%s: %s\n", program.c_str(), error.what());
+        return wrong_usage;
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "%s: %s\n", program.c_str(), error.what());
+        return failed;
+    }
+}
+
+// The library reads leniently, like scanf: a text is a time when it is the text of what was read.
+std::optional<ACE_Time_Value> to_time(const std::string& text)
+{
+    constexpr std::size_t length_without_fraction = 19;
+    const std::string whole = text.size() == length_without_fraction ? text + ".000000" : text;
+    const ACE_Time_Value time = kr_to_ace_time_value(whole);
+    if (time < ACE_Time_Value::zero || kr_to_string(time) != whole)
+        return std::nullopt;
+    return time;
+}
+
+} // namespace video_search

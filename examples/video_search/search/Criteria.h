@@ -1,0 +1,54 @@
+#pragma once
+
+/// \file
+/// What a search asks for. Threads: a value; one thread at a time.
+
+#include <krsoap/krsoap.h>
+
+#include <ace/Time_Value.h>
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace video_search {
+
+/// The order of the hits; what is equal stands in time order.
+enum class Order {
+    time,     ///< first seen first
+    duration, ///< longest first
+    score,    ///< highest first
+};
+
+struct Criteria {
+    std::optional<ACE_Time_Value> from; ///< first seen at this time or later
+    std::optional<ACE_Time_Value> to;   ///< first seen at this time or earlier
+
+    /// unknown asks for no class.
+    ns__ObjectClass object_class = ns__ObjectClass__unknown;
+    /// 0.0-1.0, for the score of the class that is asked for, else for the best of the three.
+    float min_score = 0.0F;
+
+    std::optional<ns__ColorPreset> color;
+    float min_area = 20.0F; ///< percent of the object that has the colour asked for; 0-100
+
+    float min_duration = 0.0F; ///< seconds
+    int window = 8;            ///< as in KR_ObjectBase::Fill; -1 is all instances
+
+    Order order = Order::time;
+    std::optional<std::size_t> limit; ///< of hits, taken in that order
+};
+
+/// The first and the last time to ask the store for: those of the criteria, else 1970 and 3000.
+[[nodiscard]] ACE_Time_Value from_time(const Criteria& criteria);
+[[nodiscard]] ACE_Time_Value to_time(const Criteria& criteria);
+
+/// The criteria in words, one phrase each: "persons", "red on 20 % or more", "3 s or longer".
+/// Names a class in any case; leaves out what does not restrict.
+[[nodiscard]] std::vector<std::string> in_words(const Criteria& criteria);
+
+/// "person", "vehicle", "object" and, for any other number, "unknown".
+[[nodiscard]] const char* name_of(ns__ObjectClass object_class);
+
+} // namespace video_search

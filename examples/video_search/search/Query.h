@@ -1,0 +1,66 @@
+#pragma once
+
+/// \file
+/// The search itself: from records to hits. Threads: no state beside what is passed.
+
+#include "../store/Store.h"
+#include "Criteria.h"
+
+#include <KRCommon/frame/ProfileHelper.h>
+#include <KRCommon/objects/Objects.h>
+
+#include <array>
+#include <cstddef>
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace video_search {
+
+/// How much of an object has a named colour. A colour may belong to several presets, so that the
+/// shares of an object may sum up to more than 100.
+struct Color_Share {
+    ns__ColorPreset preset = ns__ColorPreset__white;
+    float percent = 0.0F;
+    ns__RgbColor color; ///< mean of the object's colours that belong to the preset
+};
+
+/// An object that matches.
+struct Hit {
+    std::string run; ///< of the recording
+    ns__SensorId sensor;
+    ACE_Time_Value first_seen;
+
+    /// Filled around the best instance with boxes extended by 50 percent and with debug instances.
+    ns__QueryResultObject result;
+    std::size_t instance_count = 0; ///< of the whole object
+
+    /// The class that was asked for, else that of the highest score; unknown when none is above 0.
+    ns__ObjectClass object_class = ns__ObjectClass__unknown;
+    float score = 0.0F;            ///< of that class; 0.0-1.0
+    std::array<float, 3> scores{}; ///< of person, vehicle, object
+
+    std::vector<Color_Share> colors;          ///< largest share first; without shares of 0
+    std::vector<ns__Geom_Point2D_Float> path; ///< where the object stood, instance by instance
+    Bytes thumbnail;                          ///< JPEG; may be empty
+};
+
+struct Result {
+    std::vector<Hit> hits;   ///< in the order that was asked for, at most the limit
+    std::size_t matches = 0; ///< objects that match, without the limit
+    std::size_t objects = 0; ///< that were looked at, damaged ones included
+    std::size_t damaged = 0; ///< records that could not be decoded; each has an error line
+};
+
+/// The shares of the named colours: mean over the instances that have colours of the area that
+/// belongs to the preset.
+[[nodiscard]] std::vector<Color_Share> color_shares(const KR_ObjectBase& object);
+
+/// Finds the matching objects. Stops between two records once is_stopped() says so; the result is
+/// then of no use.
+///
+/// profile  gets "decode", "test" and "fill"
+[[nodiscard]] Result search(const std::vector<Stored_Record>& records, const Criteria& criteria,
+                            ProfileHelper& profile, const std::function<bool()>& is_stopped);
+
+} // namespace video_search

@@ -1,0 +1,136 @@
+#include "Search_Service.h"
+
+#include "Page_File.h"
+#include "Table.h"
+
+#include <KRCommon/frame/Log.h>
+
+#include <algorithm>
+#include <system_error>
+#include <utility>
+#include <vector>
+
+namespace video_search {
+
+Search_Service::Search_Service(Host& host, const Options& options)
+    : KR_Component_Base("search"), host_(host), options_(options)
+{
+}
+
+Search_Service::~Search_Service()
+{
+    if (get_state() != STATE_STOPPED)
+        component_stop();
+}
+
+std::optional<Result> Search_Service::take()
+{
+    KR_GUARD(outcome_mutex_);
+    if (failure_)
+        std::rethrow_exception(failure_);
+    return std::exchange(result_, std::nullopt);
+}
+
+KR_Component_Base::State Search_Service::do_component_start(ACE_Reactor*)
+{
+    is_stopping_ = false;
+    try {
+        worker_ = std::thread([this] { work(); });
+    } catch (const std::system_error& error) {
+        kr_log(KR_LOG_SITE(LM_ERROR), "%T T%04t*ERR search: no thread: %s\n", error.what());
+        return STATE_STOPPED;
+    }
+    return STATE_STARTED;
+}
+
+KR_Component_Base::State Search_Service::do_component_stop()
+{
+    is_stopping_ = true;
+    worker_.join();
+    return STATE_STOPPED;
+}
+
+bool Search_Service::is_stopped() const noexcept
+{
+    return is_stopping_ || host_.is_interrupted();
+}
+
+void Search_Service::work() noexcept
+{
+    try {
+        std::optional<Page> page = find();
+        if (page)
+            write(*page);
+        share(page ? std::optional(std::move(page->result)) : std::nullopt, nullptr);
+    } catch (...) {
+        share(std::nullopt, std::current_exception());
+    }
+    host_.end();
+}
+
+void Search_Service::share(std::optional<Result> result, std::exception_ptr failure)
+{
+    KR_GUARD(outcome_mutex_);
+    result_ = std::move(result);
+    failure_ = std::move(failure);
+}
+
+// Nothing when it was stopped.
+std::optional<Page> Search_Service::find()
+{
+    Store store(options_.store, Store::Access::read);
+    std::vector<Stored_Record> records;
+    {
+        const ProfileHelperBlock block(&host_.profile(), "query");
+        records = store.select(from_time(options_.criteria), to_time(options_.criteria));
+    }
+    Page page;
+    page.title = options_.title;
+    page.run = host_.run_id();
+    page.criteria = options_.criteria;
+    page.result =
+        search(records, options_.criteria, host_.profile(), [this] { return is_stopped(); });
+    if (is_stopped())
+        return std::nullopt;
+    kr_log(KR_LOG_SITE(LM_INFO), "%T T%04t INF search: %s\n", summary_of(page.result));
+    if (!options_.html.empty())
+        page.scenes = scenes(store, page.result);
+    return page;
+}
+
+namespace {
+
+// Whether it has a hit or lies in the time that was searched.
+bool is_of_interest(const Recording& recording, const Criteria& criteria, const Result& result)
+{
+    const bool has_hit = std::any_of(result.hits.begin(), result.hits.end(),
+                                     [&](const Hit& hit) { return hit.run == recording.run; });
+    return has_hit ||
+           (recording.end >= from_time(criteria) && recording.start <= to_time(criteria));
+}
+
+} // namespace
+
+std::vector<Scene> Search_Service::scenes(Store& store, const Result& result)
+{
+    const ProfileHelperBlock block(&host_.profile(), "query");
+    std::vector<Scene> scenes;
+    for (Recording& recording : store.recordings()) {
+        if (!is_of_interest(recording, options_.criteria, result))
+            continue;
+        std::vector<Picture> pictures = store.pictures(recording.run);
+        scenes.push_back({std::move(recording), std::move(pictures)});
+    }
+    return scenes;
+}
+
+void Search_Service::write(const Page& page)
+{
+    if (options_.html.empty())
+        return;
+    const ProfileHelperBlock block(&host_.profile(), "page");
+    write_whole(options_.html, html_of(page));
+    kr_log(KR_LOG_SITE(LM_INFO), "%T T%04t INF search: wrote the page '%s'\n", options_.html);
+}
+
+} // namespace video_search

@@ -1,0 +1,83 @@
+// kr_search: finds objects in a store, prints them as a table and writes them as a page.
+//
+// Exit codes: 0 it is done, also when nothing matches; 1 it failed; 2 the command line is wrong;
+// 130 Ctrl-C. In the last three cases no page is written.
+
+#include "../host/Host.h"
+#include "../host/Program.h"
+#include "Options.h"
+#include "Search_Service.h"
+#include "Table.h"
+
+#include <KRCommon/frame/Log.h>
+
+#include <cstdio>
+#include <exception>
+#include <filesystem>
+#include <iostream>
+#include <optional>
+#include <string>
+#include <system_error>
+
+namespace video_search {
+
+namespace {
+
+// Before there is a log: its folder is not to be made for a store that does not exist.
+void check_store(const std::string& store)
+{
+    std::error_code ignored;
+    if (!std::filesystem::exists(to_path(store), ignored))
+        throw Failure("there is no store '" + store + "'");
+}
+
+void print(const Result& result, const std::string& html)
+{
+    std::string text = table_of(result);
+    if (!html.empty())
+        text += "page: " + html + "\n";
+    if (std::fputs(text.c_str(), stdout) < 0 || std::fflush(stdout) != 0)
+        throw Failure("cannot write the table to the standard output");
+}
+
+int search_and_print(Host& host, const Options& options)
+{
+    Search_Service service(host, options);
+    if (!host.run(service))
+        throw Failure("the search could not be started or stopped; the log tells more");
+    const std::optional<Result> result = service.take();
+    if (!result) {
+        std::fputs("kr_search: interrupted\n", stderr);
+        return interrupted;
+    }
+    print(*result, options.html);
+    return done;
+}
+
+int work(const Options& options, const char* path)
+{
+    check_store(options.store);
+    Host host("kr_search", options.logs, path);
+    try {
+        return search_and_print(host, options);
+    } catch (const std::exception& error) {
+        kr_log(KR_LOG_SITE(LM_ERROR), "%T T%04t*ERR %s\n", error.what());
+        throw;
+    }
+}
+
+int run(int argc, char** argv)
+{
+    const std::optional<Options> options =
+        parse_options(argc, argv, VIDEO_SEARCH_VERSION, std::cout);
+    return options ? work(*options, argv[0]) : done;
+}
+
+} // namespace
+
+} // namespace video_search
+
+int main(int argc, char** argv)
+{
+    return video_search::run_program("kr_search", [=] { return video_search::run(argc, argv); });
+}

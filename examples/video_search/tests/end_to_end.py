@@ -1,0 +1,571 @@
+#!/usr/bin/env python3
+"""Runs kr_analyse and kr_search as their users do, on the short recording of Clip.cpp, whose truth is
+known, and on everything that may be wrong with their input.
+
+    end_to_end.py --search COMMAND [--analyse PROGRAM --make-clip PROGRAM]
+                  [--store FILE] [--records FOLDER] [TestClass[.test_name]]...
+
+COMMAND may begin with an emulator. Without --analyse the searches run on the store FILE, which was
+made of the same recording elsewhere. FOLDER holds record.py, an independent reader of records.
+"""
+
+import argparse
+import base64
+import contextlib
+import html.parser
+import os
+import pathlib
+import pty
+import re
+import shlex
+import shutil
+import signal
+import sqlite3
+import subprocess
+import sys
+import tempfile
+import time
+import unittest
+
+START = "2014/03/05 12:00:00"
+START_SECONDS = 1394020800
+FPS = 10
+COLORS = ("white", "black", "gray", "light_blue", "dark_blue", "brown", "light_green",
+          "dark_green", "yellow", "orange", "red", "pink", "purple")
+CLASSES = ("unknown", "person", "vehicle", "object")
+
+# What the recording shows: colour, class, first and last frame (Clip.cpp; make_clip prints the same).
+TRUTH = (("red", "object", 12, 52), ("light_green", "object", 22, 60),
+         ("dark_blue", "object", 32, 75), ("yellow", "object", 62, 100),
+         ("orange", "object", 84, 118), ("white", "vehicle", 94, 124))
+
+STOP_TIMES = 15  # so often the recording is repeated where its analysis is stopped
+
+programs = argparse.Namespace()
+
+
+class Folder(unittest.TestCase):
+    """A test with a folder of its own, in which the programs run."""
+
+    def setUp(self):
+        self.folder = pathlib.Path(tempfile.mkdtemp(prefix="kr test "))
+        self.addCleanup(shutil.rmtree, self.folder, ignore_errors=True)
+
+    def run_program(self, command, arguments, prefix=()):
+        done = subprocess.run([*prefix, *command, *arguments], cwd=self.folder, timeout=100,
+                              stdin=subprocess.DEVNULL, capture_output=True, text=True)
+        return done.returncode, done.stdout, done.stderr
+
+    def analyse(self, *arguments, **settings):
+        return self.run_program(programs.analyse, arguments, **settings)
+
+    def search(self, *arguments, **settings):
+        return self.run_program(programs.search, arguments, **settings)
+
+    def names(self):
+        return sorted(str(path.relative_to(self.folder)) for path in self.folder.rglob("*"))
+
+    def assert_fails(self, result, code, sentence):
+        """One line on stderr, nothing that looks like a result."""
+        self.assertEqual((code, "", sentence + "\n"), (result[0], result[1], result[2]))
+
+
+def rows_of(table):
+    """The rows of a printed table, as dictionaries, and its last lines."""
+    lines = table.splitlines()
+    if not lines or not lines[0].startswith("id "):
+        return [], lines
+    columns = re.split(r" {2,}", lines[0].strip())
+    rows = [line for line in lines[1:] if re.match(r" *\d+ +\d+\.\d+ ", line)]
+    read = []
+    for line in rows:
+        cells = re.split(r" {2,}", line.strip())
+        read.append(dict(zip(columns, cells)))
+    return read, lines[1 + len(rows):]
+
+
+def seconds_of(text):
+    """Of "2014/03/05 12:00:01.200"."""
+    day, clock = text.split()
+    assert day == "2014/03/05"
+    hours, minutes, seconds = clock.split(":")
+    return int(hours) * 3600 + int(minutes) * 60 + float(seconds) - 12 * 3600
+
+
+class Searches(Folder):
+    """The whole way: recording, records, queries."""
+
+    @classmethod
+    def setUpClass(cls):
+        cls.shared = pathlib.Path(tempfile.mkdtemp(prefix="kr test "))
+        cls.addClassCleanup(shutil.rmtree, cls.shared, ignore_errors=True)
+        if not programs.analyse:
+            shutil.copy(programs.store, cls.shared / "clip.store")
+            return
+        subprocess.run([*programs.make_clip, cls.shared / "clip.avi"], check=True,
+                       stdout=subprocess.DEVNULL)
+        subprocess.run([*programs.analyse, "clip.avi", "--store", "clip.store", "--logs", "logs",
+                        "--sensor", "3", "--start", START], cwd=cls.shared, check=True,
+                       capture_output=True, timeout=100)
+
+    def setUp(self):
+        super().setUp()
+        shutil.copy(self.shared / "clip.store", self.folder / "clip.store")
+
+    def find(self, *arguments):
+        """The colours of the hits, told by when they were first seen, in the order of the table."""
+        code, out, err = self.search("--store", "clip.store", *arguments)
+        self.assertEqual((0, ""), (code, err))
+        rows, rest = rows_of(out)
+        return [self.actor_of(row)[0] for row in rows]
+
+    def actor_of(self, row):
+        seen = seconds_of(row["first seen (UTC)"])
+        near = [actor for actor in TRUTH if abs(seen - actor[2] / FPS) <= 0.4]
+        self.assertEqual(1, len(near), f"no box appears at {seen} s")
+        return near[0]
+
+    @unittest.skipUnless(pathlib.Path("/proc/self").exists(), "needs Linux")
+    def test_truth_is_that_of_the_recording(self):
+        if not programs.make_clip:
+            self.skipTest("the recording is made where kr_analyse is built")
+        out = self.run_program(programs.make_clip, ["clip.avi"])[1]
+        said = [tuple(map(int, line.split())) for line in out.splitlines()]
+        self.assertEqual([(COLORS.index(color) + 1, CLASSES.index(name), first, last)
+                          for color, name, first, last in TRUTH], said)
+
+    def test_every_box_is_one_object_with_its_class_colour_and_times(self):
+        code, out, err = self.search("--store", "clip.store")
+        self.assertEqual((0, ""), (code, err))
+        rows, rest = rows_of(out)
+        self.assertEqual(["6 of 6 objects match"], rest)
+        self.assertEqual([actor[0] for actor in TRUTH], [self.actor_of(row)[0] for row in rows])
+        for row in rows:
+            color, name, first, last = self.actor_of(row)
+            self.assertEqual((color, name, "3.1"),
+                             (row["main colours"].split()[0], row["class"], row["sensor"]))
+            self.assertLessEqual(abs(int(row["duration"].split()[0]) - (last - first) / FPS), 1)
+            self.assertLessEqual(abs(int(row["instances"]) - (last - first + 1)), 6)
+
+    def test_each_colour_finds_its_box_alone(self):
+        for color in COLORS:
+            there = [actor[0] for actor in TRUTH if actor[0] == color]
+            self.assertEqual(there, self.find("--color", color), color)
+
+    def test_each_class_finds_its_boxes_alone(self):
+        for name in ("person", "vehicle", "object"):
+            there = [actor[0] for actor in TRUTH if actor[1] == name]
+            self.assertEqual(there, self.find("--class", name), name)
+
+    def test_times_are_inclusive_to_the_microsecond(self):
+        database = sqlite3.connect(self.folder / "clip.store")
+        times = [row[0] for row in
+                 database.execute("SELECT first_seen_us FROM object ORDER BY first_seen_us")]
+        database.close()
+        texts = [time.strftime("%Y/%m/%d %H:%M:%S", time.gmtime(us // 10**6)) +
+                 f".{us % 10**6:06}" for us in (times[2] - 1, times[2], times[2] + 1)]
+        all_of = [actor[0] for actor in TRUTH]
+        self.assertEqual(all_of[2:], self.find("--from", texts[1]))
+        self.assertEqual(all_of[3:], self.find("--from", texts[2]))
+        self.assertEqual(all_of[:3], self.find("--to", texts[1]))
+        self.assertEqual(all_of[:2], self.find("--to", texts[0]))
+        self.assertEqual(all_of[2:3], self.find("--from", texts[1], "--to", texts[1]))
+
+    def test_filters_join(self):
+        self.assertEqual(["yellow"], self.find("--class", "object", "--from", "2014/03/05 12:00:05",
+                                               "--to", "2014/03/05 12:00:08"))
+        self.assertEqual([], self.find("--class", "vehicle", "--color", "red"))
+        self.assertEqual([], self.find("--min-duration", "60"))
+        self.assertEqual(6, len(self.find("--min-duration", "2")))
+
+    def test_the_longest_come_first_and_the_limit_cuts(self):
+        self.assertEqual(["red", "dark_blue"], self.find("--sort", "duration", "--limit", "2"))
+        out = self.search("--store", "clip.store", "--sort", "duration", "--limit", "2")[1]
+        self.assertEqual(["6 of 6 objects match, 2 shown"], rows_of(out)[1])
+
+    def test_page_holds_everything_itself(self):
+        code, out, err = self.search("--store", "clip.store", "--color", "red", "--html",
+                                     "red boxes.html", "--title", "<b>red & alone</b>")
+        self.assertEqual((0, ""), (code, err))
+        self.assertIn("page: red boxes.html", out)
+        page = Page((self.folder / "red boxes.html").read_text(encoding="utf-8"))
+        self.assertEqual([], [link for link in page.links if not link.startswith(("data:", "#"))])
+        self.assertIn("<b>red & alone</b>", page.text, "the title is text, not markup")
+        pictures = [link for link in page.links if link.startswith("data:image/jpeg;base64,")]
+        self.assertGreaterEqual(len(pictures), 3)
+        for picture in pictures:
+            bytes_of = base64.b64decode(picture.partition(",")[2], validate=True)
+            self.assertEqual((b"\xff\xd8", b"\xff\xd9"), (bytes_of[:2], bytes_of[-2:]))
+        self.assertEqual(1, page.cards)
+
+    def test_page_of_nothing_is_a_page(self):
+        code, out, _ = self.search("--store", "clip.store", "--color", "pink", "--html", "page.html")
+        self.assertEqual(0, code)
+        self.assertEqual("0 of 6 objects match", out.splitlines()[0])
+        page = Page((self.folder / "page.html").read_text(encoding="utf-8"))
+        self.assertEqual(0, page.cards)
+
+    def test_each_record_is_what_an_independent_reader_and_writer_make_of_it(self):
+        if not programs.records:
+            self.skipTest("no --records")
+        sys.path.insert(0, programs.records)
+        sys.dont_write_bytecode = True
+        import record  # pylint: disable=import-outside-toplevel
+        database = sqlite3.connect(self.folder / "clip.store")
+        rows = list(database.execute("SELECT object_id, first_seen_us, record FROM object"))
+        database.close()
+        self.assertEqual(6, len(rows))
+        for object_id, first_seen, blob in rows:
+            obj, consumed = record.decode(blob)
+            self.assertEqual(len(blob), consumed)
+            self.assertEqual(blob, bytes(record.encode(obj)))
+            self.assertEqual((object_id, (3, 1)), (obj.id, tuple(obj.sensor)))
+            self.assertEqual(first_seen, obj.first_seen[0] * 10**6 + obj.first_seen[1])
+
+    def test_leaves_log_and_profile_beside_the_store(self):
+        self.search("--store", "clip.store")
+        names = self.names()
+        self.assertEqual(3, len(names), names)
+        log = (self.folder / names[2]).read_text(encoding="utf-8")
+        self.assertRegex(log, r" INF kr_search: started, run [0-9a-f-]{36}, ")
+        csv = (self.folder / names[1]).read_text(encoding="utf-8").splitlines()
+        self.assertEqual("tag,timeStamp,totalMs,count,averageMs,highMs", csv[0])
+        self.assertIn("query", [line.split(",")[0] for line in csv])
+
+
+class Page(html.parser.HTMLParser):
+    """What a page refers to, and its text."""
+
+    def __init__(self, text):
+        super().__init__()
+        self.links, self.text, self.cards = [], "", 0
+        self.feed(text)
+        self.links += re.findall(r"url\(['\"]?([^'\")]+)", text)
+
+    def handle_starttag(self, tag, attrs):
+        self.links += [value for name, value in attrs
+                       if name in ("src", "href", "xlink:href", "srcset", "action")]
+        self.cards += tag == "article"
+
+    def handle_data(self, data):
+        self.text += data
+
+
+class Search_Input(Folder):
+    """What may be wrong with the input of kr_search."""
+
+    def assert_refused(self, code, sentence, *arguments):
+        before = self.names()
+        self.assert_fails(self.search(*arguments), code, "kr_search: " + sentence)
+        self.assertEqual(before, [n for n in self.names() if not re.search(r"\.(log|csv)$", n)])
+
+    def copy_store(self):
+        shutil.copy(programs.store, self.folder / "clip.store")
+
+    def test_no_store(self):
+        self.assert_refused(1, "there is no store 'no.store'", "--store", "no.store")
+
+    def test_store_that_is_text(self):
+        (self.folder / "a.store").write_text("This is a letter, and a long one, about nothing.\n" * 9)
+        self.assert_refused(1, "a.store is no video search store", "--store", "a.store")
+
+    def test_store_of_another_program(self):
+        database = sqlite3.connect(self.folder / "a.store")
+        database.execute("CREATE TABLE object(name TEXT)")
+        database.commit()
+        database.close()
+        before = (self.folder / "a.store").read_bytes()
+        self.assert_refused(1, "a.store is no video search store but another SQLite database",
+                            "--store", "a.store")
+        self.assertEqual(before, (self.folder / "a.store").read_bytes())
+
+    def test_store_that_is_cut_short(self):
+        whole = pathlib.Path(programs.store).read_bytes()
+        for length in (1, 50, 100, 5000, len(whole) // 2, len(whole) - 1):
+            (self.folder / "a.store").write_bytes(whole[:length])
+            code, out, err = self.search("--store", "a.store", "--html", "page.html")
+            self.assertEqual((1, ""), (code, out), f"{length} bytes")
+            self.assertRegex(err, r"^kr_search: a\.store is (no video search store|damaged)[^\n]*\n$")
+            self.assertNotIn("page.html", self.names())
+
+    def test_unknown_colour(self):
+        self.copy_store()
+        self.assert_refused(2, "--color: 'blue' is no colour; the colours are " + ", ".join(COLORS),
+                            "--store", "clip.store", "--color", "blue")
+
+    def test_times_that_are_no_times(self):
+        self.copy_store()
+        for text in ("yesterday", "", "2014/03/05", "2014/13/05 12:00:00", "2014/02/30 12:00:00",
+                     "2014/03/05 25:00:00", "2014/03/05 12:00:00.5", "2014/03/05 12:00:00 PM",
+                     "2014-03-05 12:00:00", "1969/12/31 23:59:59"):
+            self.assert_refused(2, f"--from: '{text}' is no time; write YYYY/MM/DD hh:mm:ss or "
+                                "YYYY/MM/DD hh:mm:ss.uuuuuu (UTC, years 1970 to 3000), like "
+                                "2024/03/05 07:08:09",
+                                "--store", "clip.store", "--from", text)
+
+    def test_times_in_the_wrong_order(self):
+        self.copy_store()
+        self.assert_refused(2, "--from: 2014/03/05 12:00:01 is after --to 2014/03/05 12:00:00",
+                            "--store", "clip.store", "--from", "2014/03/05 12:00:01",
+                            "--to", "2014/03/05 12:00:00")
+
+    def test_numbers_out_of_range(self):
+        self.copy_store()
+        for option, text in (("--min-score", "1.5"), ("--min-score", "nan"), ("--limit", "0"),
+                             ("--min-duration", "-1"), ("--window", "-2"), ("--window", "many"),
+                             ("--min-area", "10"), ("--class", "dog"), ("--sort", "size")):
+            code, out, err = self.search("--store", "clip.store", option, text)
+            self.assertEqual((2, ""), (code, out), option)
+            self.assertRegex(err, rf"^kr_search: [^\n]*{option}[^\n]*\n$")
+
+    def test_page_that_cannot_be_written(self):
+        self.copy_store()
+        code, out, err = self.search("--store", "clip.store", "--html", "no folder/page.html")
+        self.assertEqual((1, ""), (code, out))
+        self.assertRegex(err, r"^kr_search: cannot write the page 'no folder/page\.html': [^\n]+\n$")
+
+    def test_full_disk_leaves_the_older_page(self):
+        self.copy_store()
+        disk = small_disk(self, 80)
+        script = 'echo older > disk/page.html; "$@"; code=$?; ls disk >&2; cat disk/page.html; exit $code'
+        code, out, err = self.search("--store", "clip.store", "--html", "disk/page.html",
+                                     prefix=disk(script))
+        self.assertEqual((1, "older\n"), (code, out))
+        self.assertRegex(err, r"^kr_search: cannot write the page 'disk/page\.html': [^\n]+\n"
+                              r"page\.html\n$")
+
+
+def small_disk(test, kilobytes):
+    """Gives the command prefix that runs a script with a full disk at "disk"."""
+    (test.folder / "disk").mkdir()
+    mount = f"mount -t tmpfs -o size={kilobytes}k small disk"
+    if not shutil.which("unshare") or subprocess.run(
+            ["unshare", "-rm", "sh", "-c", mount], cwd=test.folder, capture_output=True,
+            check=False).returncode != 0:
+        test.skipTest("no file system can be mounted here")
+    return lambda script: ("unshare", "-rm", "sh", "-c", f"{mount} && {script}", "sh")
+
+
+class Analyse_Folder(Folder):
+    def setUp(self):
+        if not programs.analyse:
+            self.skipTest("kr_analyse is not built for this system")
+        super().setUp()
+
+    def make_clip(self, times=1):
+        subprocess.run([*programs.make_clip, self.folder / "clip.avi", str(times)], check=True,
+                       stdout=subprocess.DEVNULL)
+
+    def query(self, sql, *values):
+        with contextlib.closing(sqlite3.connect(self.folder / "a.store", timeout=10)) as database:
+            return list(database.execute(sql, values))
+
+    def stored_objects(self):
+        with contextlib.suppress(sqlite3.OperationalError):  # before the store is there
+            if (self.folder / "a.store").exists():
+                return self.query("SELECT count(*) FROM object")[0][0]
+        return 0
+
+    def assert_every_record_is_whole(self):
+        """kr_search decodes each; it would count a damaged one."""
+        count = self.stored_objects()
+        code, out, err = self.search("--store", "a.store", "--logs", "logs")
+        self.assertEqual((0, ""), (code, err))
+        self.assertEqual([f"{count} of {count} objects match"], rows_of(out)[1])
+        self.assertEqual([("ok",)], self.query("PRAGMA integrity_check"))
+
+
+class Analyse_Input(Analyse_Folder):
+    """What may be wrong with the input of kr_analyse."""
+
+    def assert_refused(self, code, sentence, *arguments):
+        result = self.analyse(*arguments)
+        self.assert_fails(result, code, "kr_analyse: " + sentence)
+        self.assertFalse((self.folder / "a.store").exists(), "no store is left behind")
+
+    def test_no_such_video(self):
+        self.assert_refused(1, "no such file: no.avi", "no.avi", "--store", "a.store", "--logs", "l")
+
+    def test_videos_that_are_none(self):
+        (self.folder / "empty.avi").write_bytes(b"")
+        (self.folder / "text.avi").write_text("This is a letter.\n" * 500)
+        (self.folder / "folder.avi").mkdir()
+        (self.folder / "noise.mp4").write_bytes(os.urandom(100_000))
+        for name in ("empty.avi", "text.avi", "folder.avi", "noise.mp4"):
+            self.assert_refused(1, f"{name} is no video that can be read", name, "--store",
+                                "a.store", "--logs", "l")
+
+    def test_truncated_video_keeps_what_was_found_and_says_so(self):
+        self.make_clip()
+        whole = (self.folder / "clip.avi").read_bytes()
+        (self.folder / "cut.avi").write_bytes(whole[:len(whole) * 3 // 4])
+        code, out, err = self.analyse("cut.avi", "--store", "a.store", "--logs", "l")
+        self.assertEqual(1, code)
+        self.assertIn("cut.avi: truncated\n", out)
+        self.assertRegex(err, r"\nkr_analyse: cut\.avi is truncated: \d\d of 130 frames\n$")
+        self.assertEqual([("truncated",)], self.query("SELECT state FROM recording"))
+        self.assertGreaterEqual(self.stored_objects(), 3)
+        self.assert_every_record_is_whole()
+
+    def test_stores_that_cannot_be_written(self):
+        self.make_clip()
+        (self.folder / "folder.store").mkdir()
+        for name, sentence in (("no folder/a.store", "no folder/a.store: there is no folder 'no folder'"),
+                               ("folder.store", "folder.store is a folder")):
+            self.assert_refused(1, sentence, "clip.avi", "--store", name, "--logs", "l")
+
+    def test_stores_of_another_program_stay_as_they_are(self):
+        self.make_clip()
+        (self.folder / "text.store").write_text("This is a letter.\n" * 500)
+        with contextlib.closing(sqlite3.connect(self.folder / "other.store")) as database:
+            database.execute("CREATE TABLE object(name TEXT)")
+            database.commit()
+        for name, sentence in (("text.store", "text.store is no video search store"),
+                               ("other.store", "other.store is no video search store but another "
+                                               "SQLite database")):
+            before = (self.folder / name).read_bytes()
+            self.assert_refused(1, sentence, "clip.avi", "--store", name, "--logs", "l")
+            self.assertEqual(before, (self.folder / name).read_bytes())
+
+    def test_log_folder_that_is_a_file(self):
+        self.make_clip()
+        (self.folder / "l").write_text("")
+        code, out, err = self.analyse("clip.avi", "--store", "a.store", "--logs", "l")
+        self.assertEqual((1, ""), (code, out))
+        self.assertRegex(err, r"^kr_analyse: cannot make the log folder 'l': [^\n]+\n$")
+        self.assertEqual(["clip.avi", "l"], self.names())
+
+    def test_start_that_is_no_time(self):
+        self.assert_refused(2, "--start: 'noon' is no time; write YYYY/MM/DD hh:mm:ss or YYYY/MM/DD "
+                            "hh:mm:ss.uuuuuu (UTC, years 1970 to 2037), like 2024/03/05 07:08:09",
+                            "x.avi", "--store", "a.store", "--logs", "l", "--start", "noon")
+
+    def test_options_that_are_missing_or_out_of_range(self):
+        for arguments in ((), ("x.avi",), ("x.avi", "--store", "a.store"),
+                          ("x.avi", "--store", "a.store", "--logs", "l", "--sensor", "-1"),
+                          ("x.avi", "--store", "a.store", "--logs", "l", "--every", "0"),
+                          ("x.avi", "--store", "a.store", "--logs", "l", "--budget", "3")):
+            code, out, err = self.analyse(*arguments)
+            self.assertEqual((2, ""), (code, out), arguments)
+            self.assertRegex(err, r"^kr_analyse: [^\n]+\n$")
+            self.assertEqual([], self.names())
+
+    def test_full_disk_before_the_store_is_made(self):
+        self.make_clip()
+        disk = small_disk(self, 4)
+        code, out, err = self.analyse("clip.avi", "--store", "disk/a.store", "--logs", "l",
+                                      prefix=disk('"$@"; code=$?; ls disk; exit $code'))
+        self.assertEqual((1, ""), (code, out), "no half-made store is left")
+        self.assertRegex(err, r"kr_analyse: disk/a\.store: the disk is full\n$")
+
+    def test_full_disk_keeps_what_was_stored(self):
+        self.make_clip(3)
+        disk = small_disk(self, 120)
+        script = '"$@"; code=$?; cp disk/a.store .; exit $code'
+        code, _, err = self.analyse("clip.avi", "--store", "disk/a.store", "--logs", "l",
+                                    prefix=disk(script))
+        self.assertEqual(1, code)
+        self.assertRegex(err, r"kr_analyse: disk/a\.store: the disk is full\n$")
+        self.assertGreaterEqual(self.stored_objects(), 1)
+        self.assert_every_record_is_whole()
+
+
+class Analyse_Stop(Analyse_Folder):
+    """The end of an analysis before the end of the recording."""
+
+    def start_and_wait_for_objects(self, times=STOP_TIMES, count=2):
+        self.make_clip(times)
+        process = subprocess.Popen([*programs.analyse, "clip.avi", "--store", "a.store", "--logs",
+                                    "l"], cwd=self.folder, stdout=subprocess.PIPE,
+                                   stderr=subprocess.PIPE, text=True)
+        self.addCleanup(process.communicate)
+        self.addCleanup(process.kill)  # cleaned up in reverse order
+        end = time.monotonic() + 60
+        while self.stored_objects() < count and time.monotonic() < end:
+            self.assertIsNone(process.poll(), "it ended by itself")
+            time.sleep(0.05)
+        return process
+
+    def test_ctrl_c_stores_what_was_seen_and_ends(self):
+        for number in (signal.SIGINT, signal.SIGTERM):
+            with self.subTest(number):
+                process = self.start_and_wait_for_objects()
+                process.send_signal(number)
+                out, _ = process.communicate(timeout=60)
+                self.assertEqual(130, process.returncode)
+                self.assertIn("clip.avi: stopped\n", out)
+                self.assertEqual([("stopped",)], self.query("SELECT state FROM recording"))
+                frames = self.query("SELECT frames FROM recording")[0][0]
+                self.assertTrue(0 < frames < STOP_TIMES * 130, frames)
+                said = sum(map(int, re.search(r"objects: (\d+) persons, (\d+) vehicles, (\d+)",
+                                              out).groups()))
+                self.assertEqual(said, self.stored_objects(), "nothing that was counted is lost")
+                self.assert_every_record_is_whole()
+                (self.folder / "a.store").unlink()
+
+    def test_killed_analysis_leaves_a_store_of_whole_objects(self):
+        process = self.start_and_wait_for_objects()
+        process.kill()
+        process.communicate()
+        self.assertEqual([("running",)], self.query("SELECT state FROM recording"))
+        self.assert_every_record_is_whole()
+
+    def test_search_beside_a_running_analysis(self):
+        process = self.start_and_wait_for_objects()
+        code, out, err = self.search("--store", "a.store", "--logs", "l2")
+        self.assertIsNone(process.poll(), "the analysis goes on")
+        self.assertEqual((0, ""), (code, err))
+        self.assertGreaterEqual(len(rows_of(out)[0]), 2)
+
+
+class Analyse_Display(Analyse_Folder):
+    def test_lines_where_there_is_no_terminal(self):
+        self.make_clip()
+        code, out, err = self.analyse("clip.avi", "--store", "a.store", "--logs", "l")
+        self.assertEqual(0, code)
+        self.assertIn("objects: 0 persons, 1 vehicles, 5 others\n", out)
+        self.assertNotIn("\r", err)
+        self.assertRegex(err, r"(^|\n)100 % +130 of 130 frames, [0-9.]+ frames/s, 0 s left, "
+                              r"6 objects\n$")
+
+    def test_bar_on_a_terminal(self):
+        self.make_clip(4)
+        ours, theirs = pty.openpty()
+        process = subprocess.Popen([*programs.analyse, "clip.avi", "--store", "a.store", "--logs",
+                                    "l"], cwd=self.folder, stdout=subprocess.DEVNULL,
+                                   stderr=theirs)
+        os.close(theirs)
+        shown = b""
+        with contextlib.suppress(OSError):  # the end, as a terminal tells it
+            while piece := os.read(ours, 65536):
+                shown += piece
+        os.close(ours)
+        self.assertEqual(0, process.wait(timeout=60))
+        self.assertIn(b"\r", shown)
+        self.assertRegex(shown, rb"\d+ ?%")
+        self.assertNotIn(b"\n", shown, "one line, cleared at the end")
+
+    def test_second_analysis_joins_the_store_with_new_ids(self):
+        self.make_clip()
+        for sensor in ("1", "1", "2"):
+            self.assertEqual(0, self.analyse("clip.avi", "--store", "a.store", "--logs", "l",
+                                             "--sensor", sensor, "--start", START)[0])
+        ids = self.query("SELECT sensor1, object_id FROM object ORDER BY sensor1, object_id")
+        self.assertEqual([(1, n) for n in range(1, 13)] + [(2, n) for n in range(1, 7)], ids)
+        self.assertEqual(3, len({row[0] for row in self.query("SELECT run FROM recording")}))
+
+
+def main():
+    parser = argparse.ArgumentParser()
+    parser.add_argument("--search", type=shlex.split, required=True)
+    parser.add_argument("--analyse", type=shlex.split)
+    parser.add_argument("--make-clip", type=shlex.split)
+    parser.add_argument("--store", required=True)
+    parser.add_argument("--records")
+    parser.add_argument("tests", nargs="*")
+    parser.parse_args(namespace=programs)
+    unittest.main(argv=[sys.argv[0], "-v", *programs.tests])
+
+
+if __name__ == "__main__":
+    main()
