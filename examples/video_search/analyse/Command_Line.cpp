@@ -89,17 +89,8 @@ std::optional<Command_Line> read_command_line(int argc, const char* const* argv,
     app.set_version_flag("--version", "kr_analyse " + version);
     add_files(app, line);
     add_settings(app, line.analysis, start);
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::CallForHelp&) {
-        out << app.help();
+    if (!parse(app, argc, argv, out))
         return std::nullopt;
-    } catch (const CLI::CallForVersion& asked) {
-        out << asked.what() << '\n';
-        return std::nullopt;
-    } catch (const CLI::ParseError& error) {
-        throw Usage_Error(error.what());
-    }
     check_area(line.analysis.min_area);
     line.has_start = app.count("--start") > 0;
     if (line.has_start)

@@ -2,6 +2,8 @@
 
 #include <KRCommon/util/Time_Text.h>
 
+#include <CLI/CLI.hpp>
+
 #include <cstdio>
 #include <exception>
 
@@ -18,6 +20,21 @@ int run_program(const std::string& program, const std::function<int()>& work)
         std::fprintf(stderr, "%s: %s\n", program.c_str(), error.what());
         return failed;
     }
+}
+
+bool parse(CLI::App& app, int argc, const char* const* argv, std::ostream& out)
+{
+    try {
+        app.parse(argc, argv);
+        return true;
+    } catch (const CLI::CallForHelp&) {
+        out << app.help();
+    } catch (const CLI::CallForVersion& asked) {
+        out << asked.what() << '\n';
+    } catch (const CLI::ParseError& error) {
+        throw Usage_Error(error.what());
+    }
+    return false;
 }
 
 // The library reads leniently, like scanf: a text is a time when it is the text of what was read.

@@ -8,8 +8,13 @@
 
 #include <functional>
 #include <optional>
+#include <ostream>
 #include <stdexcept>
 #include <string>
+
+namespace CLI {
+class App;
+}
 
 namespace video_search {
 
@@ -29,6 +34,10 @@ public:
 /// Runs a program's work and gives its exit code. An exception becomes one line on stderr,
 /// "<program>: <sentence>", and the exit code: wrong_usage for Usage_Error, failed for all others.
 [[nodiscard]] int run_program(const std::string& program, const std::function<int()>& work);
+
+/// Reads the command line into what the options of `app` are bound to. False when it asks for help
+/// or version, which goes to `out`. Throws Usage_Error.
+[[nodiscard]] bool parse(CLI::App& app, int argc, const char* const* argv, std::ostream& out);
 
 /// Reads "YYYY/MM/DD hh:mm:ss" or "YYYY/MM/DD hh:mm:ss.uuuuuu", UTC, from 1970 to 3000. Nothing for
 /// any other text and for times that no calendar has.

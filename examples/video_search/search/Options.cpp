@@ -189,17 +189,8 @@ std::optional<Options> parse_options(int argc, const char* const* argv, const st
     add_files(app, options);
     add_filters(app, texts);
     add_display(app, texts);
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::CallForHelp&) {
-        out << app.help();
+    if (!parse(app, argc, argv, out))
         return std::nullopt;
-    } catch (const CLI::CallForVersion& asked) {
-        out << asked.what() << '\n';
-        return std::nullopt;
-    } catch (const CLI::ParseError& error) {
-        throw Usage_Error(error.what());
-    }
     read_criteria(texts, options.criteria);
     if (options.logs.empty())
         options.logs = folder_of(options.store);
