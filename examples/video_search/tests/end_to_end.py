@@ -335,6 +335,37 @@ class Search_Input(Folder):
                               r"page\.html\n$")
 
 
+class Search_Stop(Folder):
+    def test_ctrl_c_ends_the_search_and_leaves_the_older_page(self):
+        if len(programs.search) > 1:
+            self.skipTest("the signal would go to the emulator")
+        shutil.copy(programs.store, self.folder / "a.store")
+        with contextlib.closing(sqlite3.connect(self.folder / "a.store")) as database:
+            database.execute(
+                "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 4000) "
+                "INSERT INTO object SELECT sensor1, sensor2, object_id + 100 * i, run, "
+                "first_seen_us, record FROM object, n")
+            database.commit()
+        (self.folder / "page.html").write_text("older\n")
+        process = subprocess.Popen([*programs.search, "--store", "a.store", "--logs", "l",
+                                    "--html", "page.html"], cwd=self.folder,
+                                   stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
+        self.addCleanup(process.kill)
+        end = time.monotonic() + 30
+        while not self.names_like(r"l/.*\.log") and time.monotonic() < end:
+            time.sleep(0.005)
+        process.send_signal(signal.SIGINT)
+        self.assertEqual(("", "kr_search: interrupted\n"), process.communicate(timeout=60))
+        self.assertEqual(130, process.returncode)
+        self.assertEqual("older\n", (self.folder / "page.html").read_text())
+        self.assertEqual([], self.names_like(r".*\.part"))
+        log = (self.folder / self.names_like(r"l/.*\.log")[0]).read_text(encoding="utf-8")
+        self.assertRegex(log, r" INF kr_search: interrupted, run [0-9a-f-]{36}\n$")
+
+    def names_like(self, pattern):
+        return [name for name in self.names() if re.fullmatch(pattern, name)]
+
+
 def small_disk(test, kilobytes):
     """Gives the command prefix that runs a script with a full disk at "disk"."""
     (test.folder / "disk").mkdir()
