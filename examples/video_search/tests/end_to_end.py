@@ -30,6 +30,7 @@ import unittest
 START = "2014/03/05 12:00:00"
 START_SECONDS = 1394020800
 FPS = 10
+FRAMES = 130
 COLORS = ("white", "black", "gray", "light_blue", "dark_blue", "brown", "light_green",
           "dark_green", "yellow", "orange", "red", "pink", "purple")
 CLASSES = ("unknown", "person", "vehicle", "object")
@@ -366,6 +367,12 @@ class Search_Stop(Folder):
         return [name for name in self.names() if re.fullmatch(pattern, name)]
 
 
+def seen_by(frame):
+    """How many boxes have appeared until a frame of the repeated recording."""
+    rounds, rest = divmod(frame, FRAMES)
+    return rounds * len(TRUTH) + sum(actor[2] <= rest for actor in TRUTH)
+
+
 def small_disk(test, kilobytes):
     """Gives the command prefix that runs a script with a full disk at "disk"."""
     (test.folder / "disk").mkdir()
@@ -527,7 +534,10 @@ class Analyse_Stop(Analyse_Folder):
                 self.assertIn("clip.avi: stopped\n", out)
                 self.assertEqual([("stopped",)], self.query("SELECT state FROM recording"))
                 frames = self.query("SELECT frames FROM recording")[0][0]
-                self.assertTrue(0 < frames < STOP_TIMES * 130, frames)
+                self.assertTrue(0 < frames < STOP_TIMES * FRAMES, frames)
+                self.assertGreaterEqual(self.stored_objects(), seen_by(frames - FPS),
+                                        "whoever was there for a second is stored")
+                self.assertLessEqual(self.stored_objects(), seen_by(frames))
                 said = sum(map(int, re.search(r"objects: (\d+) persons, (\d+) vehicles, (\d+)",
                                               out).groups()))
                 self.assertEqual(said, self.stored_objects(), "nothing that was counted is lost")
