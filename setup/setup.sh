@@ -90,16 +90,22 @@ windows() {
     "$here/wine-run.sh" cmd /c ver >/dev/null # makes the Wine prefix: 15 s the first time
 }
 
+download() { # download PACKAGE FOLDER: needs no root
+    (cd "$2" && apt-get download -q -o APT::Sandbox::User= "$1")
+}
+
 # A street recording from the package opencv-doc, of which nothing else is needed, into the cache.
 demo() {
     local file=usr/share/doc/opencv-doc/examples/data/vtest.avi work=$CACHE/demo.new
     [ ! -f "$CACHE/vtest.avi" ] || return 0
     say "fetching the demo's recording (96 MB)"
     mkdir -p "$CACHE"
-    as_root apt-get update -qq || say "the package index did not refresh completely; going on"
     rm -rf "$work"
     mkdir "$work"
-    (cd "$work" && apt-get download -q -o APT::Sandbox::User= opencv-doc)
+    download opencv-doc "$work" || { # an old index may name what is no longer there
+        as_root apt-get update -qq || say "the package index did not refresh completely; going on"
+        download opencv-doc "$work"
+    }
     dpkg-deb --fsys-tarfile "$work"/opencv-doc_*.deb | tar xO "./$file" >"$work/vtest.avi"
     mv "$work/vtest.avi" "$CACHE/"
     rm -rf "$work"
