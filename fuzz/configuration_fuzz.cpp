@@ -3,7 +3,7 @@
 
 #include <KRCommon/colors/Color_Table.h>
 #include <KRCommon/colors/Configuration_Reader.h>
-#include <KRCommon/colors/Xml_Parser.h>
+#include <KRCommon/xml/Xml_Parser.h>
 
 #include <cstdint>
 #include <cstdlib>

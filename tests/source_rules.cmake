@@ -15,7 +15,7 @@ endif()
 foreach(file ${files})
   file(READ ${SOURCE}/${file} text)
   # The operating system's differences live in platform/ alone.
-  if(NOT file MATCHES "^KRCommon/platform/(windows|posix)/" AND
+  if(NOT file MATCHES "^KRCommon/platform/(windows|linux)/" AND
      NOT file STREQUAL "KRCommon/platform/Minidump_Type.h" AND
      NOT file STREQUAL "KRCommon/KRCommon_Export.h")
     if(text MATCHES "_WIN32|__MINGW32__|__linux__|ACE_WIN32|<windows\\.h>|<unistd\\.h>")

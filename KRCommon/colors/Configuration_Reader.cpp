@@ -1,6 +1,6 @@
 #include <KRCommon/colors/Configuration_Reader.h>
 
-#include <KRCommon/colors/Xml_Parser.h>
+#include <KRCommon/xml/Xml_Parser.h>
 
 #include <algorithm>
 #include <array>

@@ -7,7 +7,7 @@
 /// Threads: independent calls may run at the same time. Nothing is logged.
 
 #include <KRCommon/colors/Configuration.h>
-#include <KRCommon/colors/Xml_Error.h>
+#include <KRCommon/xml/Xml_Error.h>
 
 #include <cstddef>
 #include <string>

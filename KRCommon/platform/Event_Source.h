@@ -2,7 +2,7 @@
 
 /// \file
 /// What the event log writer needs from the operating system: keys of the registry below the
-/// machine's root, and a source of events. windows/ hands each call on to the system; posix/ has
+/// machine's root, and a source of events. windows/ hands each call on to the system; linux/ has
 /// no registry, and its event log is syslog. Tests put a system of their own in its place.
 ///
 /// Every call leaves its outcome in last_error() (Platform.h): 0 after success, the reason after

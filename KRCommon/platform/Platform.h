@@ -1,7 +1,7 @@
 #pragma once
 
 /// \file
-/// What the library needs from the operating system: the contract that windows/ and posix/
+/// What the library needs from the operating system: the contract that windows/ and linux/
 /// fulfil. Nothing else of the library calls the system directly, and no system header is
 /// included here.
 ///

@@ -1,7 +1,7 @@
 // The XML parser beside expat: both must accept and reject the same documents, but for the
 // differences that are explained here, each of them met by at least one document.
 
-#include <KRCommon/colors/Xml_Parser.h>
+#include <KRCommon/xml/Xml_Parser.h>
 
 #include <expat.h>
 

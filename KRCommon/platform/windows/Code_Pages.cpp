@@ -1,4 +1,4 @@
-// The Windows side of Code_Pages.h; its twin is ../posix/Code_Pages.cpp.
+// The Windows side of Code_Pages.h; its twin is ../linux/Code_Pages.cpp.
 
 #include <KRCommon/platform/Code_Pages.h>
 

@@ -1,4 +1,4 @@
-// The Windows side of Event_Source.h; its twin is ../posix/Event_Source.cpp.
+// The Windows side of Event_Source.h; its twin is ../linux/Event_Source.cpp.
 
 #include <KRCommon/platform/Event_Source.h>
 

@@ -1,4 +1,4 @@
-// The Windows side of kr_platform::Lock; its twin is ../posix/Lock.cpp.
+// The Windows side of kr_platform::Lock; its twin is ../linux/Lock.cpp.
 
 #include <KRCommon/platform/Platform.h>
 

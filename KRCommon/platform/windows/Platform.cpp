@@ -1,4 +1,4 @@
-// The Windows side of Platform.h; its twin is ../posix/Platform.cpp.
+// The Windows side of Platform.h; its twin is ../linux/Platform.cpp.
 
 #include <KRCommon/platform/Platform.h>
 

@@ -1,4 +1,4 @@
-// The Windows side of Version_Info.h; its twin is ../posix/Version_Info.cpp.
+// The Windows side of Version_Info.h; its twin is ../linux/Version_Info.cpp.
 
 #include <KRCommon/platform/Version_Info.h>
 

@@ -46,7 +46,7 @@
 /// not checked, parameter entities are not expanded, and names are not taken apart at colons.
 /// Threads: one at a time.
 
-#include <KRCommon/colors/Xml_Error.h>
+#include <KRCommon/xml/Xml_Error.h>
 
 #include <cstddef>
 #include <memory>

@@ -15,7 +15,7 @@
 ///
 /// Threads: all functions may be called at once from any thread.
 
-#include <KRCommon/colors/Xml_Error.h>
+#include <KRCommon/xml/Xml_Error.h>
 
 #include <cstddef>
 #include <memory>

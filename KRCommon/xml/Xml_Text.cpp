@@ -1,4 +1,4 @@
-#include <KRCommon/colors/Xml_Text.h>
+#include <KRCommon/xml/Xml_Text.h>
 
 #include <algorithm>
 #include <array>

@@ -1,6 +1,6 @@
-#include <KRCommon/colors/Xml_Parser.h>
+#include <KRCommon/xml/Xml_Parser.h>
 
-#include <KRCommon/colors/Xml_Text.h>
+#include <KRCommon/xml/Xml_Text.h>
 
 #include <emmintrin.h>
 

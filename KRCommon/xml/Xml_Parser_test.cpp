@@ -1,4 +1,4 @@
-#include <KRCommon/colors/Xml_Parser.h>
+#include <KRCommon/xml/Xml_Parser.h>
 
 #include <gtest/gtest.h>
 

@@ -37,7 +37,7 @@ int level_of(int type) noexcept
     }
 }
 
-class Posix_Event_System final : public Event_System {
+class Linux_Event_System final : public Event_System {
 public:
     Opened_Key create_key(const std::string&, const std::string&) override
     {
@@ -79,7 +79,7 @@ public:
 
 Event_System& event_system() noexcept
 {
-    static Posix_Event_System system;
+    static Linux_Event_System system;
     return system;
 }
 

@@ -1,4 +1,4 @@
-#include <KRCommon/colors/Xml_Error.h>
+#include <KRCommon/xml/Xml_Error.h>
 
 #include <array>
 
