@@ -60,7 +60,7 @@ void log_line(ACE_Log_Msg& log, const KR_Log_Site& site, int error, const char* 
 
 void kr_assertion_failed(const char* expression, const char* file, int line)
 {
-    kr_log(KR_Log_Site{file, line, LM_EMERGENCY},
+    kr_log((KR_Log_Site{file, line, LM_EMERGENCY}),
            "%T T%04t*EMR Assertion failed for '%s' in %N:%l.\n", expression);
     kr_platform::end_process(1);
 }

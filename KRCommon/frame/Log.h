@@ -21,6 +21,7 @@
 /// priority mask is written under ACE's log lock; a masked line takes no lock.
 
 #include <KRCommon/KRCommon_Export.h>
+#include <KRCommon/frame/Log_Check.h>
 
 #include <ace/Log_Msg.h>
 
@@ -88,18 +89,11 @@ private:
 };
 
 template <typename T>
-constexpr bool is_log_text = std::is_convertible_v<const T&, std::string_view> ||
-                             std::is_convertible_v<const T&, const char*>;
-
-template <typename T>
-constexpr bool is_log_number = std::is_arithmetic_v<T> || std::is_enum_v<T>;
-
-template <typename T>
 using Log_Argument = std::conditional_t<is_log_text<T>, Log_Text, Log_Number<std::decay_t<T>>>;
 
-/// ACE cuts a line at 4,096 characters and its line feed with it. So the format and the numbers
-/// get the room that they can need at most, and the texts share what is left.
-template <std::size_t format_size, typename... Arguments>
+/// ACE cuts a line at 4,096 characters and its line feed with it. So the format, its widths and the
+/// numbers get the room that they can need at most, and the texts share what is left.
+template <std::size_t format_room, typename... Arguments>
 constexpr std::size_t room_per_text() noexcept
 {
     constexpr std::size_t for_stamp_and_error = 384; // %T, %t, %N, %l, the error text of %p
@@ -110,50 +104,74 @@ constexpr std::size_t room_per_text() noexcept
                                      (is_log_text<Arguments>                ? 0
                                       : std::is_floating_point_v<Arguments> ? for_float
                                                                             : for_integer));
-    static_assert(format_size + for_stamp_and_error + numbers + 64 * texts < ACE_MAXLOGMSGLEN,
+    static_assert(format_room + for_stamp_and_error + numbers + 64 * texts < ACE_MAXLOGMSGLEN,
                   "too much for one line");
-    return (ACE_MAXLOGMSGLEN - format_size - for_stamp_and_error - numbers) /
+    return (ACE_MAXLOGMSGLEN - format_room - for_stamp_and_error - numbers) /
            (texts > 0 ? texts : 1);
 }
 
-/// The steps of a log site behind the priority check: join the thread to the log file in use,
+/// The steps of a log site after the priority check: join the thread to the log stream,
 /// set the source location, log. `error` is what last_error_adapter() gave before.
 KRCOMMON_EXPORT void log_line(ACE_Log_Msg& log, const KR_Log_Site& site, int error,
                               const char* format, ...);
 
-} // namespace kr_internal
-
-/// Logs one line at the site's priority, or nothing when the priority mask stops it.
-///
-/// site       file, line and priority; the record's status is -1 from LM_ERROR upward, else 0
-/// format     a literal, in ACE's directives, ending in "\n". "%04t" is the thread's number
-///            with at least four digits on both systems. 64-bit integers are %q and %Q.
-/// arguments  numbers, enumerations and texts (const char*, std::string, std::string_view).
-///            Texts are bounded and escaped, see docs/log_format.md: whatever they hold, the
-///            line ends with the format's own line feed and holds no other.
-///
-/// The system's error number, taken first of all, is kept for "%p" and for log callbacks. errno
-/// is the same after the call. Never fails and never reports failure.
-///
-///     kr_log(KR_LOG_SITE(LM_INFO), "%T T%04t INF %s: %d frames\n", camera_name, frames);
-template <std::size_t format_size, typename... Arguments>
-void kr_log(const KR_Log_Site& site, const char (&format)[format_size],
-            const Arguments&... arguments)
+/// What kr_log() calls. `text` gives the format once more, for the compiler to read.
+template <typename Text, std::size_t size, typename... Arguments>
+void log_checked(Text text, const KR_Log_Site& site, const char (&format)[size],
+                 const Arguments&... arguments)
 {
-    static_assert(
-        ((kr_internal::is_log_text<Arguments> || kr_internal::is_log_number<Arguments>)&&...),
-        "a log argument is a number, an enumeration or a text");
+    static_assert(((is_log_text<Arguments> || is_log_number<Arguments>)&&...),
+                  "kr_log: an argument is a number, an enumeration or a text");
+    constexpr Format_Check check = check_format_for<Arguments...>(text());
+    require_good_format<check.fault, check.argument>();
+
     const int saved_errno = errno;
     const int error = saved_errno != 0 ? saved_errno : ACE_Log_Msg::last_error_adapter();
     ACE_Log_Msg* const log = ACE_Log_Msg::instance();
     if (log != nullptr && log->log_priority_enabled(site.priority)) {
         [[maybe_unused]] constexpr std::size_t room =
-            kr_internal::room_per_text<format_size, Arguments...>();
-        kr_internal::log_line(*log, site, error, format,
-                              kr_internal::Log_Argument<Arguments>(arguments, room).value()...);
+            room_per_text<size + check.padding, Arguments...>();
+        log_line(*log, site, error, format, Log_Argument<Arguments>(arguments, room).value()...);
     }
     errno = saved_errno;
 }
+
+} // namespace kr_internal
+
+#define KR_LOG_FIRST(first, ...) first
+
+/// kr_log(site, format, arguments...): logs one line at the site's priority, or nothing when the
+/// priority mask stops it.
+///
+/// site       a KR_Log_Site: file, line and priority; the record's status is -1 from LM_ERROR
+///            upward, else 0. One that is written out in braces wants parentheses around it
+/// format     a literal, in ACE's directives, ending in "\n". "%04t" is the thread's number
+///            with at least four digits on both systems
+/// arguments  numbers, enumerations and texts (const char*, std::string, std::string_view), each
+///            evaluated once. Texts are bounded and escaped, see docs/log_format.md: whatever they
+///            hold, the line ends with the format's own line feed and holds no other.
+///
+/// | directive              | argument                                                         |
+/// |------------------------|------------------------------------------------------------------|
+/// | %s %C                  | text; %p: text, followed by the text of the error number         |
+/// | %d %i %c, %u           | int, unsigned int, and under both all narrower ones and enumerations |
+/// | %x %X %o               | either of them                                                   |
+/// | %q, %Q                 | a signed, an unsigned integer of 64 bits                         |
+/// | %Ld %Li, %Lu %Lx %LX %Lo | long, unsigned long                                            |
+/// | %b, %B                 | ssize_t, size_t                                                  |
+/// | %e %E %f %F %g %G      | float, double; with L a long double                              |
+/// | %T %D %t %N %l %M %m %n %P %R %% | none                                                   |
+///
+/// Widths and precisions are numbers, not "*". The compiler checks directives and arguments
+/// against each other, and refuses what does not fit and every other directive. That needs the
+/// literal itself, so this is a macro; it is used like a function that returns nothing.
+///
+/// The system's error number, taken first of all, is kept for "%p" and for log callbacks. errno
+/// is the same after the call. Never fails and never reports failure.
+///
+///     kr_log(KR_LOG_SITE(LM_INFO), "%T T%04t INF %s: %d frames\n", camera_name, frames);
+#define kr_log(site, ...)                                                                          \
+    kr_internal::log_checked([] { return KR_LOG_FIRST(__VA_ARGS__, 0); }, (site), __VA_ARGS__)
 
 /// The place where it is written, as a KR_Log_Site of the given priority.
 #define KR_LOG_SITE(priority)                                                                      \

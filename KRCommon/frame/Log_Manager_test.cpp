@@ -389,7 +389,7 @@ TEST_F(Log_Manager, LevelsMaskExactlyThePrioritiesOfTheTable)
         unsigned long seen = 0;
         const Log_Capture capture;
         for (const ACE_Log_Priority priority : priorities)
-            kr_log(KR_Log_Site{"x.cpp", 1, priority}, "%T T%04t\n");
+            kr_log((KR_Log_Site{"x.cpp", 1, priority}), "%T T%04t\n");
         for (const Log_Capture::Line& line : capture.lines())
             seen |= static_cast<unsigned long>(line.priority);
         return seen;

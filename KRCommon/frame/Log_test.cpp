@@ -134,7 +134,7 @@ TEST_F(Log, MaskedLineLeavesNoSourceBehindForTheNextOne)
 {
     KR_LOG_MANAGER::instance()->set_debug_level(0);
     kr_log(error_site, "%T T%04t*ERR a\n");
-    kr_log(KR_Log_Site{"Other.cpp", 99, LM_EMERGENCY}, "%T T%04t*EMR b\n");
+    kr_log((KR_Log_Site{"Other.cpp", 99, LM_EMERGENCY}), "%T T%04t*EMR b\n");
     EXPECT_EQ("Other.cpp", capture_.lines().at(0).file);
     EXPECT_EQ(99, capture_.lines()[0].line);
 }

@@ -128,22 +128,21 @@ void KR_Mutex_Guard::acquire_slowly()
     kr_internal::Guard_World& world = kr_internal::guard_world();
     const std::int64_t start = world.steady_milliseconds();
     // The record is read while its owner may be changing it: by design, it is a report.
-    const auto report_holder = [&](const KR_Log_Site& site, const auto& format) {
-        kr_log(site, format, acquisitions_, name_, seconds_since(start), file_, line_,
-               lock_.depth(), lock_.owner(), clock_text(lock_.first_lock_time_),
+    const auto report_holder = [&](const KR_Log_Site& site, const char* tag, const char* event) {
+        kr_log(site,
+               "%T T%04t*%s KR_GUARD:[%d] %s - Lock acquire %s (%d seconds passed) at "
+               "%s:%d (locked %d time(s) by T%d first on %s at %s:%d).\n",
+               tag, acquisitions_, name_, event, seconds_since(start), file_, line_, lock_.depth(),
+               static_cast<int>(lock_.owner()), clock_text(lock_.first_lock_time_),
                lock_.first_locker_file(), lock_.first_locker_line());
     };
     int error = attempt(seconds_until_report);
     const bool is_delayed = error == ETIME;
     if (is_delayed) {
-        report_holder(delay_site,
-                      "%T T%04t*ERR KR_GUARD:[%d] %s - Lock acquire delay (%d seconds passed) at "
-                      "%s:%d (locked %d time(s) by T%d first on %s at %s:%d).\n");
+        report_holder(delay_site, "ERR", "delay");
         error = attempt(seconds_until_end);
         if (error == ETIME) {
-            report_holder(failed_site,
-                          "%T T%04t*EMR KR_GUARD:[%d] %s - Lock acquire failed (%d seconds passed) "
-                          "at %s:%d (locked %d time(s) by T%d first on %s at %s:%d).\n");
+            report_holder(failed_site, "EMR", "failed");
             world.end_process(1);
             return;
         }

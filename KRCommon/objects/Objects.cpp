@@ -304,33 +304,41 @@ unsigned low_32_bits(const unsigned char* address)
     return static_cast<unsigned>(reinterpret_cast<std::uintptr_t>(address));
 }
 
+// The lines print their counts with "%d".
+int shown(unsigned number)
+{
+    return static_cast<int>(number);
+}
+
 void log_instance_overrun(const KR_ObjectBase& object, const Stop& stop)
 {
     const unsigned base = low_32_bits(stop.list);
-    const auto instances = static_cast<unsigned>(object.Instances.size());
-    kr_log(KR_Log_Site{"Objects.cpp", __LINE__, LM_ERROR},
+    const auto instances = static_cast<int>(object.Instances.size());
+    const int instance = shown(stop.instance);
+    kr_log((KR_Log_Site{"Objects.cpp", __LINE__, LM_ERROR}),
            "%T T%04t*ERR KR_ObjectBase::serialize_instances - going to overrun buffer for object "
            "id %Q while trying to add InstanceForDB, current buffer position (%x), buffer base "
            "address (%x), instance size to add (%d), used size (%d) from (%d), instance (%d) of "
            "(%d), trimming instances to (%d) from (%d)\n",
-           object.ObjectId, base + stop.position, base, instance_size, stop.position, stop.limit,
-           stop.instance, instances, stop.instance, instances);
+           object.ObjectId, base + stop.position, base, shown(instance_size), shown(stop.position),
+           shown(stop.limit), instance, instances, instance, instances);
 }
 
 void log_color_overrun(const KR_ObjectBase& object, const Stop& stop)
 {
     const unsigned base = low_32_bits(stop.list);
-    const auto instances = static_cast<unsigned>(object.Instances.size());
-    const auto colors = static_cast<unsigned>(object.Instances[stop.instance].Colors.size());
+    const auto instances = static_cast<int>(object.Instances.size());
+    const int instance = shown(stop.instance);
+    const auto colors = static_cast<int>(object.Instances[stop.instance].Colors.size());
     const unsigned fitting = (stop.limit - stop.position - instance_size) / color_size;
     const unsigned used = stop.position + instance_size + fitting * color_size;
-    kr_log(KR_Log_Site{"Objects.cpp", __LINE__, LM_ERROR},
+    kr_log((KR_Log_Site{"Objects.cpp", __LINE__, LM_ERROR}),
            "%T T%04t*ERR KR_ObjectBase::serialize_instances - going to overrun buffer for object "
            "id %Q while trying to add Color, current buffer position (%x), buffer base address "
            "(%x), instance size to add (%d), used size (%d) from (%d), instance (%d) of (%d), "
            "color (%d) from (%d), trimming instances to (%d) from (%d)\n",
-           object.ObjectId, base + used, base, color_size, used, stop.limit, stop.instance,
-           instances, fitting, colors, stop.instance, instances);
+           object.ObjectId, base + used, base, shown(color_size), shown(used), shown(stop.limit),
+           instance, instances, shown(fitting), colors, instance, instances);
 }
 
 void log_overrun(const KR_ObjectBase& object, const Stop& stop)

@@ -53,7 +53,7 @@ void get_net_address_info(const ACE_INET_Addr& addr, std::string& ip, std::strin
     if (performReverseDns)
         host = kr_internal::first_label(text_of<256>(addr, by_name), text);
     port = addr.get_port_number();
-    kr_log(KR_Log_Site{"Utils.cpp", __LINE__, LM_INFO},
+    kr_log((KR_Log_Site{"Utils.cpp", __LINE__, LM_INFO}),
            "%T T%04t INF get_net_address_info - ip = %s, host = %s, port = %d, "
            "performReverseDns = %d\n",
            ip, host, port, performReverseDns ? 1 : 0);
