@@ -89,8 +89,6 @@ public:
     void Reset();
 
 private:
-    friend struct ProfileHelper_Access; // lets a test hold the mutex and see the figures
-
     struct Record {
         std::uint32_t count = 0;
         std::uint32_t total = 0; // milliseconds, as the next two

@@ -5,6 +5,7 @@
 #include <KRCommon/platform/Platform.h>
 #include <tests/support/Log_Capture.h>
 #include <tests/support/Log_Text_Matching.h>
+#include <tests/support/Private_Member.h>
 #include <tests/support/Temp_Folder.h>
 
 #include <ace/OS_NS_sys_time.h>
@@ -23,17 +24,14 @@
 #include <type_traits>
 #include <vector>
 
-struct ProfileHelper_Access {
-    static KR_Mutex_Ex<ACE_Process_Mutex>& mutex(ProfileHelper& helper) { return helper.mutex_; }
-    static std::uint32_t lowest(const ProfileHelper& helper, const std::string& tag)
-    {
-        return helper.statistics_.at(tag).lowest;
-    }
-    static void set_count(ProfileHelper& helper, const std::string& tag, std::uint32_t count)
-    {
-        helper.statistics_[tag].count = count;
-    }
+struct Statistics {
+    friend auto private_member(Statistics);
 };
+struct Statistics_Mutex {
+    friend auto private_member(Statistics_Mutex);
+};
+template struct Private_Member<Statistics, &ProfileHelper::statistics_>;
+template struct Private_Member<Statistics_Mutex, &ProfileHelper::mutex_>;
 
 namespace {
 
@@ -244,7 +242,7 @@ TEST_F(Profile_Helper, QuirkTotalsAre32BitsAndWrap)
 TEST_F(Profile_Helper, QuirkCountsAre32BitsAndWrap)
 {
     helper_.AddSample("a", 3);
-    ProfileHelper_Access::set_count(helper_, "a", 4'294'967'295u);
+    (helper_.*private_member(Statistics()))["a"].count = 4'294'967'295u;
     helper_.AddSample("a", 3);
     helper_.AddSample("a", 3);
     expect_report_of_one(" INF PROF: a - totalMs: 9, count: 1, averageMs: 9.000000, highMs: 3\n",
@@ -256,7 +254,7 @@ TEST_F(Profile_Helper, QuirkLowestStaysZeroAndIsNotReported)
     helper_.AddSample("a", 7);
     helper_.AddSample("a", 5);
     helper_.AddSample("a", 9);
-    EXPECT_EQ(0u, ProfileHelper_Access::lowest(helper_, "a"));
+    EXPECT_EQ(0u, (helper_.*private_member(Statistics())).at("a").lowest);
     expect_report_of_one(" INF PROF: a - totalMs: 21, count: 3, averageMs: 7.000000, highMs: 9\n",
                          "a,1394020800000,21,3,7,9\n");
 }
@@ -633,7 +631,7 @@ TEST_F(Profile_Helper, AStallIsReportedWithTheLineOfTheWaitingOperation)
         kr_internal::set_guard_world(&world);
         std::string text;
         std::optional<KR_Mutex_Guard> guard;
-        guard.emplace(ProfileHelper_Access::mutex(helper_), "held", "Test.cpp", 5);
+        guard.emplace(helper_.*private_member(Statistics_Mutex()), "held", "Test.cpp", 5);
         std::thread waiting([&] {
             const Log_Capture capture;
             row.operation(helper_);

@@ -21,10 +21,6 @@
 #include <cstdint>
 #include <string>
 
-namespace kr_internal {
-struct SHA1_Test_Access;
-} // namespace kr_internal
-
 class KRCOMMON_EXPORT cSHA1 {
 public:
     cSHA1() noexcept { reset(); }
@@ -63,8 +59,6 @@ public:
     bool computeHash(std::string& digest);
 
 private:
-    friend struct kr_internal::SHA1_Test_Access;
-
     void input(const char* data, unsigned length) noexcept;
     void feed(const unsigned char* data, std::size_t length) noexcept;
     bool add_to_length(std::uint64_t bytes) noexcept; // false: the message is too long

@@ -1,5 +1,7 @@
 #include <KRCommon/util/SHA1.h>
 
+#include <tests/support/Private_Member.h>
+
 #include <gtest/gtest.h>
 
 #include <array>
@@ -8,22 +10,24 @@
 #include <string>
 #include <vector>
 
-namespace kr_internal {
-
-struct SHA1_Test_Access {
-    static void set_length(cSHA1& hash, std::uint64_t bits)
-    {
-        hash.length_low_ = static_cast<std::uint32_t>(bits);
-        hash.length_high_ = static_cast<std::uint32_t>(bits >> 32);
-    }
+struct Length_Low {
+    friend auto private_member(Length_Low);
 };
-
-} // namespace kr_internal
+struct Length_High {
+    friend auto private_member(Length_High);
+};
+template struct Private_Member<Length_Low, &cSHA1::length_low_>;
+template struct Private_Member<Length_High, &cSHA1::length_high_>;
 
 namespace {
 
 using namespace std::string_literals;
-using kr_internal::SHA1_Test_Access;
+
+void set_length(cSHA1& hash, std::uint64_t bits)
+{
+    hash.*private_member(Length_Low()) = static_cast<std::uint32_t>(bits);
+    hash.*private_member(Length_High()) = static_cast<std::uint32_t>(bits >> 32);
+}
 
 using Words = std::array<unsigned, 5>;
 
@@ -408,7 +412,7 @@ TEST(SHA1, BothWordsOfTheLengthEndTheMessage)
          {std::uint64_t{0xFFFFFFE8}, std::uint64_t{0xFFFFFFF0}, std::uint64_t{0x12345678FFFFFFF8},
           std::uint64_t{0xFEDCBA9876543210}, std::uint64_t{0xFFFFFFFFFFFFFFE0}}) {
         cSHA1 hash;
-        SHA1_Test_Access::set_length(hash, before);
+        set_length(hash, before);
         hash << "abc";
         EXPECT_EQ(model_digest("abc", before + 24), digest_of(hash)) << before;
     }
@@ -418,7 +422,7 @@ TEST(SHA1, AMessageThatIsTooLongRefusesUntilReset)
 {
     constexpr std::uint64_t longest = 0xFFFFFFFFFFFFFFF8;
     cSHA1 hash;
-    SHA1_Test_Access::set_length(hash, longest - 8);
+    set_length(hash, longest - 8);
     hash << "a";
     cSHA1 just_fits(hash);
     EXPECT_EQ(model_digest("a", longest), digest_of(just_fits));
@@ -428,7 +432,7 @@ TEST(SHA1, AMessageThatIsTooLongRefusesUntilReset)
     expect_refused(hash);
 
     hash.reset();
-    SHA1_Test_Access::set_length(hash, longest - 8 * 99);
+    set_length(hash, longest - 8 * 99);
     feed(hash, varied(100));
     expect_refused(hash);
 
