@@ -7,7 +7,6 @@
 
 #include <algorithm>
 #include <array>
-#include <atomic>
 #include <cstdint>
 #include <string_view>
 #include <utility>
@@ -18,14 +17,6 @@ using kr_platform::Event_System;
 using kr_platform::last_error;
 using kr_platform::Registry_Key;
 
-std::atomic<Event_System*> replaced_system{nullptr};
-
-Event_System& system_in_use() noexcept
-{
-    Event_System* const replaced = replaced_system;
-    return replaced != nullptr ? *replaced : kr_platform::event_system();
-}
-
 constexpr std::array reported_names = {"AsIpAddress",   "AsHostAddress", "ServiceName",
                                        "IsPrimaryLbs",  "DBInstance",    "IsPrimaryDB",
                                        "DBCurrentSize", "DBLimitSize",   "DaysBeforeExpiry",
@@ -35,18 +26,11 @@ constexpr std::array reported_names = {"AsIpAddress",   "AsHostAddress", "Servic
 
 } // namespace
 
-namespace kr_internal {
-
-void set_event_system(Event_System* system) noexcept
-{
-    replaced_system = system;
-}
-
-} // namespace kr_internal
+kr_internal::Seam<Event_System> kr_internal::event_system;
 
 KR_Event_Log::KR_Event_Log(const std::string& log_name, bool exclusive)
     : log_name_(log_name), reported_names_(reported_names.begin(), reported_names.end()),
-      exclusive_(exclusive), system_(system_in_use())
+      exclusive_(exclusive), system_(kr_internal::event_system.in_use(kr_platform::event_system()))
 {
 }
 

@@ -31,8 +31,8 @@ const std::string message_file = "\\..\\common\\eventMessages.dll;";
 // Keeps every call as a line of text, and fails where the test says so. Handles are numbers.
 class Fake_System : public kr_platform::Event_System {
 public:
-    Fake_System() { kr_internal::set_event_system(this); }
-    ~Fake_System() { kr_internal::set_event_system(nullptr); }
+    Fake_System() { kr_internal::event_system.replace(this); }
+    ~Fake_System() { kr_internal::event_system.replace(nullptr); }
     Fake_System(const Fake_System&) = delete;
     Fake_System& operator=(const Fake_System&) = delete;
 

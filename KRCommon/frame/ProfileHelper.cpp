@@ -8,25 +8,20 @@
 #include <fstream>
 #include <locale>
 
+kr_internal::Seam<std::uint64_t()> kr_internal::profile_clock;
+
 namespace {
 
-std::atomic<kr_internal::Profile_Clock> replaced_clock{nullptr};
+std::uint64_t system_time()
+{
+    return ACE_OS::gettimeofday().get_msec();
+}
 
 // Milliseconds since 1970-01-01 UTC.
 std::uint64_t present_time()
 {
-    const kr_internal::Profile_Clock replaced = replaced_clock;
-    return replaced != nullptr ? replaced() : ACE_OS::gettimeofday().get_msec();
+    return kr_internal::profile_clock.in_use(system_time)();
 }
-
-} // namespace
-
-void kr_internal::set_profile_clock(Profile_Clock clock) noexcept
-{
-    replaced_clock = clock;
-}
-
-namespace {
 
 constexpr const char* source_file = "ProfileHelper.cpp";
 constexpr int add_sample_line = 24;

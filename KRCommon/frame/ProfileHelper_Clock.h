@@ -3,15 +3,13 @@
 /// \file
 /// The clock that profiling reads, so that a test can move time instead of waiting.
 
+#include <KRCommon/frame/Seam.h>
+
 #include <cstdint>
 
 namespace kr_internal {
 
 /// Tells milliseconds since 1970-01-01 UTC.
-using Profile_Clock = std::uint64_t (*)();
-
-/// Puts a clock in the place of the system's, null: the system's again. For tests. From any thread;
-/// the clock may then be called by any thread that profiles.
-void set_profile_clock(Profile_Clock clock) noexcept;
+extern Seam<std::uint64_t()> profile_clock;
 
 } // namespace kr_internal

@@ -54,9 +54,9 @@ struct Fake_Clock {
     Fake_Clock()
     {
         fake_now = start_time;
-        kr_internal::set_profile_clock([] { return fake_now.load(); });
+        kr_internal::profile_clock.replace([] { return fake_now.load(); });
     }
-    ~Fake_Clock() { kr_internal::set_profile_clock(nullptr); }
+    ~Fake_Clock() { kr_internal::profile_clock.replace(nullptr); }
     Fake_Clock(const Fake_Clock&) = delete;
     Fake_Clock& operator=(const Fake_Clock&) = delete;
 };
@@ -530,7 +530,7 @@ TEST_F(Profile_Helper, ALogCallbackMayComeBack)
 
 TEST_F(Profile_Helper, SystemClockIsTheDefault)
 {
-    kr_internal::set_profile_clock(nullptr);
+    kr_internal::profile_clock.replace(nullptr);
     const auto now = [] { return ACE_OS::gettimeofday().get_msec(); };
     const std::uint64_t before = now();
     ProfileHelper helper(0, folder_.path("real"));
@@ -577,7 +577,7 @@ TEST_F(Profile_Helper, EightThreadsAddWhileAnotherReports)
 
 TEST_F(Profile_Helper, ThreadsThatBeginTheIntervalTogetherReportNothing)
 {
-    kr_internal::set_profile_clock([] { return ++fake_now; });
+    kr_internal::profile_clock.replace([] { return ++fake_now; });
     for (int round = 0; round < 20; ++round) {
         ProfileHelper helper(1'000'000'000, folder_.path("camera"));
         const std::string path = folder_.path("camera_" + std::to_string(fake_now) + ".csv");
