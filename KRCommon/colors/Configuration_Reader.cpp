@@ -1,5 +1,6 @@
 #include <KRCommon/colors/Configuration_Reader.h>
 
+#include <KRCommon/platform/Regular_File.h>
 #include <KRCommon/xml/Xml_Parser.h>
 
 #include <algorithm>
@@ -7,9 +8,7 @@
 #include <charconv>
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
 #include <limits>
-#include <memory>
 #include <system_error>
 
 namespace kr_internal {
@@ -295,26 +294,21 @@ private:
     Xml_Error error_;
 };
 
-struct File_Closer {
-    void operator()(std::FILE* file) const noexcept { std::fclose(file); }
-};
-
-// The file's bytes. One byte more than is allowed is enough to tell that it is too long.
-Xml_Error load_file(const std::string& path, std::string& bytes)
+// The file's bytes, up to the block with which they are more than allowed.
+bool load_file(const std::string& path, std::string& bytes)
 {
-    const std::unique_ptr<std::FILE, File_Closer> file(std::fopen(path.c_str(), "rb"));
-    if (!file)
-        return {Xml_Code::cannot_open_file, 0, {}, {}};
-    char block[16'384];
-    std::size_t count = 0;
-    while (bytes.size() <= max_configuration_size &&
-           (count = std::fread(block, 1, sizeof block, file.get())) > 0)
-        bytes.append(block, count);
-    if (std::ferror(file.get()) != 0)
-        return {Xml_Code::cannot_open_file, 0, {}, {}};
-    if (bytes.size() > max_configuration_size)
-        return {Xml_Code::too_long, 0, {}, {}};
-    return {};
+    constexpr std::size_t block_size = 16'384;
+    const kr_platform::Regular_File file(path);
+    for (;;) {
+        const std::size_t size = bytes.size();
+        bytes.resize(size + block_size);
+        const auto count = file.read_at(size, bytes.data() + size, block_size);
+        bytes.resize(size + count.value_or(0));
+        if (!count)
+            return false;
+        if (*count < block_size || bytes.size() > max_configuration_size)
+            return true;
+    }
 }
 
 } // namespace
@@ -327,8 +321,10 @@ Xml_Error read_configuration(std::string_view document, KRCMN::XML_configuration
 Xml_Error read_configuration_file(const std::string& path, KRCMN::XML_configuration& configuration)
 {
     std::string bytes;
-    if (Xml_Error error = load_file(path, bytes))
-        return error;
+    if (!load_file(path, bytes))
+        return {Xml_Code::cannot_open_file, 0, {}, {}};
+    if (bytes.size() > max_configuration_size)
+        return {Xml_Code::too_long, 0, {}, {}};
     return read_configuration(bytes, configuration);
 }
 

@@ -28,7 +28,7 @@ constexpr std::size_t max_configuration_size = 16'777'216; ///< bytes of the fil
                                            KRCMN::XML_configuration& configuration);
 
 /// The same with a file. A missing, unreadable or overlong file is an error at line 0 without a
-/// name. The path is in the system's own narrow encoding (platform/Platform.h).
+/// name, and so is what is no regular file (platform/Regular_File.h). The path is in the system's own narrow encoding (platform/Platform.h).
 [[nodiscard]] Xml_Error read_configuration_file(const std::string& path,
                                                 KRCMN::XML_configuration& configuration);
 

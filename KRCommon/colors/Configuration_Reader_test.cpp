@@ -2,6 +2,7 @@
 
 #include <KRCommon/colors/Color_Table.h>
 #include <KRCommon/colors/Colors.h>
+#include <KRCommon/platform/Platform_testing.h>
 #include <tests/support/Temp_Folder.h>
 
 #include <gtest/gtest.h>
@@ -920,6 +921,28 @@ TEST(ConfigurationReaderFile, ThatIsAFolderCannotBeOpened)
     XML_configuration configuration;
     EXPECT_EQ("line:0-''-Unable to open file",
               text_of(read_configuration_file(folder.path(), configuration)));
+}
+
+// A pipe that nobody writes to would be waited for without an end.
+TEST(ConfigurationReaderFile, ThatIsAPipeADeviceOrASocketCannotBeOpened)
+{
+    const Temp_Folder folder;
+    const kr_platform_testing::Irregular_Files irregular(folder.path());
+    XML_configuration configuration;
+    for (const std::string& path : irregular.paths())
+        EXPECT_EQ("line:0-''-Unable to open file",
+                  text_of(read_configuration_file(path, configuration)))
+            << path;
+}
+
+TEST(ConfigurationReaderFile, ThatCannotBeReadCannotBeOpened)
+{
+    const std::string path = kr_platform_testing::unreadable_file();
+    if (path.empty())
+        GTEST_SKIP() << "no file here opens and cannot be read";
+    XML_configuration configuration;
+    EXPECT_EQ("line:0-''-Unable to open file",
+              text_of(read_configuration_file(path, configuration)));
 }
 
 TEST(ConfigurationReaderFile, ThatIsEmptyEndsTooEarly)

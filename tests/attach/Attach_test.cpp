@@ -1,6 +1,7 @@
 // What a process sees when it loads the library: from folders with and without a configuration
 // file, through a child process that loads a copy of the library itself.
 
+#include <KRCommon/platform/Platform_testing.h>
 #include <tests/support/Child_Process.h>
 #include <tests/support/Log_Text_Matching.h>
 
@@ -98,6 +99,17 @@ TEST(Attach, AFolderInPlaceOfTheFileGivesOneLine)
     const Temp_Folder folder;
     const std::string library = put_library(folder.path("bin"));
     std::filesystem::create_directory(folder.path("bin") + "/KRCommon.xml");
+    EXPECT_EQ(emergency(folder.path("bin"), "line:0-''-Unable to open file"),
+              line_at_load(run_child("loader", {library})));
+}
+
+// Nobody writes to the pipe: a reader that waits would keep the process from starting.
+TEST(Attach, APipeInPlaceOfTheFileGivesOneLine)
+{
+    const Temp_Folder folder;
+    const std::string library = put_library(folder.path("bin"));
+    if (!kr_platform_testing::make_pipe(folder.path("bin") + "/KRCommon.xml"))
+        GTEST_SKIP() << "folders of this system hold no pipes";
     EXPECT_EQ(emergency(folder.path("bin"), "line:0-''-Unable to open file"),
               line_at_load(run_child("loader", {library})));
 }
