@@ -66,11 +66,10 @@ std::string unreadable_file()
 }
 
 Irregular_Files::Irregular_Files(const std::string& folder)
-    : paths_{"NUL", folder + "\\NUL", "CON", "\\\\.\\C:",
-             "\\\\.\\pipe\\krcommon-" + std::to_string(GetCurrentProcessId())},
-      open_(reinterpret_cast<std::intptr_t>(
-          CreateNamedPipeA(paths_.back().c_str(), PIPE_ACCESS_DUPLEX, PIPE_TYPE_BYTE, 1, 4096, 4096,
-                           0, nullptr)))
+    : paths_{"NUL", folder + "\\NUL", "CON",
+             "\\\\.\\C:", "\\\\.\\pipe\\krcommon-" + std::to_string(GetCurrentProcessId())},
+      open_(reinterpret_cast<std::intptr_t>(CreateNamedPipeA(
+          paths_.back().c_str(), PIPE_ACCESS_DUPLEX, PIPE_TYPE_BYTE, 1, 4096, 4096, 0, nullptr)))
 {
     if (reinterpret_cast<HANDLE>(open_) == INVALID_HANDLE_VALUE)
         throw std::runtime_error("cannot make the pipe " + paths_.back());
