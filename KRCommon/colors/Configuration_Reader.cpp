@@ -247,6 +247,8 @@ private:
             return fail(Xml_Code::too_many_elements, name);
         if (open_ < element_kinds && counts_[open_] == 0 && is_known(name))
             return fail(Xml_Code::mandatory_element_missing, element_names[open_]);
+        if (open_ == element_kinds && name == element_names[preset_element]) // it lacks its "/"
+            return fail_at(parser_.parent_line(), Xml_Code::unknown_element, name);
         return fail(Xml_Code::unknown_element, name);
     }
 
@@ -277,13 +279,19 @@ private:
 
     void check_text()
     {
-        if (!trimmed(parser_.text()).empty())
-            fail(Xml_Code::unreadable_element, element_names[open_ - 1]);
+        const std::string_view text = parser_.text();
+        const auto offending = std::find_if_not(text.begin(), text.end(), is_blank);
+        if (offending == text.end())
+            return;
+        const auto offset = static_cast<std::size_t>(offending - text.begin());
+        fail_at(parser_.text_line(offset), Xml_Code::unreadable_element, element_names[open_ - 1]);
     }
 
-    bool fail(Xml_Code code, std::string_view name)
+    bool fail(Xml_Code code, std::string_view name) { return fail_at(parser_.line(), code, name); }
+
+    bool fail_at(std::size_t line, Xml_Code code, std::string_view name)
     {
-        error_ = {code, parser_.line(), std::string(name), {}};
+        error_ = {code, line, std::string(name), {}};
         return false;
     }
 

@@ -62,7 +62,8 @@ bool make_pipe(const std::string&)
 
 std::string unreadable_file()
 {
-    return {};
+    const std::string path = "Z:\\proc\\self\\mem"; // under Wine, on Linux
+    return GetFileAttributesA(path.c_str()) == INVALID_FILE_ATTRIBUTES ? std::string() : path;
 }
 
 Irregular_Files::Irregular_Files(const std::string& folder)
