@@ -52,6 +52,10 @@ private:
 void* load_library(const std::string& path);
 bool unload_library(void* library);
 
+/// A function that the library exports, by its name in the file. A null pointer: it does not, or the
+/// library is a null pointer.
+void (*find_function(void* library, const std::string& name))();
+
 /// True where a library is told of each thread that starts.
 bool are_thread_starts_reported();
 

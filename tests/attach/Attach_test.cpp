@@ -5,15 +5,12 @@
 #include <tests/support/Child_Process.h>
 #include <tests/support/Log_Text_Matching.h>
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <filesystem>
 #include <string>
 
 namespace {
-
-using testing::HasSubstr;
 
 // KR_LIBRARY_NAME is the library's file name.
 std::string put_library(const std::string& folder, const std::string& name = KR_LIBRARY_NAME)
@@ -77,10 +74,8 @@ TEST(Attach, AMalformedFileGivesOneLineAndLoads)
     const Temp_Folder folder;
     const std::string library = put_library(folder.path("bin"));
     put_configuration(folder.path("bin"), "<configuration>\n<colors>\n</configuration>\n");
-    const std::string line = line_at_load(run_child("loader", {library}));
-    EXPECT_THAT(line, testing::StartsWith("*EMR Failed to read '" + folder.path("bin")));
-    EXPECT_EQ(1, std::count(line.begin(), line.end(), '\n'));
-    EXPECT_THAT(line, HasSubstr("' file: line:3-'"));
+    EXPECT_EQ(emergency(folder.path("bin"), "line:2-'colors'-Bad end of element"),
+              line_at_load(run_child("loader", {library})));
 }
 
 TEST(Attach, ABadColourIsNamedWithItsLine)
@@ -148,6 +143,31 @@ TEST(Attach, PathsNearTheLimitOfTheNameAreFound)
         put_configuration(bin, good_configuration);
         EXPECT_EQ("", line_at_load(run_child("loader", {library}))) << length;
     }
+}
+
+// What a host is told that asks the library itself.
+std::string status_at_load(const std::string& library)
+{
+    const Child_Result child = run_child("loader", {library, "status"});
+    EXPECT_EQ(0, child.exit_code);
+    const std::string::size_type begin = child.output.rfind("*EMR Failed to read ");
+    if (begin == std::string::npos)
+        return child.output;
+    return child.output.substr(child.output.find('\n', begin) + 1);
+}
+
+TEST(Attach, AHostCanAskWhatBecameOfTheFile)
+{
+    const Temp_Folder folder;
+    const std::string bin = folder.path("bin");
+    const std::string library = put_library(bin);
+    const std::string path = bin + kr_platform::path_separator() + "KRCommon.xml";
+    EXPECT_EQ("not read\n" + path + "\nline:0-''-Unable to open file\n", status_at_load(library));
+    put_configuration(bin, "<configuration>\n<colors color='red'/></configuration>\n");
+    EXPECT_EQ("not read\n" + path + "\nline:2-'color'-Unexpected attribute\n",
+              status_at_load(library));
+    put_configuration(bin, good_configuration);
+    EXPECT_EQ("read\n" + path + "\n\n", status_at_load(library));
 }
 
 TEST(Attach, AThousandLoadsAndUnloadsLeaveNoHandleOpen)

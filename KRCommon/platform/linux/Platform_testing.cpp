@@ -86,6 +86,12 @@ bool unload_library(void* library)
     return dlclose(library) == 0;
 }
 
+void (*find_function(void* library, const std::string& name))()
+{
+    void* const function = library == nullptr ? nullptr : dlsym(library, name.c_str());
+    return reinterpret_cast<void (*)()>(function);
+}
+
 void run_on_system_thread(const std::function<void()>& function)
 {
     const auto run = [](void* argument) -> void* {

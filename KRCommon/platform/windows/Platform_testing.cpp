@@ -91,6 +91,13 @@ bool unload_library(void* library)
     return FreeLibrary(static_cast<HMODULE>(library)) != 0;
 }
 
+void (*find_function(void* library, const std::string& name))()
+{
+    const auto function =
+        library == nullptr ? nullptr : GetProcAddress(static_cast<HMODULE>(library), name.c_str());
+    return reinterpret_cast<void (*)()>(function);
+}
+
 namespace {
 
 DWORD WINAPI run_function(void* argument)
