@@ -16,8 +16,8 @@ endif()
 
 # The public headers, module by module; internals, tests and platform/ stay behind.
 install(FILES KRCommon_Export.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/KRCommon)
-install(FILES frame/Component_Base.h frame/Log.h frame/Log_Check.h frame/Log_Manager.h frame/Mutex.h frame/ProfileHelper.h
-              frame/SEH.h
+install(FILES frame/Component_Base.h frame/Configuration_Status.h frame/Log.h frame/Log_Check.h frame/Log_Manager.h
+              frame/Mutex.h frame/ProfileHelper.h frame/SEH.h
         DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/KRCommon/frame)
 install(FILES colors/Colors.h colors/Configuration.h
         DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/KRCommon/colors)

@@ -3,6 +3,7 @@
 #include <KRCommon/colors/Colors.h>
 #include <KRCommon/eventlog/Event_Log.h>
 #include <KRCommon/frame/Component_Base.h>
+#include <KRCommon/frame/Configuration_Status.h>
 #include <KRCommon/frame/Log.h>
 #include <KRCommon/frame/Log_Manager.h>
 #include <KRCommon/frame/Mutex.h>
@@ -22,6 +23,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <functional>
 #include <set>
 #include <string>
@@ -62,6 +64,16 @@ TEST(Surface, AHostLogsThroughTheLibrary)
     EXPECT_THAT(text, testing::Not(testing::HasSubstr("masked")));
     logs->open(nullptr, folder.path("missing/too").c_str(), "host"); // lets go of the file
     logs->close();
+}
+
+TEST(Surface, AHostAsksWhatBecameOfTheConfiguration)
+{
+    const KR_Configuration_Status& configuration = kr_configuration_status();
+    EXPECT_TRUE(configuration.is_read);
+    EXPECT_EQ("KRCommon.xml", std::filesystem::path(configuration.path).filename());
+    EXPECT_TRUE(std::filesystem::exists(configuration.path)) << configuration.path;
+    EXPECT_EQ("", configuration.error);
+    EXPECT_EQ(&configuration, &kr_configuration_status());
 }
 
 TEST(Surface, AHostDerivesFromTheManager)

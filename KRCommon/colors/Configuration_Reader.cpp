@@ -1,5 +1,6 @@
 #include <KRCommon/colors/Configuration_Reader.h>
 
+#include <KRCommon/platform/Regular_File.h>
 #include <KRCommon/xml/Xml_Parser.h>
 
 #include <algorithm>
@@ -7,9 +8,7 @@
 #include <charconv>
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
 #include <limits>
-#include <memory>
 #include <system_error>
 
 namespace kr_internal {
@@ -248,6 +247,8 @@ private:
             return fail(Xml_Code::too_many_elements, name);
         if (open_ < element_kinds && counts_[open_] == 0 && is_known(name))
             return fail(Xml_Code::mandatory_element_missing, element_names[open_]);
+        if (open_ == element_kinds && name == element_names[preset_element]) // it lacks its "/"
+            return fail_at(parser_.parent_line(), Xml_Code::unknown_element, name);
         return fail(Xml_Code::unknown_element, name);
     }
 
@@ -278,13 +279,19 @@ private:
 
     void check_text()
     {
-        if (!trimmed(parser_.text()).empty())
-            fail(Xml_Code::unreadable_element, element_names[open_ - 1]);
+        const std::string_view text = parser_.text();
+        const auto offending = std::find_if_not(text.begin(), text.end(), is_blank);
+        if (offending == text.end())
+            return;
+        const auto offset = static_cast<std::size_t>(offending - text.begin());
+        fail_at(parser_.text_line(offset), Xml_Code::unreadable_element, element_names[open_ - 1]);
     }
 
-    bool fail(Xml_Code code, std::string_view name)
+    bool fail(Xml_Code code, std::string_view name) { return fail_at(parser_.line(), code, name); }
+
+    bool fail_at(std::size_t line, Xml_Code code, std::string_view name)
     {
-        error_ = {code, parser_.line(), std::string(name), {}};
+        error_ = {code, line, std::string(name), {}};
         return false;
     }
 
@@ -295,26 +302,21 @@ private:
     Xml_Error error_;
 };
 
-struct File_Closer {
-    void operator()(std::FILE* file) const noexcept { std::fclose(file); }
-};
-
-// The file's bytes. One byte more than is allowed is enough to tell that it is too long.
-Xml_Error load_file(const std::string& path, std::string& bytes)
+// The file's bytes, up to the block with which they are more than allowed.
+bool load_file(const std::string& path, std::string& bytes)
 {
-    const std::unique_ptr<std::FILE, File_Closer> file(std::fopen(path.c_str(), "rb"));
-    if (!file)
-        return {Xml_Code::cannot_open_file, 0, {}, {}};
-    char block[16'384];
-    std::size_t count = 0;
-    while (bytes.size() <= max_configuration_size &&
-           (count = std::fread(block, 1, sizeof block, file.get())) > 0)
-        bytes.append(block, count);
-    if (std::ferror(file.get()) != 0)
-        return {Xml_Code::cannot_open_file, 0, {}, {}};
-    if (bytes.size() > max_configuration_size)
-        return {Xml_Code::too_long, 0, {}, {}};
-    return {};
+    constexpr std::size_t block_size = 16'384;
+    const kr_platform::Regular_File file(path);
+    for (;;) {
+        const std::size_t size = bytes.size();
+        bytes.resize(size + block_size);
+        const auto count = file.read_at(size, bytes.data() + size, block_size);
+        bytes.resize(size + count.value_or(0));
+        if (!count)
+            return false;
+        if (*count < block_size || bytes.size() > max_configuration_size)
+            return true;
+    }
 }
 
 } // namespace
@@ -327,8 +329,10 @@ Xml_Error read_configuration(std::string_view document, KRCMN::XML_configuration
 Xml_Error read_configuration_file(const std::string& path, KRCMN::XML_configuration& configuration)
 {
     std::string bytes;
-    if (Xml_Error error = load_file(path, bytes))
-        return error;
+    if (!load_file(path, bytes))
+        return {Xml_Code::cannot_open_file, 0, {}, {}};
+    if (bytes.size() > max_configuration_size)
+        return {Xml_Code::too_long, 0, {}, {}};
     return read_configuration(bytes, configuration);
 }
 

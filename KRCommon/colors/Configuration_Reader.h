@@ -22,13 +22,15 @@ constexpr std::size_t max_configuration_size = 16'777'216; ///< bytes of the fil
 /// read before it, and must not be used. Throws std::bad_alloc only.
 ///
 /// The error names the attribute or element at fault, or the element that is missing. Its line is
-/// that of the attribute's name, of the wrong element's tag or text, or of the end tag before which
-/// an element is missing. Errors of the markup are those of Xml_Parser.
+/// that of the attribute's name, of the wrong element's tag, of the first character of a wrong text
+/// that is no white space, or of the end tag before which an element is missing; for a preset within
+/// a preset it is that of the outer one's tag, which lacks its "/". Errors of the markup are those
+/// of Xml_Parser.
 [[nodiscard]] Xml_Error read_configuration(std::string_view document,
                                            KRCMN::XML_configuration& configuration);
 
 /// The same with a file. A missing, unreadable or overlong file is an error at line 0 without a
-/// name. The path is in the system's own narrow encoding (platform/Platform.h).
+/// name, and so is what is no regular file (platform/Regular_File.h). The path is in the system's own narrow encoding (platform/Platform.h).
 [[nodiscard]] Xml_Error read_configuration_file(const std::string& path,
                                                 KRCMN::XML_configuration& configuration);
 

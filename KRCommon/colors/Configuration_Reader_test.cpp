@@ -2,6 +2,7 @@
 
 #include <KRCommon/colors/Color_Table.h>
 #include <KRCommon/colors/Colors.h>
+#include <KRCommon/platform/Platform_testing.h>
 #include <tests/support/Temp_Folder.h>
 
 #include <gtest/gtest.h>
@@ -329,7 +330,7 @@ TEST(ConfigurationReader, AnyOtherElementIsUnknown)
         {"<preset/>\n<presets/>", "line:5-'presets'" + unknown},
         {"<preset/>\n<colors/>", "line:5-'colors'" + unknown},
         {"<preset><range/></preset>", "line:4-'range'" + unknown},
-        {"<preset>\n<preset/></preset>", "line:5-'preset'" + unknown},
+        {"<preset>\n<preset/></preset>", "line:4-'preset'" + unknown}, // its "/" is missing
         {"<preset><colors/></preset>", "line:4-'colors'" + unknown},
     });
 }
@@ -396,13 +397,57 @@ TEST(ConfigurationReader, TextBetweenElementsIsUnreadable)
          "line:1-'colors'" + unreadable},
     });
     expect_errors_in_presets({
-        {"red", "line:3-'presets'" + unreadable},
+        {"red", "line:4-'presets'" + unreadable},
         {"<preset/>red<preset/>", "line:4-'presets'" + unreadable},
         {"<preset/>\n<preset/>&#48;", "line:5-'presets'" + unreadable},
         {"<preset/><![CDATA[ <preset/> ]]>", "line:4-'presets'" + unreadable},
         {"<preset/>\u00A0<preset/>", "line:4-'presets'" + unreadable},
         {"<preset>red</preset>", "line:4-'preset'" + unreadable},
         {"<preset><![CDATA[red]]></preset>", "line:4-'preset'" + unreadable},
+    });
+}
+
+TEST(ConfigurationReader, TextInAWrongPlaceIsToldInTheLineWhereItBegins)
+{
+    const std::string in_presets = "'presets'-Unable to read element value";
+    expect_errors_in_presets({
+        {"\nred", "line:5-" + in_presets},
+        {"<preset/>\n\n \t\n  red\n<preset/>", "line:7-" + in_presets},
+        {"<preset/>\n\nred\n\ngreen", "line:6-" + in_presets},
+        {"<preset/>\r\n\r\nred", "line:6-" + in_presets},
+        {"<preset/>\r\rred", "line:6-" + in_presets},
+        {"<preset/>\n\n]]", "line:6-" + in_presets},
+        {"<preset/>\n\n\n&#48;", "line:7-" + in_presets},
+        {"<preset/>\n<![CDATA[\n\n red]]>", "line:7-" + in_presets},
+        {"<preset/>\n<!-- \n -->\n\u00A0", "line:7-" + in_presets},
+        {"<preset\n>\n\nred</preset>", "line:7-'preset'-Unable to read element value"},
+    });
+    const std::string entity = "<!DOCTYPE configuration [<!ENTITY e '\n\n red'>]>\n";
+    EXPECT_EQ("line:9-" + in_presets, verdict(entity + with_presets("<preset/>\n\n&e;")))
+        << "in the line of the reference";
+}
+
+TEST(ConfigurationReader, APresetThatLacksItsSlashIsToldWhereItBegins)
+{
+    expect_errors_in_presets({
+        {"<preset\ncolor='red'\nrgb='FF0000'>\n<preset color='pink'/>",
+         "line:4-'preset'-Unknown element in complexContent"},
+        {"<preset/>\n<preset\ncolor='red'>\n\n", "line:5-'preset'-Bad end of element"},
+        {"<preset/>\n<preset\ncolor='red'>\n<!-- c -->\n<range/>",
+         "line:8-'range'-Unknown element in complexContent"},
+        {"<preset/>\n<preset\ncolor='red'\n\n", "line:5-'preset'-Bad start tag end"},
+    });
+}
+
+TEST(ConfigurationReader, AValueThatLacksItsQuoteIsToldWhereItsAttributeStands)
+{
+    expect_errors_in_presets({
+        {"<preset\ncolor='red'\nrgb='FF0000\nhue_to='1'/>", "line:6-'preset'-Bad start tag end"},
+        {"<preset\ncolor='red\nrgb='FF0000'/>", "line:5-'color'-Value does not match enumerations"},
+        {"<preset\nhue_to='1\nrgb='FF0000'/>",
+         "line:5-'hue_to'-Invalid value format for this type"},
+        {"<preset\nrgb='FF0000/>\n\n<preset color='red'/>",
+         "line:5-'rgb'-Unable to read attribute value"},
     });
 }
 
@@ -444,12 +489,12 @@ TEST(ConfigurationReader, EveryErrorOfTheMarkupIsPassedOn)
 {
     const std::string preset = "<preset/>";
     expect_errors_in_presets({
-        {"<preset color='red'", "line:5-'preset'-Bad start tag end"},
+        {"<preset color='red'", "line:4-'preset'-Bad start tag end"},
         {"<preset/><!-- a -- b -->", "line:4-'presets'-Badly formed comment"},
         {"&reds;", "line:4-'reds'-Unexpected entity"},
         {"<preset rgb=F/>", "line:4-'rgb'-Unable to read attribute value"},
         {"<preset rgb='&'/>", "line:4-'rgb'-XML badly formed"},
-        {"<preset></presets>", "line:4-'presets'-Bad end of element"},
+        {"<preset></presets>", "line:4-'preset'-Bad end of element"},
         {"<preset></ preset>", "line:4-'preset'-Syntax error in end tag"},
     });
     const std::string good = with_presets(preset);
@@ -920,6 +965,28 @@ TEST(ConfigurationReaderFile, ThatIsAFolderCannotBeOpened)
     XML_configuration configuration;
     EXPECT_EQ("line:0-''-Unable to open file",
               text_of(read_configuration_file(folder.path(), configuration)));
+}
+
+// A pipe that nobody writes to would be waited for without an end.
+TEST(ConfigurationReaderFile, ThatIsAPipeADeviceOrASocketCannotBeOpened)
+{
+    const Temp_Folder folder;
+    const kr_platform_testing::Irregular_Files irregular(folder.path());
+    XML_configuration configuration;
+    for (const std::string& path : irregular.paths())
+        EXPECT_EQ("line:0-''-Unable to open file",
+                  text_of(read_configuration_file(path, configuration)))
+            << path;
+}
+
+TEST(ConfigurationReaderFile, ThatCannotBeReadCannotBeOpened)
+{
+    const std::string path = kr_platform_testing::unreadable_file();
+    if (path.empty())
+        GTEST_SKIP() << "no file here opens and cannot be read";
+    XML_configuration configuration;
+    EXPECT_EQ("line:0-''-Unable to open file",
+              text_of(read_configuration_file(path, configuration)));
 }
 
 TEST(ConfigurationReaderFile, ThatIsEmptyEndsTooEarly)

@@ -17,6 +17,12 @@ namespace {
 
 constexpr KR_Log_Site cannot_read{"KRCommonMain.cpp", 32, LM_EMERGENCY};
 
+KR_Configuration_Status& configuration_status() noexcept
+{
+    static KR_Configuration_Status status;
+    return status;
+}
+
 } // namespace
 
 void Start_Up::attach_process() noexcept
@@ -27,7 +33,8 @@ void Start_Up::attach_process() noexcept
         // threads that have logged run its clean-up when they end: it stays when this library goes.
         kr_platform::keep_loaded(reinterpret_cast<void (*)()>(&ACE::init));
         attach_thread();
-        load_configuration(configuration_path(kr_platform::module_path()), *KR_Colors::instance());
+        configuration_status() = load_configuration(configuration_path(kr_platform::module_path()),
+                                                    *KR_Colors::instance());
     } catch (...) {
         // Out of memory. The loader is no place to report it; the host goes on with what there is.
     }
@@ -48,17 +55,24 @@ std::string Start_Up::configuration_path(const std::string& module_path)
     return module_path.substr(0, module_path.rfind(separator)) + separator + "KRCommon.xml";
 }
 
-void Start_Up::load_configuration(const std::string& path, KR_Colors& colors)
+KR_Configuration_Status Start_Up::load_configuration(const std::string& path, KR_Colors& colors)
 {
     KRCMN::XML_configuration configuration;
-    const Xml_Error error = read_configuration_file(path, configuration);
-    if (error)
-        kr_log(cannot_read, "%T T%04t*EMR Failed to read '%s' file: %s\n", path, text_of(error));
-    else
-        colors.init(configuration.get_colors());
+    if (const Xml_Error error = read_configuration_file(path, configuration)) {
+        const std::string text = text_of(error);
+        kr_log(cannot_read, "%T T%04t*EMR Failed to read '%s' file: %s\n", path, text);
+        return {false, path, text};
+    }
+    colors.init(configuration.get_colors());
+    return {true, path, {}};
 }
 
 } // namespace kr_internal
+
+const KR_Configuration_Status& kr_configuration_status() noexcept
+{
+    return kr_internal::configuration_status();
+}
 
 void kr_platform::on_process_attach() noexcept
 {

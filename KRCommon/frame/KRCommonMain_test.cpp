@@ -103,6 +103,31 @@ TEST(StartUp, AMissingFileGivesOneEmergencyLineAndLeavesTheClassifierEmpty)
     EXPECT_TRUE(palette(colors).empty());
 }
 
+TEST(StartUp, TellsWhetherAFileWasReadAndWhyNot)
+{
+    const Temp_Folder folder;
+    const Log_Capture capture;
+    KR_Colors colors = empty_colors();
+    const std::string good = folder.write("good.xml", two_reds);
+    const KR_Configuration_Status read = Start_Up::load_configuration(good, colors);
+    EXPECT_TRUE(read.is_read);
+    EXPECT_EQ(good, read.path);
+    EXPECT_EQ("", read.error);
+
+    const std::string bad = folder.write("bad.xml", "<configuration>\n</settings>");
+    const KR_Configuration_Status refused = Start_Up::load_configuration(bad, colors);
+    EXPECT_FALSE(refused.is_read);
+    EXPECT_EQ(bad, refused.path);
+    EXPECT_EQ("line:2-'settings'-Bad end of element", refused.error);
+}
+
+TEST(StartUp, NothingIsReadBeforeTheLibraryIsAttached)
+{
+    EXPECT_FALSE(kr_configuration_status().is_read); // no entry routine runs in a unit test
+    EXPECT_EQ("", kr_configuration_status().path);
+    EXPECT_EQ("", kr_configuration_status().error);
+}
+
 TEST(StartUp, NothingOfABadFileIsUsed)
 {
     const Temp_Folder folder;

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <functional>
 #include <string>
+#include <vector>
 
 namespace kr_platform_testing {
 
@@ -25,9 +26,35 @@ void set_last_errors(int runtime_error, int system_error);
 /// True where a file that is open can be deleted.
 bool can_delete_open_files();
 
+/// Makes a pipe with a name in a folder, to which nobody writes. False where folders hold none.
+bool make_pipe(const std::string& path);
+
+/// A regular file that can be opened and not be read, from its begin on. Empty where there is none.
+std::string unreadable_file();
+
+/// Paths at which something stands that is no file and no folder; some of it may lie in the folder.
+/// It is there until the object ends.
+class Irregular_Files {
+public:
+    explicit Irregular_Files(const std::string& folder);
+    ~Irregular_Files();
+    Irregular_Files(const Irregular_Files&) = delete;
+    Irregular_Files& operator=(const Irregular_Files&) = delete;
+
+    const std::vector<std::string>& paths() const { return paths_; }
+
+private:
+    std::vector<std::string> paths_;
+    std::intptr_t open_; // a socket or the server's end of a pipe
+};
+
 /// Loads a dynamic library, and lets go of it. A null pointer or false: it failed.
 void* load_library(const std::string& path);
 bool unload_library(void* library);
+
+/// A function that the library exports, by its name in the file. A null pointer: it does not, or the
+/// library is a null pointer.
+void (*find_function(void* library, const std::string& name))();
 
 /// True where a library is told of each thread that starts.
 bool are_thread_starts_reported();

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <array>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -130,6 +131,11 @@ const char* skip_name(const char* position, const char* end) noexcept
     return position;
 }
 
+bool ends_with(std::string_view text, std::string_view end) noexcept
+{
+    return text.size() >= end.size() && text.substr(text.size() - end.size()) == end;
+}
+
 bool is_xml_target(std::string_view target) noexcept
 {
     return target.size() == 3 && (target[0] | 0x20) == 'x' && (target[1] | 0x20) == 'm' &&
@@ -244,6 +250,11 @@ struct Expansion {
     std::size_t open_elements; // when it began
 };
 
+struct Open_Element {
+    std::string_view name;
+    const char* begin; // of its tag, or where the reference that it came from ends
+};
+
 // What a reference stands for: characters, or an entity to expand.
 struct Reference {
     std::array<char, 4> bytes;
@@ -266,6 +277,8 @@ public:
     std::string_view name() const noexcept { return name_; }
     std::string_view text() const noexcept { return text_; }
     std::size_t line() const noexcept { return line_at(document_.characters, mark_); }
+    std::size_t text_line(std::size_t offset) const noexcept;
+    std::size_t parent_line() const noexcept;
     const Xml_Error& error() const noexcept { return error_; }
 
 private:
@@ -278,6 +291,7 @@ private:
     std::optional<Event> read_declaration_or_section();
     Event read_start_tag();
     Event read_end_tag();
+    Event fail_wrong_end(std::string_view name, std::size_t outside);
     Event close_element(std::string_view name) noexcept;
     std::optional<Event> read_text_reference();
     Event read_characters();
@@ -340,10 +354,11 @@ private:
     // Errors.
     bool fail(Xml_Code code) { return fail(code, subject()); }
     bool fail(Xml_Code code, std::string_view name);
+    bool fail_at(const char* where, Xml_Code code, std::string_view name);
     bool fail_at_end();
-    bool stop(Xml_Code code, std::string_view name);
     Event fail_event(Xml_Code code) { return fail_event(code, subject()); }
     Event fail_event(Xml_Code code, std::string_view name);
+    Event fail_event_at(const char* where, Xml_Code code, std::string_view name);
     Event fail_event_at_end();
     std::string_view subject() const noexcept;
     const char* place() const noexcept;
@@ -351,8 +366,8 @@ private:
     Xml_Text document_;
     const char* position_;
     const char* end_;
-    const char* mark_;     // in the document: what line() tells
-    const char* tag_mark_; // the start tag read last
+    const char* mark_;   // in the document: where what is being read begins; what line() tells
+    const char* markup_; // the same of the start tag or CDATA section read last
     State state_ = State::before_root;
 
     bool in_tag_ = false;           // attributes may be left
@@ -366,7 +381,7 @@ private:
     Reference reference_;         // its characters can be text_
     std::string value_;           // of an attribute that cannot be handed out in place
 
-    std::array<std::string_view, xml_limits::depth> open_;
+    std::array<Open_Element, xml_limits::depth> open_;
     std::size_t depth_ = 0;
     std::vector<Entity> entities_;
     std::array<Expansion, xml_limits::entity_depth> expansions_;
@@ -380,7 +395,7 @@ Xml_Parser::Impl::Impl(std::string_view document)
     : document_(read_xml_text(document)),
       position_(document_.characters.data() + document_.declaration_size),
       end_(document_.characters.data() + document_.characters.size()), mark_(position_),
-      tag_mark_(position_)
+      markup_(position_)
 {
     if (document_.fault.code == Xml_Code::no_error)
         return;
@@ -395,7 +410,7 @@ Xml_Parser::Event Xml_Parser::Impl::next()
         next_attribute(unread);
     if (is_empty_element_) {
         is_empty_element_ = false;
-        mark_ = tag_mark_;
+        mark_ = markup_;
         return close_element(name_);
     }
     switch (state_) {
@@ -413,10 +428,10 @@ Xml_Parser::Event Xml_Parser::Impl::read_outside_root()
     for (;;) {
         skip_space();
         if (at_end()) {
+            mark_ = position_;
             if (state_ != State::after_root || document_.end_code != Xml_Code::unexpected_end)
                 return fail_event_at_end();
             state_ = State::finished;
-            mark_ = position_;
             return Event::end_of_document;
         }
         if (*position_ != '<')
@@ -475,6 +490,7 @@ std::optional<Xml_Parser::Event> Xml_Parser::Impl::read_declaration_or_section()
     if (state_ != State::inside_root)
         return fail_event(Xml_Code::not_well_formed);
     in_section_ = true;
+    markup_ = mark_;
     return std::nullopt;
 }
 
@@ -487,12 +503,12 @@ Xml_Parser::Event Xml_Parser::Impl::read_start_tag()
         return fail_event(Xml_Code::not_well_formed, name);
     if (depth_ == open_.size())
         return fail_event(Xml_Code::too_long, name);
-    open_[depth_++] = name;
+    open_[depth_++] = {name, mark_};
     if (!is(*position_, space) && *position_ != '/' && *position_ != '>')
         return fail_event(Xml_Code::bad_start_tag_end);
     state_ = State::inside_root;
     name_ = name;
-    tag_mark_ = mark_;
+    markup_ = mark_;
     in_tag_ = true;
     return Event::start_element;
 }
@@ -503,13 +519,15 @@ bool Xml_Parser::Impl::next_attribute(Attribute& attribute)
         return false;
     in_tag_ = false; // unless there is one
     const bool spaced = skip_space();
-    if (at_end())
+    if (at_end()) {
+        mark_ = markup_;
         return fail_at_end();
+    }
     if (*position_ == '>' || *position_ == '/')
         return end_tag_of_start();
-    mark_ = place();
-    if (!spaced)
+    if (!spaced) // at the attribute before, whose quote may be missing
         return fail(Xml_Code::bad_start_tag_end);
+    mark_ = *position_ == '<' ? markup_ : place(); // '<': the end of the tag is missing
     if (!read_name(attribute.name, Xml_Code::bad_start_tag_end))
         return false;
     being_read_ = attribute.name;
@@ -531,6 +549,7 @@ bool Xml_Parser::Impl::end_tag_of_start()
         ++position_;
         return false;
     }
+    mark_ = place();
     is_empty_element_ = take("/>", Xml_Code::bad_start_tag_end);
     return false;
 }
@@ -545,12 +564,21 @@ Xml_Parser::Event Xml_Parser::Impl::read_end_tag()
         return fail_event(Xml_Code::not_well_formed, name);
     const std::size_t outside =
         in_entity() ? expansions_[expansions_open_ - 1].open_elements : std::size_t{0};
-    if (depth_ == outside || open_[depth_ - 1] != name)
-        return fail_event(Xml_Code::bad_element_end, name);
+    if (depth_ == outside || open_[depth_ - 1].name != name)
+        return fail_wrong_end(name, outside);
     skip_space();
     if (!take('>', Xml_Code::bad_end_tag))
         return Event::error;
     return close_element(name);
+}
+
+// When the tag fits an element further out, the innermost one has no end; else the tag is wrong.
+Xml_Parser::Event Xml_Parser::Impl::fail_wrong_end(std::string_view name, std::size_t outside)
+{
+    for (std::size_t i = outside; i + 1 < depth_; ++i)
+        if (open_[i].name == name)
+            return fail_event_at(open_[depth_ - 1].begin, Xml_Code::bad_element_end, subject());
+    return fail_event(Xml_Code::bad_element_end, name);
 }
 
 Xml_Parser::Event Xml_Parser::Impl::close_element(std::string_view name) noexcept
@@ -597,9 +625,11 @@ Xml_Parser::Event Xml_Parser::Impl::read_characters()
 // One piece of a CDATA section, or its end.
 std::optional<Xml_Parser::Event> Xml_Parser::Impl::read_section()
 {
-    mark_ = place();
-    if (at_end())
+    if (at_end()) {
+        mark_ = markup_;
         return fail_event_at_end();
+    }
+    mark_ = place();
     if (starts("]]>")) {
         position_ += 3;
         in_section_ = false;
@@ -657,7 +687,7 @@ bool Xml_Parser::Impl::read_value(std::string_view& value)
         value = value_;
     }
     if (value.size() > xml_limits::value_length)
-        return fail(Xml_Code::too_long);
+        return fail_at(mark_, Xml_Code::too_long, subject());
     ++position_;
     return true;
 }
@@ -671,7 +701,7 @@ bool Xml_Parser::Impl::append_value(char quote)
             ++position_;
         value_.append(first, position_);
         if (value_.size() > xml_limits::value_length)
-            return fail(Xml_Code::too_long);
+            return fail_at(mark_, Xml_Code::too_long, subject());
         if (at_end())
             return quote == no_quote || fail_at_end();
         const char c = *position_;
@@ -708,8 +738,14 @@ bool Xml_Parser::Impl::append_reference()
 
 bool Xml_Parser::Impl::read_comment()
 {
-    if (!take("--", Xml_Code::bad_comment) || !skip_past("--"))
+    if (!take("--", Xml_Code::bad_comment))
         return false;
+    const char* const first = position_;
+    if (!skip_past("--"))
+        return false;
+    const std::string_view text(first, static_cast<std::size_t>(position_ - first));
+    if (ends_with(text, "<!--")) // the end of this comment is missing, not one '-' too many
+        return fail_at(mark_, Xml_Code::bad_comment, subject());
     return take('>', Xml_Code::bad_comment);
 }
 
@@ -802,8 +838,10 @@ void Xml_Parser::Impl::end_expansion() noexcept
 // The end of the document, or of a replacement text, where content is read.
 bool Xml_Parser::Impl::end_content_expansion()
 {
-    if (!in_entity())
+    if (!in_entity()) {
+        mark_ = position_;
         return fail_at_end();
+    }
     if (depth_ != expansions_[expansions_open_ - 1].open_elements)
         return fail(Xml_Code::bad_element_end);
     end_expansion();
@@ -841,6 +879,7 @@ bool Xml_Parser::Impl::read_subset()
 {
     ++position_; // '['
     const char* const first = position_;
+    const char* const doctype = mark_;
     for (;;) {
         skip_space();
         if (static_cast<std::size_t>(position_ - first) > xml_limits::dtd_length)
@@ -851,8 +890,11 @@ bool Xml_Parser::Impl::read_subset()
         }
         if (is_at('%'))
             return refuse_parameter_reference();
+        if (!at_end())
+            mark_ = position_;
         if (!take('<', Xml_Code::bad_dtd) || !read_subset_declaration())
             return false;
+        mark_ = doctype;
         being_read_ = {};
     }
 }
@@ -1248,33 +1290,47 @@ bool Xml_Parser::Impl::skip_past(std::string_view literal)
     return true;
 }
 
-// What a syntax error is called depends on where it stands: within the DOCTYPE it is a bad DTD.
+// What a syntax error is called depends on where it stands: within the DOCTYPE it is a bad DTD. What
+// is wrong with an attribute or a tag as a whole is told where that begins.
 bool Xml_Parser::Impl::fail(Xml_Code code, std::string_view name)
 {
     const bool is_syntax = code == Xml_Code::badly_formed || code == Xml_Code::unreadable_attribute;
-    return stop(is_syntax && in_doctype_ ? Xml_Code::bad_dtd : code, name);
+    const bool is_of_whole = code == Xml_Code::unreadable_attribute ||
+                             code == Xml_Code::bad_start_tag_end || code == Xml_Code::bad_end_tag;
+    return fail_at(is_of_whole ? mark_ : place(),
+                   is_syntax && in_doctype_ ? Xml_Code::bad_dtd : code, name);
 }
 
-// The document, or a replacement text, ends within something.
-bool Xml_Parser::Impl::fail_at_end()
-{
-    if (in_entity())
-        return fail(Xml_Code::badly_formed, expansions_[expansions_open_ - 1].entity->name);
-    return stop(document_.end_code, subject());
-}
-
-bool Xml_Parser::Impl::stop(Xml_Code code, std::string_view name)
+bool Xml_Parser::Impl::fail_at(const char* where, Xml_Code code, std::string_view name)
 {
     error_.code = code;
-    error_.line = line_at(document_.characters, place());
+    error_.line = line_at(document_.characters, where);
     error_.name = name;
     state_ = State::failed;
     return false;
 }
 
+// The document, or a replacement text, ends within something: what is never closed is told where
+// it begins, and what cannot be read where it stands.
+bool Xml_Parser::Impl::fail_at_end()
+{
+    if (in_entity())
+        return fail(Xml_Code::badly_formed, expansions_[expansions_open_ - 1].entity->name);
+    if (document_.end_code == Xml_Code::unexpected_end)
+        return fail_at(mark_, Xml_Code::unexpected_end, subject());
+    return fail_at(position_, document_.end_code, subject());
+}
+
 Xml_Parser::Event Xml_Parser::Impl::fail_event(Xml_Code code, std::string_view name)
 {
     fail(code, name);
+    return Event::error;
+}
+
+Xml_Parser::Event Xml_Parser::Impl::fail_event_at(const char* where, Xml_Code code,
+                                                  std::string_view name)
+{
+    fail_at(where, code, name);
     return Event::error;
 }
 
@@ -1289,7 +1345,21 @@ std::string_view Xml_Parser::Impl::subject() const noexcept
 {
     if (!being_read_.empty() || depth_ == 0)
         return being_read_;
-    return open_[depth_ - 1];
+    return open_[depth_ - 1].name;
+}
+
+// Text from a reference does not stand in the document itself.
+std::size_t Xml_Parser::Impl::text_line(std::size_t offset) const noexcept
+{
+    const std::string_view all = document_.characters;
+    const bool is_in_place = std::less_equal<>()(all.data(), text_.data()) &&
+                             std::less<>()(text_.data(), all.data() + all.size());
+    return line_at(all, is_in_place ? text_.data() + offset : mark_);
+}
+
+std::size_t Xml_Parser::Impl::parent_line() const noexcept
+{
+    return line_at(document_.characters, open_[depth_ - 2].begin);
 }
 
 // Where in the document the cursor is; within an entity's replacement, where the reference ends.
@@ -1325,6 +1395,16 @@ std::string_view Xml_Parser::text() const noexcept
 std::size_t Xml_Parser::line() const noexcept
 {
     return impl_->line();
+}
+
+std::size_t Xml_Parser::text_line(std::size_t offset) const noexcept
+{
+    return impl_->text_line(offset);
+}
+
+std::size_t Xml_Parser::parent_line() const noexcept
+{
+    return impl_->parent_line();
 }
 
 const Xml_Error& Xml_Parser::error() const noexcept

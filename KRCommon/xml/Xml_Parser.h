@@ -33,8 +33,21 @@
 ///     too_long               a bound of xml_limits
 ///     unexpected_end         the document ends within something
 ///
-/// An error's line is the one on which reading could not go on: for what is never closed, the
-/// last one; for what stands in an entity's replacement, the one of the (outermost) reference.
+/// An error's line is that of the character at which reading could not go on. What is missing shows
+/// later, so these are told in another line:
+///
+///     in the line of the attribute's name     no "=", no quotes, "<" in the value, a value that is
+///                                             too long; no white space after the value, which may
+///                                             lack its quote
+///     where the tag begins                    a tag that ends with another one's "<"; something
+///                                             else in an end tag
+///     where the comment begins                "<!--" in a comment
+///     where it begins                         a tag, value, comment, instruction, CDATA section or
+///                                             DOCTYPE that the document's end cuts off
+///     where the innermost element begins      the end tag of an element further out; the innermost
+///                                             element is the one that is named
+///     that of the (outermost) reference       whatever stands in an entity's replacement
+///
 /// It names the entity at fault, else the attribute being read, else the element whose tag is being
 /// read, else the innermost open element, else nothing; in the XML declaration "version",
 /// "encoding" or "standalone". A name that is cut off or too long is not known yet.
@@ -103,6 +116,13 @@ public:
     /// the text begins. Inside an entity's replacement it is the line of the reference. Costs a
     /// walk over the document up to there: for error reports.
     std::size_t line() const noexcept;
+
+    /// After text: the line of text()[offset]. Costs the same.
+    std::size_t text_line(std::size_t offset) const noexcept;
+
+    /// After start_element, not of the root: the line where the element around it begins. Costs the
+    /// same.
+    std::size_t parent_line() const noexcept;
 
     /// What was wrong; no error before event error.
     const Xml_Error& error() const noexcept;

@@ -137,7 +137,7 @@ TEST(XmlParser, AnErrorComesAgainAndAgain)
     EXPECT_FALSE(parser.error());
     for (int i = 0; i < 3; ++i) {
         EXPECT_EQ(Event::error, parser.next());
-        EXPECT_EQ("line:1-'a'-Bad end of element", text_of(parser.error()));
+        EXPECT_EQ("line:1-'b'-Bad end of element", text_of(parser.error()));
         Xml_Parser::Attribute attribute;
         EXPECT_FALSE(parser.next_attribute(attribute));
     }
@@ -452,7 +452,7 @@ TEST(XmlParser, BadComments)
         {"<!-a", "line:1-''-Badly formed comment"},
         {"<!DOCTYPE a [<!-- a -- b -->]><a/>", "line:1-''-Badly formed comment"},
         {"<!DOCTYPE a [<!-x", "line:1-''-Badly formed comment"},
-        {"<!-- \n\n", "line:3-''-Unexpected end of message"},
+        {"\n<!-- \n\n", "line:2-''-Unexpected end of message"},
         {"<!--->", "line:1-''-Unexpected end of message"},
         {"<!-->-->", "line:1-''-Unexpected end of message"},
     });
@@ -466,7 +466,7 @@ TEST(XmlParser, BadEndsOfElements)
         {"<a></A>", "line:1-'A'-Bad end of element"},
         {"<a></aa>", "line:1-'aa'-Bad end of element"},
         {"<aa></a>", "line:1-'a'-Bad end of element"},
-        {"<a><b></a></b>", "line:1-'a'-Bad end of element"},
+        {"<a><b></a></b>", "line:1-'b'-Bad end of element"},
         {"<a><b/></b></a>", "line:1-'b'-Bad end of element"},
     });
 }
@@ -497,8 +497,94 @@ TEST(XmlParser, BadEndTags)
         {"<a></a b>", "line:1-'a'-Syntax error in end tag"},
         {"<a></a/>", "line:1-'a'-Syntax error in end tag"},
         {"<a></1>", "line:1-'a'-Syntax error in end tag"},
-        {"<a></a\n<", "line:2-'a'-Syntax error in end tag"},
+        {"<a></a\n<", "line:1-'a'-Syntax error in end tag"},
         {"<a></a x='1'>", "line:1-'a'-Syntax error in end tag"},
+    });
+}
+
+// What is missing shows much later: where it is missing is what the line tells.
+TEST(XmlParser, WhatHasNoEndIsToldWhereItBegins)
+{
+    const std::string unexpected = "Unexpected end of message";
+    expect_errors({
+        {"<a>\n<b\nx='1'\n\n", "line:2-'b'-" + unexpected},
+        {"<a>\n<b\nx='1'\ny\n", "line:4-'y'-" + unexpected},
+        {"<a>\n<b\nx='1'\ny='\n\n", "line:4-'y'-" + unexpected},
+        {"<a>\n<b\nx='1'\n/", "line:4-'b'-" + unexpected},
+        {"<a>\n</a\n\n", "line:2-'a'-" + unexpected},
+        {"<a>\n<!-- \n\n", "line:2-'a'-" + unexpected},
+        {"<a>\n<?p \n\n", "line:2-'a'-" + unexpected},
+        {"<a>\n<![CDATA[\n\r\n x\n", "line:2-'a'-" + unexpected},
+        {"\n<!DOCTYPE\n\n", "line:2-''-" + unexpected},
+        {"\n<!DOCTYPE a [\n<?p?>\n\n", "line:2-''-" + unexpected},
+        {"\n<!DOCTYPE a [\n<?p?>\n<?p\n\n", "line:4-''-" + unexpected},
+        {"\n<!DOCTYPE a [\n<!ENTITY e '\n\n", "line:3-'e'-" + unexpected},
+    });
+    // Elements that are open at the end may just as well have been cut off there.
+    expect_errors({
+        {"<a>\n<b>\n</b>\n", "line:4-'a'-" + unexpected},
+        {"<a>\n<b>\n\n", "line:4-'b'-" + unexpected},
+        {"<a>\n<b/>\nx\n", "line:4-'a'-" + unexpected},
+        {"<a>\n<b/>\n&amp", "line:3-'a'-" + unexpected},
+        {"<a/>\n\n<!-- ", "line:3-''-" + unexpected},
+        {"<!-- -->\n\n", "line:3-''-" + unexpected},
+    });
+}
+
+TEST(XmlParser, ATagWithoutItsEndIsToldWhereItBegins)
+{
+    expect_errors({
+        {"<a\nx='1'\n\n<b/></a>", "line:1-'a'-Bad start tag end"},
+        {"<a>\n<b\n\n<c/></a>", "line:2-'b'-Bad start tag end"},
+        {"<a>\n<b\n=</a>", "line:3-'b'-Bad start tag end"},
+        {"<a>\n</a\n\n<b/>", "line:2-'a'-Syntax error in end tag"},
+        {"<a>\n</a\nx>", "line:2-'a'-Syntax error in end tag"},
+    });
+}
+
+TEST(XmlParser, AValueWithoutAQuoteIsToldWhereItsAttributeStands)
+{
+    expect_errors({
+        {"<a\nx='1>\n\n<b x='2'/></a>", "line:2-'x'-Unable to read attribute value"},
+        {"<a\nx='1>\n&amp;\n<b x='2'/></a>", "line:2-'x'-Unable to read attribute value"},
+        {"<a\nx='1\n\ny='2'/>", "line:2-'a'-Bad start tag end"},
+        {"<a\nx='1\n\ny='2'\nz='3'/>", "line:2-'a'-Bad start tag end"},
+        {"<a\nx\n\n1'>", "line:2-'x'-Unable to read attribute value"},
+        {"<a\nx=\n\n1'>", "line:2-'x'-Unable to read attribute value"},
+        {"<a\nx='" + repeat("1\n", 32'769) + "'/>", "line:2-'x'-Length too long"},
+        {"<a\nx='&amp;" + repeat("1\n", 32'769) + "'/>", "line:2-'x'-Length too long"},
+    });
+    // What cannot be read is told where it stands.
+    expect_errors({
+        {"<a\nx='\n&'/>", "line:3-'x'-XML badly formed"},
+        {"<a\nx='\n\n\x01'/>", "line:4-'x'-XML badly formed"},
+        {"<a\nx='\n&nope;'/>", "line:3-'nope'-Unexpected entity"},
+    });
+}
+
+TEST(XmlParser, AnElementWithoutItsEndIsToldWhereItBegins)
+{
+    expect_errors({
+        {"<a>\n<b>\n<c>\n</b></a>", "line:3-'c'-Bad end of element"},
+        {"<a>\n<b>\n<c>\n</a>", "line:3-'c'-Bad end of element"},
+        {"<a>\n<b\nx='1'>\n<c/>\n</a>", "line:2-'b'-Bad end of element"},
+        // no element of that name is open: the end tag is at fault
+        {"<a>\n<b>\n</c></a>", "line:3-'c'-Bad end of element"},
+        {"<a>\n<b/>\n</b>", "line:3-'b'-Bad end of element"},
+        // within a replacement only its own elements count
+        {"<!DOCTYPE a [<!ENTITY e '<c><d></c>'>]>\n<a>\n\n&e;</a>",
+         "line:4-'d'-Bad end of element"},
+        {"<!DOCTYPE a [<!ENTITY e '<d></a>'>]>\n<a>\n\n&e;</a>", "line:4-'a'-Bad end of element"},
+    });
+}
+
+TEST(XmlParser, ACommentWithoutItsEndIsToldWhereItBegins)
+{
+    expect_errors({
+        {"<a>\n<!-- b\n\n<!-- c -->\n</a>", "line:2-'a'-Badly formed comment"},
+        {"<a>\n<!-- b\n\n<!---->\n</a>", "line:2-'a'-Badly formed comment"},
+        {"<a>\n<!-- b\n\n!-- c -->\n</a>", "line:4-'a'-Badly formed comment"},
+        {"<a>\n<!-- b\n\n-- c -->\n</a>", "line:4-'a'-Badly formed comment"},
     });
 }
 
@@ -538,11 +624,11 @@ TEST(XmlParser, UnterminatedConstructs)
     expect_errors({
         {"<", "line:1-''-Unexpected end of message"},
         {"<a", "line:1-''-Unexpected end of message"},
-        {"<a\n", "line:2-'a'-Unexpected end of message"},
+        {"<a\n", "line:1-'a'-Unexpected end of message"},
         {"<a x", "line:1-'a'-Unexpected end of message"},
         {"<a x ", "line:1-'x'-Unexpected end of message"},
         {"<a x=", "line:1-'x'-Unexpected end of message"},
-        {"<a x='\n1", "line:2-'x'-Unexpected end of message"},
+        {"<a x='\n1", "line:1-'x'-Unexpected end of message"},
         {"<a x='&am", "line:1-'x'-Unexpected end of message"},
         {"<a/", "line:1-'a'-Unexpected end of message"},
         {"<a>", "line:1-'a'-Unexpected end of message"},
@@ -570,8 +656,8 @@ TEST(XmlParser, UnreadableAttributes)
         {"<a x=1>", "line:1-'x'-Unable to read attribute value"},
         {"<a x=>", "line:1-'x'-Unable to read attribute value"},
         {"<a x=&quot;1&quot;>", "line:1-'x'-Unable to read attribute value"},
-        {"<a\nx\n:='1'>", "line:3-'x'-Unable to read attribute value"},
-        {"<a x='1\n<'>", "line:2-'x'-Unable to read attribute value"},
+        {"<a\nx\n:='1'>", "line:2-'x'-Unable to read attribute value"},
+        {"<a x='1\n<'>", "line:1-'x'-Unable to read attribute value"},
         {"<!DOCTYPE a [<!ENTITY e '<'>]>\n<a x='&e;'/>",
          "line:2-'x'-Unable to read attribute value"},
         {"<!DOCTYPE a [<!ENTITY e '&#60;'>]><a x='&e;'/>",
@@ -1048,6 +1134,44 @@ TEST(XmlParser, LineTellsWhereTheLastThingBegins)
     EXPECT_EQ(12u, parser.line());
     ASSERT_EQ(Event::end_of_document, parser.next());
     EXPECT_EQ(14u, parser.line());
+}
+
+// The line of each 'x' in a document's text.
+std::vector<std::size_t> lines_of_x(std::string_view document)
+{
+    std::vector<std::size_t> lines;
+    Xml_Parser parser(document);
+    for (Event event = parser.next(); event != Event::end_of_document; event = parser.next()) {
+        if (event == Event::error) {
+            ADD_FAILURE() << text_of(parser.error());
+            break;
+        }
+        for (std::size_t i = 0; event == Event::text && i < parser.text().size(); ++i)
+            if (parser.text()[i] == 'x')
+                lines.push_back(parser.text_line(i));
+    }
+    return lines;
+}
+
+TEST(XmlParser, TellsTheLineOfEachCharacterOfAText)
+{
+    using Lines = std::vector<std::size_t>;
+    const std::string document = "<a>x\nx\r\n\rxx<b/>\n &#120;\n\n x&lt;\nx<![CDATA[\n\nx]]>x</a>";
+    EXPECT_EQ((Lines{1, 2, 4, 4, 5, 7, 8, 10, 10}), lines_of_x(document));
+    EXPECT_EQ((Lines{1, 2, 4, 4, 5, 7, 8, 10, 10}),
+              lines_of_x("\xFE\xFF" + in_utf_16(document, true)));
+    EXPECT_EQ((Lines{7, 7, 8}),
+              lines_of_x("<!DOCTYPE a [<!ENTITY e '\n\nx\n x\n'>]>\n<a>\n&e;\nx</a>"));
+}
+
+TEST(XmlParser, TellsTheLineOfTheElementAround)
+{
+    Xml_Parser parser("<!DOCTYPE a [<!ENTITY e '<d>\n<e/></d>'>]>\n<a\n>\n<b>\n<c/>\n</b>&e;</a>");
+    std::vector<std::string> parents;
+    for (Event event = parser.next(); event != Event::end_of_document; event = parser.next())
+        if (event == Event::start_element && parser.name() != "a")
+            parents.push_back(std::string(parser.name()) + std::to_string(parser.parent_line()));
+    EXPECT_EQ((std::vector<std::string>{"b3", "c5", "d3", "e7"}), parents);
 }
 
 TEST(XmlParser, LinesInsideAnEntityAreThatOfTheOuterReference)

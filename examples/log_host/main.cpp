@@ -5,6 +5,7 @@
 //
 // FOLDER is made when its parent exists and emptied first; 12 seconds are two rotations.
 
+#include <KRCommon/frame/Configuration_Status.h>
 #include <KRCommon/frame/Log.h>
 #include <KRCommon/frame/Log_Manager.h>
 
@@ -32,6 +33,18 @@ constexpr std::chrono::milliseconds work_step{5}; // what a camera thread takes 
 
 std::atomic<bool> is_over{false};
 std::atomic<int> lines_logged{0};
+
+// A service without its configuration runs on, and its log is where one looks why.
+void report_configuration()
+{
+    const KR_Configuration_Status& configuration = kr_configuration_status();
+    if (configuration.is_read)
+        kr_log(KR_LOG_SITE(LM_INFO), "%T T%04t INF named colours from '%s'\n", configuration.path);
+    else
+        kr_log(KR_LOG_SITE(LM_ERROR), "%T T%04t*ERR no named colours, '%s' is not used: %s\n",
+               configuration.path, configuration.error);
+    ++lines_logged;
+}
 
 // Logs at every level, the way a service would.
 void watch_camera(int camera)
@@ -115,6 +128,7 @@ int main(int argc, char** argv)
     logs->set_file_max_sizes(file_limit, total_limit);
     logs->open(&reactor, folder.string().c_str(), "log host");
     ACE_Log_Msg::instance()->clr_flags(ACE_Log_Msg::STDERR); // the files are enough
+    report_configuration();
 
     std::vector<std::thread> threads;
     threads.emplace_back([&] { run_reactor(reactor); });

@@ -1,8 +1,11 @@
 // Loads the library from a given file, as a host does that finds it at run time, and unloads it.
 //
 //     loader LIBRARY           one load; prints "loaded" and "unloaded"
+//     loader LIBRARY status    one load; prints what became of the configuration: whether it was
+//                              read, the path, and the error, each on a line
 //     loader LIBRARY CYCLES    so many; prints the open handles after the first ten and at the end
 
+#include <KRCommon/frame/Configuration_Status.h>
 #include <KRCommon/platform/Platform_testing.h>
 
 #include <cstdio>
@@ -43,6 +46,23 @@ int run_once(const std::string& path)
     return 0;
 }
 
+int print_status(const std::string& path)
+{
+    // kr_configuration_status(), as both targets' compilers write it
+    using Ask = const KR_Configuration_Status& (*)();
+    void* const library = kr_platform_testing::load_library(path);
+    const auto ask = reinterpret_cast<Ask>(
+        kr_platform_testing::find_function(library, "_Z23kr_configuration_statusv"));
+    if (ask == nullptr) {
+        std::puts("not found");
+        return 1;
+    }
+    const KR_Configuration_Status& status = ask();
+    std::printf("%s\n%s\n%s\n", status.is_read ? "read" : "not read", status.path.c_str(),
+                status.error.c_str());
+    return 0;
+}
+
 } // namespace
 
 int main(int argc, char** argv)
@@ -50,5 +70,7 @@ int main(int argc, char** argv)
     std::setvbuf(stdout, nullptr, _IONBF, 0);
     if (argc < 2)
         return 2;
+    if (argc > 2 && argv[2] == std::string("status"))
+        return print_status(argv[1]);
     return argc > 2 ? run_cycles(argv[1], std::atoi(argv[2])) : run_once(argv[1]);
 }

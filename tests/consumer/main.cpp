@@ -2,6 +2,7 @@
 
 #include <KRCommon/colors/Colors.h>
 #include <KRCommon/frame/Component_Base.h>
+#include <KRCommon/frame/Configuration_Status.h>
 #include <KRCommon/frame/Log.h>
 #include <KRCommon/frame/Log_Manager.h>
 #include <KRCommon/frame/Mutex.h>
@@ -46,7 +47,7 @@ bool knows_colors()
 {
     std::vector<ns__RgbColor> palette;
     KR_Colors::instance()->get_available_colors(palette);
-    return palette.size() >= 13;
+    return kr_configuration_status().is_read && palette.size() >= 13;
 }
 
 bool stores_objects()

@@ -4,7 +4,12 @@
 #include <dlfcn.h>
 #include <filesystem>
 #include <pthread.h>
+#include <stdexcept>
+#include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/time.h>
+#include <sys/un.h>
+#include <unistd.h>
 
 namespace kr_platform_testing {
 
@@ -42,6 +47,35 @@ bool are_thread_starts_reported()
     return false;
 }
 
+bool make_pipe(const std::string& path)
+{
+    return mkfifo(path.c_str(), 0600) == 0;
+}
+
+std::string unreadable_file()
+{
+    return "/proc/self/mem";
+}
+
+Irregular_Files::Irregular_Files(const std::string& folder)
+    : paths_{"/dev/null", "/dev/zero", folder + "/pipe", folder + "/link to the pipe",
+             folder + "/socket"},
+      open_(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0))
+{
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    if (paths_[4].copy(address.sun_path, sizeof address.sun_path - 1) != paths_[4].size() ||
+        bind(static_cast<int>(open_), reinterpret_cast<const sockaddr*>(&address),
+             sizeof address) != 0 ||
+        !make_pipe(paths_[2]) || symlink("pipe", paths_[3].c_str()) != 0)
+        throw std::runtime_error("cannot make a pipe, a link and a socket in " + folder);
+}
+
+Irregular_Files::~Irregular_Files()
+{
+    close(static_cast<int>(open_));
+}
+
 void* load_library(const std::string& path)
 {
     return dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
@@ -50,6 +84,12 @@ void* load_library(const std::string& path)
 bool unload_library(void* library)
 {
     return dlclose(library) == 0;
+}
+
+void (*find_function(void* library, const std::string& name))()
+{
+    void* const function = library == nullptr ? nullptr : dlsym(library, name.c_str());
+    return reinterpret_cast<void (*)()>(function);
 }
 
 void run_on_system_thread(const std::function<void()>& function)

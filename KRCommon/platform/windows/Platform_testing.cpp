@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cstdint>
+#include <stdexcept>
 #include <windows.h>
 
 namespace kr_platform_testing {
@@ -54,6 +55,32 @@ bool are_thread_starts_reported()
     return true;
 }
 
+bool make_pipe(const std::string&)
+{
+    return false;
+}
+
+std::string unreadable_file()
+{
+    const std::string path = "Z:\\proc\\self\\mem"; // under Wine, on Linux
+    return GetFileAttributesA(path.c_str()) == INVALID_FILE_ATTRIBUTES ? std::string() : path;
+}
+
+Irregular_Files::Irregular_Files(const std::string& folder)
+    : paths_{"NUL", folder + "\\NUL", "CON",
+             "\\\\.\\C:", "\\\\.\\pipe\\krcommon-" + std::to_string(GetCurrentProcessId())},
+      open_(reinterpret_cast<std::intptr_t>(CreateNamedPipeA(
+          paths_.back().c_str(), PIPE_ACCESS_DUPLEX, PIPE_TYPE_BYTE, 1, 4096, 4096, 0, nullptr)))
+{
+    if (reinterpret_cast<HANDLE>(open_) == INVALID_HANDLE_VALUE)
+        throw std::runtime_error("cannot make the pipe " + paths_.back());
+}
+
+Irregular_Files::~Irregular_Files()
+{
+    CloseHandle(reinterpret_cast<HANDLE>(open_));
+}
+
 void* load_library(const std::string& path)
 {
     return LoadLibraryA(path.c_str());
@@ -62,6 +89,13 @@ void* load_library(const std::string& path)
 bool unload_library(void* library)
 {
     return FreeLibrary(static_cast<HMODULE>(library)) != 0;
+}
+
+void (*find_function(void* library, const std::string& name))()
+{
+    const auto function =
+        library == nullptr ? nullptr : GetProcAddress(static_cast<HMODULE>(library), name.c_str());
+    return reinterpret_cast<void (*)()>(function);
 }
 
 namespace {

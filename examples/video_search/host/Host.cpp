@@ -1,5 +1,6 @@
 #include "Host.h"
 
+#include <KRCommon/frame/Configuration_Status.h>
 #include <KRCommon/frame/Log.h>
 #include <KRCommon/frame/Log_Manager.h>
 #include <KRCommon/util/Code_Pages.h>
@@ -186,6 +187,18 @@ std::string make_run_id()
     return kr_to_string(kr_to_guid(uuid.to_string()->c_str()));
 }
 
+// It was read before any log was open.
+void report_configuration(const std::string& program)
+{
+    const KR_Configuration_Status& configuration = kr_configuration_status();
+    if (configuration.is_read)
+        kr_log(KR_LOG_SITE(LM_INFO), "%T T%04t INF %s: named colours from '%s'\n", program,
+               configuration.path);
+    else
+        kr_log(KR_LOG_SITE(LM_ERROR), "%T T%04t*ERR %s: no named colours, '%s' is not used: %s\n",
+               program, configuration.path, configuration.error);
+}
+
 } // namespace
 
 // The interval of the profiler is 0, so that each call reports: the reporter keeps the time.
@@ -200,6 +213,7 @@ Host::Host(const std::string& program, const std::string& logs, const char* path
            "%T T%04t INF %s: started, run %s, file version %s; KRCommon %s, %s file version %s\n",
            program_, run_id_, own.GetVersionInfo(), VIDEO_SEARCH_LIBRARY_VERSION, library.path(),
            library.GetVersionInfo());
+    report_configuration(program_);
 }
 
 Host::~Host()

@@ -1,5 +1,6 @@
 #include "host/Host.h"
 
+#include <KRCommon/frame/Configuration_Status.h>
 #include <KRCommon/frame/Log.h>
 #include <KRCommon/util/Guid.h>
 
@@ -163,6 +164,16 @@ TEST_F(HostTest, StartLineNamesProgramRunAndVersions)
                           ", file version Version not supported; KRCommon 1\\.0\\.0, "
                           "(lib)?KRCommon\\.(so|dll)[.0-9]* file version .+");
     EXPECT_TRUE(std::regex_match(found[0], line)) << found[0];
+}
+
+TEST_F(HostTest, OneLineTellsWhatBecameOfTheConfiguration)
+{
+    {
+        const Host host("prog", logs(), "no such program");
+    }
+    const KR_Configuration_Status& configuration = kr_configuration_status();
+    ASSERT_TRUE(configuration.is_read) << configuration.error;
+    EXPECT_EQ(1U, log_lines(" INF prog: named colours from '" + configuration.path).size());
 }
 
 TEST_F(HostTest, LastLineTellsThatTheRunEnded)
