@@ -2,7 +2,8 @@
 
 add_library(kr_warnings INTERFACE)
 target_compile_options(kr_warnings INTERFACE
-  $<$<COMPILE_LANGUAGE:CXX>:-Wall;-Wextra;-Wpedantic;-Wconversion;-Wshadow;-Werror>)
+  $<$<COMPILE_LANGUAGE:CXX>:-Wall;-Wextra;-Wpedantic;-Wconversion;-Wshadow>
+  $<$<AND:$<COMPILE_LANGUAGE:CXX>,$<BOOL:${KR_WERROR}>>:-Werror>)
 
 # Fused multiply-add would round colour arithmetic differently from one machine to another.
 add_compile_options(-ffp-contract=off)
