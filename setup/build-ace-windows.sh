@@ -3,15 +3,12 @@
 # does nothing when it is there. About 3 minutes.
 #
 # The release is 6.5.12, the line that the hosts of the library use. Another one that has
-# passed the tests: ACE_VERSION=7.0.8 setup/build-ace-windows.sh, then configure with
-# -DKR_ACE_ROOT=<the folder that it names>.
+# passed the tests is 7.0.8: set ACE_VERSION=7.0.8 for this script and for CMake's configuration.
 set -euo pipefail
-ACE_VERSION=${ACE_VERSION:-6.5.12}
-RECIPE=1 # raise it whenever the recipe changes
-CACHE=${KRCOMMON_CACHE:-${XDG_CACHE_HOME:-$HOME/.cache}/krcommon}
-DEST=$CACHE/ace-$ACE_VERSION-x86-mingw-r$RECIPE
-
-. "$(dirname "${BASH_SOURCE[0]}")/debian-source.sh"
+here=$(dirname "${BASH_SOURCE[0]}")
+. "$here/cache.sh" # the recipe's number, to be raised whenever this file makes something else
+. "$here/debian-source.sh"
+DEST=$ACE_ROOT_WINDOWS
 
 say() { printf '== %s\n' "$*"; }
 

@@ -14,7 +14,7 @@
 set -euo pipefail
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 . "$here/packages.sh"
-CACHE=${KRCOMMON_CACHE:-${XDG_CACHE_HOME:-$HOME/.cache}/krcommon}
+. "$here/cache.sh"
 CODENAME=$(. /etc/os-release && echo "${VERSION_CODENAME:-}")
 
 say() { printf '== %s\n' "$*"; }
