@@ -46,10 +46,25 @@ E
     printf 'workspace {\n  ace/ace.mpc\n}\n' >min.mwc
 }
 
+# build LOG: everything is written to the file, and the progress told.
 build() {
+    local make=(make -C ace -f GNUmakefile.ACE) files
     export ACE_ROOT=$PWD MPC_ROOT=$PWD/MPC
-    perl MPC/mwc.pl -type gnuace -features ssl=0 min.mwc
-    make -C ace -f GNUmakefile.ACE -j"$(nproc)"
+    perl MPC/mwc.pl -type gnuace -features ssl=0 min.mwc >"$1" 2>&1 || return 1
+    files=$("${make[@]}" -n 2>/dev/null | grep -c -- ' -c ') || return 1
+    "${make[@]}" -j"$(nproc)" 2>&1 | tee -a "$1" | tell_progress "$files"
+}
+
+# Reads make's output and says at each tenth how many of $1 files are compiled.
+tell_progress() {
+    local line compiled=0 tenth=0
+    while IFS= read -r line; do
+        case $line in *' -c '*) compiled=$((compiled + 1)) ;; esac
+        if [ $((10 * compiled / $1)) -gt $tenth ]; then
+            tenth=$((10 * compiled / $1))
+            say "ACE: $compiled of $1 files"
+        fi
+    done
 }
 
 # Moves headers (with the template bodies that they include), import library, DLL and
@@ -83,5 +98,5 @@ mkdir "$work/ace"
 tar xf "$work"/src/ace_*.orig.tar.* -C "$work/ace" --strip-components=1
 cd "$work/ace"
 write_build_configuration
-build >"$work/log" 2>&1 || { tail -30 "$work/log"; exit 1; }
+build "$work/log" || { tail -n 30 "$work/log"; exit 1; }
 install_to_cache
