@@ -19,8 +19,11 @@ endif()
 
 if(MINGW)
   # SSE arithmetic, for hosts too: x87 registers round otherwise, and change bits of a NaN that an
-  # inline function copies. The toolchain file gives it to what is not ours.
+  # inline function copies. Like 64-bit seconds it does not hang on our toolchain file: the sources
+  # may be part of a host's project, which has its own.
   set(KR_ARITHMETIC -msse2 -mfpmath=sse)
+  add_compile_options(${KR_ARITHMETIC})
+  add_compile_definitions(__MINGW_USE_VC2005_COMPAT)
 
   # Before any other target: every program and library is linked with it.
   add_library(kr_time64 STATIC ${CMAKE_CURRENT_LIST_DIR}/time64_shim.c)

@@ -1,9 +1,8 @@
 # Adds the library's sources to a host's project that has another KRSOAP package: that package's
 # types are used, and the host keeps its own build type and warnings.
 #
-#   cmake -D KRCOMMON=<source folder> -D WORK=<scratch folder> [-D TOOLCHAIN=<file>]
-#         -D CC=<compiler> -D CXX=<compiler>
-#         -D SUFFIX=<that of an object file> -P run.cmake
+#   cmake -D KRCOMMON=<source folder> -D WORK=<scratch folder> -D SYSTEM=<Linux|Windows>
+#         -D CC=<compiler> -D CXX=<compiler> -D SUFFIX=<that of an object file> -P run.cmake
 
 include(${CMAKE_CURRENT_LIST_DIR}/../support/run.cmake)
 
@@ -22,11 +21,10 @@ file(WRITE ${package}/lib/cmake/KRSOAP/KRSOAPConfig.cmake
 target_include_directories(KRSOAP::krsoap INTERFACE \${CMAKE_CURRENT_LIST_DIR}/../../../include)\n")
 
 set(options -DKRCOMMON_SOURCE=${KRCOMMON} -DCMAKE_PREFIX_PATH=${package}
-    -DCMAKE_EXPORT_COMPILE_COMMANDS=ON -DCMAKE_BUILD_TYPE=)
-if(TOOLCHAIN)
-  list(APPEND options -DCMAKE_TOOLCHAIN_FILE=${TOOLCHAIN} -DCMAKE_FIND_ROOT_PATH=${package})
-else()
-  list(APPEND options -DCMAKE_C_COMPILER=${CC} -DCMAKE_CXX_COMPILER=${CXX})
+    -DCMAKE_EXPORT_COMPILE_COMMANDS=ON -DCMAKE_BUILD_TYPE= -DCMAKE_C_COMPILER=${CC}
+    -DCMAKE_CXX_COMPILER=${CXX})
+if(SYSTEM STREQUAL "Windows") # without our toolchain file
+  list(APPEND options -DCMAKE_SYSTEM_NAME=Windows)
 endif()
 run(${CMAKE_COMMAND} -G Ninja -S ${CMAKE_CURRENT_LIST_DIR} -B ${WORK}/build ${options})
 
