@@ -11,26 +11,22 @@ install(TARGETS ${kr_installed_targets} EXPORT KRCommonTargets
         LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
         ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
 if(WIN32)
-  install(FILES ${KR_RUNTIME_DLLS} DESTINATION ${CMAKE_INSTALL_BINDIR})
+  # With all that a host needs: the other DLLs, and ACE to compile with.
+  foreach(dll ${KR_RUNTIME_DLLS})
+    get_filename_component(name ${dll} NAME)
+    install(PROGRAMS ${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/${name} DESTINATION ${CMAKE_INSTALL_BINDIR})
+  endforeach()
+  install(DIRECTORY ${ACE_INCLUDE_DIR}/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+  install(FILES ${ACE_LIBRARY} DESTINATION ${CMAKE_INSTALL_LIBDIR})
+  include(KRLicences)
+  kr_install_licences()
 endif()
 
-# The public headers, module by module; internals, tests and platform/ stay behind.
-install(FILES KRCommon_Export.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/KRCommon)
-install(FILES frame/Component_Base.h frame/Configuration_Status.h frame/Log.h frame/Log_Check.h frame/Log_Manager.h
-              frame/Mutex.h frame/ProfileHelper.h frame/SEH.h
-        DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/KRCommon/frame)
-install(FILES colors/Colors.h colors/Configuration.h
-        DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/KRCommon/colors)
-install(FILES eventlog/Event_Log.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/KRCommon/eventlog)
-install(FILES objects/Geom_Box2D.h objects/Objects.h
-        DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/KRCommon/objects)
-install(FILES records/Agent_Data.h records/Scheduled_Task.h records/VMS_Proxy_Data.h records/VapData.h
-        DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/KRCommon/records)
-install(FILES util/Addresses.h util/Base64.h util/Code_Pages.h util/Guid.h util/SHA1.h
-              util/String_Encryption.h util/Text.h util/Time_Text.h util/Url.h util/Utils.h
-              util/Version_Retriever.h
-        DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/KRCommon/util)
-install(FILES platform/Minidump_Type.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/KRCommon/platform)
+# The modules install their public headers themselves (kr_module).
+install(FILES KRCommon_Export.h ${kr_version_header}
+        DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/KRCommon)
+
+install(FILES ${PROJECT_SOURCE_DIR}/docs/using.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
 
 # The configuration lies beside the library, where it is looked for; its schema is for editors.
 if(WIN32)
@@ -38,8 +34,10 @@ if(WIN32)
 else()
   set(kr_library_dir ${CMAKE_INSTALL_LIBDIR})
 endif()
-install(FILES ${PROJECT_SOURCE_DIR}/config/KRCommon.xml ${PROJECT_SOURCE_DIR}/config/KRCommon.xsd
-        DESTINATION ${kr_library_dir})
+install(FILES ${PROJECT_SOURCE_DIR}/config/KRCommon.xsd DESTINATION ${kr_library_dir})
+install(CODE "set(KR_CONFIGURATION \"${PROJECT_SOURCE_DIR}/config/KRCommon.xml\")
+set(KR_FOLDER \"${kr_library_dir}\")")
+install(SCRIPT ${PROJECT_SOURCE_DIR}/cmake/install_configuration.cmake)
 
 configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/KRCommonConfig.cmake.in
   ${CMAKE_CURRENT_BINARY_DIR}/KRCommonConfig.cmake INSTALL_DESTINATION ${kr_package_dir})
@@ -51,9 +49,25 @@ install(FILES ${CMAKE_CURRENT_BINARY_DIR}/KRCommonConfig.cmake
         DESTINATION ${kr_package_dir})
 install(EXPORT KRCommonTargets NAMESPACE KRCommon:: DESTINATION ${kr_package_dir})
 
-# The pkg-config file finds its prefix from its own place.
+# The pkg-config file finds its prefix from its own place. Where there is no package of ACE to refer
+# to, it names ACE's flags, and ours, as the targets have them.
 file(RELATIVE_PATH kr_pc_prefix /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
 string(REGEX REPLACE "/$" "" kr_pc_prefix "${kr_pc_prefix}")
+if(WIN32)
+  get_target_property(definitions ACE::ACE INTERFACE_COMPILE_DEFINITIONS)
+  list(TRANSFORM definitions PREPEND -D)
+  list(JOIN definitions " " definitions)
+  list(JOIN KR_ARITHMETIC " " arithmetic)
+  get_target_property(wraps kr_time64 INTERFACE_LINK_OPTIONS)
+  list(TRANSFORM wraps REPLACE "^LINKER:" "-Wl,")
+  list(JOIN wraps " " wraps)
+  set(kr_pc_cflags "${definitions} ${arithmetic}")
+  set(kr_pc_libs "-lACE -lkr_time64 ${wraps} -lws2_32")
+else()
+  set(kr_pc_requires ACE)
+  set(kr_pc_cflags -pthread)
+  set(kr_pc_libs -pthread)
+endif()
 configure_file(${PROJECT_SOURCE_DIR}/cmake/KRCommon.pc.in ${CMAKE_CURRENT_BINARY_DIR}/KRCommon.pc
                @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/KRCommon.pc

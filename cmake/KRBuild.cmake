@@ -2,7 +2,8 @@
 
 add_library(kr_warnings INTERFACE)
 target_compile_options(kr_warnings INTERFACE
-  $<$<COMPILE_LANGUAGE:CXX>:-Wall;-Wextra;-Wpedantic;-Wconversion;-Wshadow;-Werror>)
+  $<$<COMPILE_LANGUAGE:CXX>:-Wall;-Wextra;-Wpedantic;-Wconversion;-Wshadow>
+  $<$<AND:$<COMPILE_LANGUAGE:CXX>,$<BOOL:${KR_WERROR}>>:-Werror>)
 
 # Fused multiply-add would round colour arithmetic differently from one machine to another.
 add_compile_options(-ffp-contract=off)
@@ -17,6 +18,13 @@ if(KR_COVERAGE)
 endif()
 
 if(MINGW)
+  # SSE arithmetic, for hosts too: x87 registers round otherwise, and change bits of a NaN that an
+  # inline function copies. Like 64-bit seconds it does not hang on our toolchain file: the sources
+  # may be part of a host's project, which has its own.
+  set(KR_ARITHMETIC -msse2 -mfpmath=sse)
+  add_compile_options(${KR_ARITHMETIC})
+  add_compile_definitions(__MINGW_USE_VC2005_COMPAT)
+
   # Before any other target: every program and library is linked with it.
   add_library(kr_time64 STATIC ${CMAKE_CURRENT_LIST_DIR}/time64_shim.c)
   foreach(symbol nanosleep clock_nanosleep clock_gettime clock_getres pthread_cond_timedwait
@@ -32,7 +40,8 @@ elseif(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
   add_compile_options($<$<COMPILE_LANGUAGE:CXX>:-fno-gnu-unique>) # dlclose really unloads
 endif()
 
-# The DLLs that every Windows program here needs beside it, in KR_RUNTIME_DLLS.
+# The DLLs that every Windows program here needs beside it, in KR_RUNTIME_DLLS. They are copied
+# beside the programs without their debug information, which is most of libstdc++.
 function(kr_find_runtime_dlls)
   set(dlls ${ACE_RUNTIME})
   foreach(name libgcc_s_dw2-1.dll libstdc++-6.dll libwinpthread-1.dll)
@@ -45,6 +54,14 @@ function(kr_find_runtime_dlls)
       message(FATAL_ERROR "${name} was not found; './kr setup windows' installs it.")
     endif()
     list(APPEND dlls ${path})
+  endforeach()
+  file(MAKE_DIRECTORY ${CMAKE_RUNTIME_OUTPUT_DIRECTORY})
+  foreach(dll ${dlls})
+    get_filename_component(name ${dll} NAME)
+    set(copy ${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/${name})
+    if(${dll} IS_NEWER_THAN ${copy})
+      execute_process(COMMAND ${CMAKE_STRIP} -o ${copy} ${dll} COMMAND_ERROR_IS_FATAL ANY)
+    endif()
   endforeach()
   set(KR_RUNTIME_DLLS ${dlls} PARENT_SCOPE)
 endfunction()

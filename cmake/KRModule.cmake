@@ -1,10 +1,11 @@
 # The build of one folder of the library, one call a folder.
 #
-#   kr_module(NAME SOURCES x.cpp ... [TESTS x_test.cpp ...] [BENCHES x_bench.cpp ...]
-#             [TEST_LIBRARIES t ...] [BENCH_LIBRARIES t ...])
+#   kr_module(NAME [HEADERS x.h ...] SOURCES x.cpp ... [TESTS x_test.cpp ...]
+#             [BENCHES x_bench.cpp ...] [TEST_LIBRARIES t ...] [BENCH_LIBRARIES t ...])
 #
 # adds the sources to the library and makes the programs NAME_tests and NAME_bench of the rest.
-# Both are linked from the library's objects, so that internals stay testable.
+# Both are linked from the library's objects, so that internals stay testable. HEADERS are the public
+# ones, which are installed; what is not named there is internal.
 
 include(GoogleTest)
 
@@ -38,7 +39,8 @@ function(kr_bench name)
 endfunction()
 
 function(kr_module name)
-  cmake_parse_arguments(arg "" "" "SOURCES;TESTS;BENCHES;TEST_LIBRARIES;BENCH_LIBRARIES" ${ARGN})
+  cmake_parse_arguments(arg "" "" "HEADERS;SOURCES;TESTS;BENCHES;TEST_LIBRARIES;BENCH_LIBRARIES" ${ARGN})
+  install(FILES ${arg_HEADERS} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/KRCommon/${name})
   list(TRANSFORM arg_SOURCES PREPEND ${CMAKE_CURRENT_SOURCE_DIR}/)
   target_sources(krcommon_objects PRIVATE ${arg_SOURCES})
   if(KR_TESTS AND arg_TESTS)

@@ -8,8 +8,7 @@ set(CMAKE_C_COMPILER ${_triple}-gcc-posix)
 set(CMAKE_CXX_COMPILER ${_triple}-g++-posix)
 set(CMAKE_RC_COMPILER ${_triple}-windres)
 
-# 64-bit time_t in every translation unit, third-party ones included, and SSE arithmetic:
-# x87 registers would round float results differently from x86-64.
+# 64-bit time_t in every translation unit, and SSE arithmetic: for what is not ours, too (KRBuild).
 set(CMAKE_C_FLAGS_INIT "-D__MINGW_USE_VC2005_COMPAT -msse2 -mfpmath=sse")
 set(CMAKE_CXX_FLAGS_INIT "-D__MINGW_USE_VC2005_COMPAT -msse2 -mfpmath=sse")
 

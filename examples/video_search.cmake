@@ -16,13 +16,13 @@ if(flags)
   list(APPEND options -DCMAKE_CXX_FLAGS=${flags})
 endif()
 if(WIN32)
-  # Beside ACE, in the same cache (setup/build-sqlite-windows.sh).
-  get_filename_component(cache ${KR_ACE_ROOT} DIRECTORY)
-  set(KR_SQLITE_ROOT ${cache}/sqlite-3-x86-mingw-r1 CACHE PATH "SQLite built for x86 Windows")
+  if(NOT KR_SQLITE_ROOT) # built by setup/build-sqlite-windows.sh
+    kr_cached(SQLITE_ROOT_WINDOWS KR_SQLITE_ROOT)
+  endif()
   if(NOT EXISTS ${KR_SQLITE_ROOT}/.complete)
     message(FATAL_ERROR "SQLite for x86 Windows is not in ${KR_SQLITE_ROOT}: run ./kr setup windows")
   endif()
-  list(APPEND options -DCMAKE_TOOLCHAIN_FILE=${CMAKE_TOOLCHAIN_FILE} -DKR_ACE_ROOT=${KR_ACE_ROOT}
+  list(APPEND options -DCMAKE_TOOLCHAIN_FILE=${CMAKE_TOOLCHAIN_FILE}
        -DCMAKE_FIND_ROOT_PATH=${stage}$<SEMICOLON>${KR_SQLITE_ROOT})
 endif()
 

@@ -61,7 +61,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const std::optional<File_Version> version = version_of(data, size);
     require(version_of(data, size) == version);
     require(!version || contains({data, data + size}, *version));
-    for (const std::size_t part : {1, 2, 3, 7, 15}) {
+    for (const std::size_t part : {1u, 2u, 3u, 7u, 15u}) {
         const std::optional<File_Version> of_part = version_of(data, size * part / 16);
         require(!of_part || of_part == version);
     }

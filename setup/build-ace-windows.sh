@@ -3,15 +3,12 @@
 # does nothing when it is there. About 3 minutes.
 #
 # The release is 6.5.12, the line that the hosts of the library use. Another one that has
-# passed the tests: ACE_VERSION=7.0.8 setup/build-ace-windows.sh, then configure with
-# -DKR_ACE_ROOT=<the folder that it names>.
+# passed the tests is 7.0.8: set ACE_VERSION=7.0.8 for this script and for CMake's configuration.
 set -euo pipefail
-ACE_VERSION=${ACE_VERSION:-6.5.12}
-RECIPE=1 # raise it whenever the recipe changes
-CACHE=${KRCOMMON_CACHE:-${XDG_CACHE_HOME:-$HOME/.cache}/krcommon}
-DEST=$CACHE/ace-$ACE_VERSION-x86-mingw-r$RECIPE
-
-. "$(dirname "${BASH_SOURCE[0]}")/debian-source.sh"
+here=$(dirname "${BASH_SOURCE[0]}")
+. "$here/cache.sh" # the recipe's number, to be raised whenever this file makes something else
+. "$here/debian-source.sh"
+DEST=$ACE_ROOT_WINDOWS
 
 say() { printf '== %s\n' "$*"; }
 
@@ -49,10 +46,25 @@ E
     printf 'workspace {\n  ace/ace.mpc\n}\n' >min.mwc
 }
 
+# build LOG: everything is written to the file, and the progress told.
 build() {
+    local make=(make -C ace -f GNUmakefile.ACE) files
     export ACE_ROOT=$PWD MPC_ROOT=$PWD/MPC
-    perl MPC/mwc.pl -type gnuace -features ssl=0 min.mwc
-    make -C ace -f GNUmakefile.ACE -j"$(nproc)"
+    perl MPC/mwc.pl -type gnuace -features ssl=0 min.mwc >"$1" 2>&1 || return 1
+    files=$("${make[@]}" -n 2>/dev/null | grep -c -- ' -c ') || return 1
+    "${make[@]}" -j"$(nproc)" 2>&1 | tee -a "$1" | tell_progress "$files"
+}
+
+# Reads make's output and says at each tenth how many of $1 files are compiled.
+tell_progress() {
+    local line compiled=0 tenth=0
+    while IFS= read -r line; do
+        case $line in *' -c '*) compiled=$((compiled + 1)) ;; esac
+        if [ $((10 * compiled / $1)) -gt $tenth ]; then
+            tenth=$((10 * compiled / $1))
+            say "ACE: $compiled of $1 files"
+        fi
+    done
 }
 
 # Moves headers (with the template bodies that they include), import library, DLL and
@@ -86,5 +98,5 @@ mkdir "$work/ace"
 tar xf "$work"/src/ace_*.orig.tar.* -C "$work/ace" --strip-components=1
 cd "$work/ace"
 write_build_configuration
-build >"$work/log" 2>&1 || { tail -30 "$work/log"; exit 1; }
+build "$work/log" || { tail -n 30 "$work/log"; exit 1; }
 install_to_cache

@@ -3,12 +3,11 @@
 # per-user cache, with the headers of CLI11 and mustache beside them; does nothing when they are
 # there. The video search example needs them. About 1 minute.
 set -euo pipefail
-RECIPE=1 # raise it whenever the recipe changes
-CACHE=${KRCOMMON_CACHE:-${XDG_CACHE_HOME:-$HOME/.cache}/krcommon}
-DEST=$CACHE/sqlite-3-x86-mingw-r$RECIPE
+here=$(dirname "${BASH_SOURCE[0]}")
+. "$here/cache.sh" # the recipe's number, to be raised whenever this file makes something else
+. "$here/debian-source.sh"
+DEST=$SQLITE_ROOT_WINDOWS
 FLAGS="-O2 -D__MINGW_USE_VC2005_COMPAT -msse2 -mfpmath=sse" # as the library
-
-. "$(dirname "${BASH_SOURCE[0]}")/debian-source.sh"
 
 say() { printf '== %s\n' "$*"; }
 

@@ -1,29 +1,38 @@
-# shellcheck shell=bash
+# shellcheck shell=bash disable=SC2034
 # Debian packages that each part of the work needs; sourced by setup/setup.sh.
 
-# Library, tests and benchmarks for Linux. The googletest package brings the sources that
-# every preset compiles with its own flags. xmllint and expat give a second opinion on XML; Python
-# runs one on object records. These and the libraries of the last lines are peers in the benchmarks.
-# shellcheck disable=SC2034
-LINUX_PACKAGES=(g++ make cmake ninja-build pkg-config libace-dev googletest libbenchmark-dev
-                libxml2-utils libexpat1-dev python3
-                libabsl-dev libopencv-imgproc-dev libpugixml-dev libxml2-dev libssl-dev libfmt-dev
-                protobuf-compiler libprotobuf-dev flatbuffers-compiler libflatbuffers-dev)
+# The library for Linux: all that './kr install' needs.
+LIBRARY_PACKAGES=(g++ cmake ninja-build libace-dev)
+
+# The library for Windows: the cross compiler, whose win32 thread model would have no std::thread, and
+# what builds ACE there: make, its project generator's Perl, its archive's packer.
+WINDOWS_LIBRARY_PACKAGES=(g++-mingw-w64-i686-posix make perl xz-utils bzip2)
+
+# The tests. The googletest package brings the sources that every preset compiles with its own flags.
+# xmllint and expat give a second opinion on XML; Python runs one on object records.
+TEST_PACKAGES=(googletest pkg-config libxml2-utils libexpat1-dev python3)
+
+# 32-bit Wine, which runs them on Windows.
+WINE_PACKAGES=(wine wine32:i386)
 
 # What the hosts in examples/video_search use: video and vision, the store, command line and page.
 EXAMPLE_PACKAGES=(libopencv-objdetect-dev libopencv-video-dev libopencv-videoio-dev
                   libopencv-imgcodecs-dev libsqlite3-dev libsqlitecpp-dev libcli11-dev
                   libkainjow-mustache-dev)
 
-# Cross compiler with the POSIX thread model, 32-bit Wine for the tests, and what ACE's
-# project generator needs; Tcl makes SQLite's one-file form. The win32 thread model has no
-# std::thread.
-WINDOWS_PACKAGES=(g++-mingw-w64-i686-posix wine wine32:i386 perl xz-utils bzip2 tcl)
+# Tcl makes SQLite's one-file form, which is compiled for Windows.
+WINDOWS_EXAMPLE_PACKAGES=(tcl)
+
+# The benchmarks and the libraries that they compare with.
+BENCH_PACKAGES=(libbenchmark-dev libabsl-dev libopencv-imgproc-dev libexpat1-dev libpugixml-dev
+                libxml2-dev libssl-dev libfmt-dev protobuf-compiler libprotobuf-dev
+                flatbuffers-compiler libflatbuffers-dev)
 
 # Format and static checks.
 CHECK_PACKAGES=(clang-format-14 clang-tidy-14 shellcheck git)
 
-# libFuzzer comes with clang.
+# The second compiler; libFuzzer comes with it.
+CLANG_PACKAGES=(clang-14)
 FUZZ_PACKAGES=(clang-14 libclang-rt-14-dev)
 
 # Coverage report.

@@ -1,31 +1,53 @@
 #!/usr/bin/env bash
-# Installs what is missing to build and test on Debian 12 (amd64); safe to run again.
+# Installs what is missing on Debian 12 (amd64); safe to run again. Give one or more parts:
 #
-#   setup/setup.sh linux      compiler, CMake, ACE, GoogleTest, Google Benchmark, what the examples use
-#   setup/setup.sh windows    cross compiler, 32-bit Wine, ACE and SQLite built for x86 Windows
-#   setup/setup.sh demo       the recording that the demo analyses
-#   setup/setup.sh checks     clang-format, clang-tidy, shellcheck
-#   setup/setup.sh fuzz       clang with libFuzzer
-#   setup/setup.sh coverage   gcovr
+#   library           the library for Linux: compiler, CMake, ACE
+#   windows-library   the library for Windows: cross compiler, ACE built for it
+#   linux             library, tests and examples for Linux
+#   windows           the same for Windows: 32-bit Wine, SQLite built for it; and the part linux
+#   bench             the benchmarks and the libraries that they compare with
+#   clang             the second compiler, and the tests
+#   fuzz              clang with libFuzzer
+#   coverage          gcovr, and the tests
+#   checks            clang-format, clang-tidy, shellcheck
+#   demo              the recording that the demo analyses
 #
 # Root (or sudo) is needed only for packages that are missing. What is built here lies in a
-# per-user cache outside the repository: $KRCOMMON_CACHE, else $XDG_CACHE_HOME/krcommon,
-# else ~/.cache/krcommon.
+# per-user cache outside the repository (setup/cache.sh).
 set -euo pipefail
 here=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 . "$here/packages.sh"
-CACHE=${KRCOMMON_CACHE:-${XDG_CACHE_HOME:-$HOME/.cache}/krcommon}
+. "$here/cache.sh"
 CODENAME=$(. /etc/os-release && echo "${VERSION_CODENAME:-}")
 
 say() { printf '== %s\n' "$*"; }
 as_root() { if [ "$(id -u)" = 0 ]; then "$@"; else sudo "$@"; fi; }
 installed() { [ "$(dpkg-query -W -f '${db:Status-Status}' "$1" 2>/dev/null)" = installed ]; }
+knows_i386() { dpkg --print-foreign-architectures | grep -qx i386; }
+
+# As root, or by sudo without a password, or with one that somebody can type.
+can_be_root() {
+    [ "$(id -u)" = 0 ] || sudo -n true 2>/dev/null ||
+        { [ -t 0 ] && command -v sudo >/dev/null && sudo true; }
+}
+
+# Tells a user without root's rights, once, what is to be installed.
+ask_for_packages() {
+    say "missing, and only root can install it. Have this run once, then try again:"
+    printf '\n    %sapt-get update; apt-get install --no-install-recommends %s\n\n' \
+        "$(if [[ "$*" = *:i386* ]] && ! knows_i386; then echo 'dpkg --add-architecture i386; '; fi)" \
+        "$*"
+    exit 1
+}
 
 install_packages() {
     local package missing=() aligned
     for package in "$@"; do installed "$package" || missing+=("$package"); done
     [ ${#missing[@]} -gt 0 ] || return 0
+    mapfile -t missing < <(printf '%s\n' "${missing[@]}" | sort -u)
+    can_be_root || ask_for_packages "${missing[@]}"
     say "installing: ${missing[*]}"
+    [[ "${missing[*]}" != *:i386* ]] || knows_i386 || as_root dpkg --add-architecture i386
     # One unreadable index must not stop us: whether the packages install decides.
     as_root apt-get update -qq || say "the package index did not refresh completely; going on"
     local apt=(as_root env DEBIAN_FRONTEND=noninteractive
@@ -75,19 +97,44 @@ same_source_at() {
         done
 }
 
-enable_i386() {
-    dpkg --print-foreign-architectures | grep -qx i386 || as_root dpkg --add-architecture i386
+# The packages of one part, one a line.
+packages_of() {
+    local linux=("${LIBRARY_PACKAGES[@]}" "${TEST_PACKAGES[@]}" "${EXAMPLE_PACKAGES[@]}")
+    local list
+    case $1 in
+    library) list=("${LIBRARY_PACKAGES[@]}") ;;
+    windows-library) list=("${LIBRARY_PACKAGES[@]}" "${WINDOWS_LIBRARY_PACKAGES[@]}") ;;
+    linux) list=("${linux[@]}") ;;
+    windows)
+        list=("${linux[@]}" "${WINDOWS_LIBRARY_PACKAGES[@]}" "${WINE_PACKAGES[@]}"
+              "${WINDOWS_EXAMPLE_PACKAGES[@]}")
+        ;;
+    bench) list=("${LIBRARY_PACKAGES[@]}" "${BENCH_PACKAGES[@]}") ;;
+    clang) list=("${LIBRARY_PACKAGES[@]}" "${TEST_PACKAGES[@]}" "${CLANG_PACKAGES[@]}") ;;
+    fuzz) list=("${LIBRARY_PACKAGES[@]}" "${FUZZ_PACKAGES[@]}") ;;
+    coverage) list=("${LIBRARY_PACKAGES[@]}" "${TEST_PACKAGES[@]}" "${COVERAGE_PACKAGES[@]}") ;;
+    checks) list=("${CHECK_PACKAGES[@]}") ;;
+    demo) return 0 ;;
+    *)
+        echo "setup: unknown part '$1'; the beginning of $0 lists them" >&2
+        return 2
+        ;;
+    esac
+    printf '%s\n' "${list[@]}"
 }
 
-linux() { install_packages "${LINUX_PACKAGES[@]}" "${EXAMPLE_PACKAGES[@]}"; }
-
-windows() {
-    linux
-    enable_i386
-    install_packages "${WINDOWS_PACKAGES[@]}"
-    "$here/build-ace-windows.sh"
-    "$here/build-sqlite-windows.sh"
-    "$here/wine-run.sh" cmd /c ver >/dev/null # makes the Wine prefix: 15 s the first time
+# What a part needs beside packages.
+build_for() {
+    case $1 in
+    windows | windows-library) "$here/build-ace-windows.sh" ;;
+    esac
+    case $1 in
+    windows)
+        "$here/build-sqlite-windows.sh"
+        "$here/wine-run.sh" cmd /c ver >/dev/null # makes the Wine prefix: 15 s the first time
+        ;;
+    demo) fetch_recording ;;
+    esac
 }
 
 download() { # download PACKAGE FOLDER: needs no root
@@ -95,7 +142,7 @@ download() { # download PACKAGE FOLDER: needs no root
 }
 
 # A street recording from the package opencv-doc, of which nothing else is needed, into the cache.
-demo() {
+fetch_recording() {
     local file=usr/share/doc/opencv-doc/examples/data/vtest.avi work=$CACHE/demo.new
     [ ! -f "$CACHE/vtest.avi" ] || return 0
     say "fetching the demo's recording (96 MB)"
@@ -103,6 +150,7 @@ demo() {
     rm -rf "$work"
     mkdir "$work"
     download opencv-doc "$work" || { # an old index may name what is no longer there
+        can_be_root || return 1
         as_root apt-get update -qq || say "the package index did not refresh completely; going on"
         download opencv-doc "$work"
     }
@@ -111,24 +159,13 @@ demo() {
     rm -rf "$work"
 }
 
-checks() { install_packages "${CHECK_PACKAGES[@]}"; }
-fuzz() {
-    linux
-    install_packages "${FUZZ_PACKAGES[@]}"
-}
-coverage() {
-    linux
-    install_packages "${COVERAGE_PACKAGES[@]}"
-}
-
-case ${1:-} in
-linux | windows | demo | checks | fuzz | coverage)
+[ $# -gt 0 ] || set -- none
+needed=""
+for part in "$@"; do needed+=" $(packages_of "$part")"; done
+if [ -n "${needed// /}" ]; then
     command -v dpkg-query >/dev/null || { say "this set-up knows Debian's packages only"; exit 1; }
-    "$1"
-    say "set-up for $1: ready"
-    ;;
-*)
-    echo "usage: $0 linux|windows|demo|checks|fuzz|coverage" >&2
-    exit 2
-    ;;
-esac
+    # shellcheck disable=SC2086
+    install_packages $needed
+fi
+for part in "$@"; do build_for "$part"; done
+say "set-up for $*: ready"

@@ -5,8 +5,8 @@
 #   setup/wine-run.sh --stop                        ends the idle server at once
 # KR_TEST_LC_ALL sets the locale and with it the ANSI code page (ru_RU.UTF-8: 1251),
 # KR_TEST_TZ the time zone in POSIX form (MSK-3).
-cache=${KRCOMMON_CACHE:-${XDG_CACHE_HOME:-$HOME/.cache}/krcommon}
-export WINEPREFIX="${KRCOMMON_WINEPREFIX:-$cache/wine-x86}"
+. "$(dirname "$0")/cache.sh"
+export WINEPREFIX="${KRCOMMON_WINEPREFIX:-$CACHE/wine-x86}"
 export WINEARCH=win32
 export WINEDEBUG="${WINEDEBUG:--all}"
 export WINEDLLOVERRIDES="${WINEDLLOVERRIDES:-mscoree=;mshtml=;winemenubuilder.exe=d}"

@@ -35,6 +35,20 @@ foreach(file ${files})
     string(APPEND failures "${file}: a tab, a carriage return or a blank at a line's end\n")
   endif()
 endforeach()
+
+# Where things lie that are built once, and by which recipe, one file says.
+file(GLOB_RECURSE files RELATIVE ${SOURCE} ${SOURCE}/kr ${SOURCE}/setup/* ${SOURCE}/cmake/*
+     ${SOURCE}/examples/*.cmake ${SOURCE}/examples/CMakeLists.txt ${SOURCE}/KRCommon/CMakeLists.txt)
+list(REMOVE_ITEM files setup/cache.sh)
+list(APPEND files CMakeLists.txt CMakePresets.json)
+foreach(file ${files})
+  file(READ ${SOURCE}/${file} text)
+  string(REPLACE "~/.cache/krcommon" "" text "${text}") # ./kr help may name it
+  if(text MATCHES "-mingw-r|/krcommon}?\n|\\.cache/krcommon")
+    string(APPEND failures "${file}: ${CMAKE_MATCH_0} belongs into setup/cache.sh\n")
+  endif()
+endforeach()
+
 if(failures)
   message(FATAL_ERROR "${failures}")
 endif()

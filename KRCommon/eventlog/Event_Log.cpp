@@ -183,8 +183,8 @@ void KR_Event_Log::createRegistry()
 
 void KR_Event_Log::registerToEventLog()
 {
-    if (source_ != nullptr)
-        system_.deregister_source(std::exchange(source_, nullptr));
+    if (source_ != nullptr) // that it fails is of no interest: the handle is given up
+        static_cast<void>(system_.deregister_source(std::exchange(source_, nullptr)));
     source_ = system_.register_source(log_name_);
     if (source_ == nullptr)
         kr_log(KR_LOG_SITE(LM_ERROR),

@@ -1,5 +1,7 @@
-// Logs into a folder through the installed library and reads the file back.
+// Logs into a folder through the installed library and reads the file back. It is built with the flags
+// that each kind of package gives, some of which change what is compiled of the headers: each is tried.
 
+#include <KRCommon/KRCommon_Version.h>
 #include <KRCommon/colors/Colors.h>
 #include <KRCommon/frame/Component_Base.h>
 #include <KRCommon/frame/Configuration_Status.h>
@@ -14,7 +16,10 @@
 #include <ace/Reactor.h>
 
 #include <chrono>
+#include <cstdint>
 #include <cstdio>
+#include <cstring>
+#include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -62,9 +67,33 @@ bool stores_objects()
            stored == object;
 }
 
+// 64-bit seconds, in this unit's copy of ACE's classes as in the library's.
+bool knows_2100()
+{
+    const ACE_Time_Value time(4'102'444'800);
+    return sizeof(std::time_t) == 8 && ACE_Time_Value(time).sec() == 4'102'444'800;
+}
+
+// A float that passes through inline functions keeps its bits, those of a signalling NaN too.
+bool keeps_float_bits()
+{
+    const std::uint32_t bits = 0x7FA00001;
+    volatile float number;
+    std::memcpy(const_cast<float*>(&number), &bits, sizeof bits);
+    const Geom_Box2D<float> box(number, number, number, number);
+    return std::memcmp(&box.MaxY, &bits, sizeof bits) == 0;
+}
+
+bool has_the_packages_version()
+{
+    return std::string(KRCOMMON_VERSION_TEXT) == PACKAGE_VERSION &&
+           KRCOMMON_VERSION == KRCOMMON_VERSION_MAJOR * 10000 + KRCOMMON_VERSION_MINOR * 100 +
+                                   KRCOMMON_VERSION_PATCH;
+}
+
 } // namespace
 
-int main(int, char**)
+int main() // without parameters, as hosts may write it
 {
     const std::filesystem::path folder = std::filesystem::current_path() / "consumer logs";
     std::filesystem::remove_all(folder);
@@ -79,7 +108,8 @@ int main(int, char**)
     }).join();
     logs->close();
     if (!is_logged(folder, " INF sensor 1 of consumer") || !does_wait() || !knows_colors() ||
-        !stores_objects() || KR_SEH::instance()->get_dump_type() != MiniDumpNormal) {
+        !stores_objects() || !knows_2100() || !keeps_float_bits() || !has_the_packages_version() ||
+        KR_SEH::instance()->get_dump_type() != MiniDumpNormal) {
         std::puts("consumer: failed");
         return 1;
     }

@@ -1,0 +1,36 @@
+# The licence texts of the DLLs that are installed with the library on Windows.
+
+# The copyright file of the package that the file belongs to; empty without one.
+function(kr_find_copyright file result)
+  file(REAL_PATH ${file} file)
+  execute_process(COMMAND dpkg-query -S ${file} OUTPUT_VARIABLE owner ERROR_QUIET)
+  string(REGEX REPLACE ":.*" "" owner "${owner}")
+  set(copyright /usr/share/doc/${owner}/copyright)
+  if(NOT owner OR NOT EXISTS ${copyright})
+    set(copyright "")
+  endif()
+  set(${result} "${copyright}" PARENT_SCOPE)
+endfunction()
+
+# Without one of the texts the installation fails: the DLLs may not be handed on without it.
+function(kr_install_licence name file)
+  if(EXISTS "${file}")
+    install(FILES ${file} DESTINATION ${CMAKE_INSTALL_DOCDIR}/licences RENAME ${name}.txt)
+  else()
+    install(CODE "message(FATAL_ERROR \"The licence of ${name} is not on this machine: \"
+      \"install its package again, with its documentation.\")")
+  endif()
+endfunction()
+
+function(kr_install_licences)
+  get_filename_component(ace ${ACE_INCLUDE_DIR} DIRECTORY)
+  kr_install_licence(ACE "${ace}/COPYING")
+  foreach(dll ${KR_RUNTIME_DLLS})
+    if(NOT dll STREQUAL ACE_RUNTIME)
+      get_filename_component(name ${dll} NAME_WE)
+      kr_find_copyright(${dll} copyright)
+      kr_install_licence(${name} "${copyright}")
+    endif()
+  endforeach()
+  kr_install_licence(GPL-3 /usr/share/common-licenses/GPL-3) # to which the compiler's refer
+endfunction()
