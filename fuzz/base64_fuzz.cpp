@@ -3,6 +3,7 @@
 
 #include <KRCommon/util/Base64.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <memory>
@@ -46,6 +47,22 @@ std::string decode_literally(std::string_view text)
     }
 }
 
+// Into a buffer that may be too small: all or nothing.
+void require_bounded(const std::string& text, const std::string& expected, std::size_t capacity)
+{
+    if (capacity > expected.size() + 1) // one less than none
+        return;
+    constexpr unsigned char untouched = 0xEE;
+    const std::unique_ptr<unsigned char[]> buffer(new unsigned char[capacity]);
+    std::fill_n(buffer.get(), capacity, untouched);
+    std::size_t length = 0;
+    const bool fits = KR_Base64::decode(text, buffer.get(), capacity, length);
+    require(length == expected.size() && fits == (length <= capacity));
+    std::string all = fits ? expected : "";
+    all.resize(capacity, static_cast<char>(untouched));
+    require(all == std::string(buffer.get(), buffer.get() + capacity));
+}
+
 void require_decoded(const std::string& text)
 {
     const std::string expected = decode_literally(text);
@@ -61,6 +78,11 @@ void require_decoded(const std::string& text)
     const std::unique_ptr<unsigned char[]> buffer(new unsigned char[count]);
     KR_Base64::decode(text, buffer.get(), count);
     require(std::string(buffer.get(), buffer.get() + count) == expected);
+    require((text.size() + 3) / 4 * 3 >= count);
+    if (text.size() % 4 == 0)
+        require(KR_Base64::decode_length(text) >= count);
+    for (const std::size_t capacity : {0U, count / 2, count - 1, count, count + 1})
+        require_bounded(text, expected, capacity);
 
     std::string both = text;
     KR_Base64::decode(both, both);

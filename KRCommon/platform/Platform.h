@@ -10,7 +10,7 @@
 /// anything but std::bad_alloc.
 
 #include <cstdint>
-#include <initializer_list>
+#include <cstdio>
 #include <memory>
 #include <optional>
 #include <string>
@@ -100,40 +100,13 @@ protected:
     Lock() = default;
 };
 
+/// How many bytes a file still has behind its position; 0 where the system does not know it: of a
+/// pipe, a terminal and the like. A file opened as text on Windows may give fewer when it is read.
+/// Changes nothing.
+std::uint64_t bytes_left(std::FILE* file) noexcept;
+
 /// 3000-12-31 23:59:59 UTC, the last instant that both systems convert.
 constexpr std::int64_t last_second = 32'535'215'999;
-
-/// A reading of calendar and clock in UTC.
-struct Calendar_Time {
-    int year = 0;     ///< 1970 ...
-    int month = 0;    ///< 1 to 12
-    int day = 0;      ///< 1 to 31
-    int hour = 0;     ///< 0 to 23
-    int minute = 0;   ///< 0 to 59
-    int second = 0;   ///< 0 to 59
-    int weekday = 0;  ///< 0 (Sunday) to 6
-    int year_day = 0; ///< 0 to 365
-};
-
-/// False for a field that no calendar arithmetic could be asked to normalise.
-constexpr bool is_reasonable(const Calendar_Time& time) noexcept
-{
-    constexpr int limit = 1'000'000;
-    for (const int field : {time.year, time.month, time.day, time.hour, time.minute, time.second})
-        if (field < -limit || field > limit)
-            return false;
-    return true;
-}
-
-/// Breaks seconds since 1970-01-01 UTC down. Nothing for instants before 1970 or after the
-/// year 3000, on both systems.
-std::optional<Calendar_Time> utc_breakdown(std::int64_t seconds) noexcept;
-
-/// The inverse: seconds since 1970-01-01 UTC. Fields outside their ranges are normalised as the
-/// C library does (month 13 is January of the next year); weekday and year_day are not read.
-/// -1 for instants before 1970 or after the year 3000 and for a field beyond +-1,000,000, on both
-/// systems.
-std::int64_t utc_seconds(const Calendar_Time& time) noexcept;
 
 /// "hh:mm:ss" of an instant in local time, 24 hours. Empty for instants before 1970 or after the
 /// year 3000, with errno set to EINVAL.

@@ -159,59 +159,52 @@ TEST(Platform, WorkingFolderIsWhereRelativeNamesLead)
     std::filesystem::current_path(before);
 }
 
-TEST(Platform, UtcBreakdownOfKnownInstants)
+struct Close_File {
+    void operator()(std::FILE* file) const { std::fclose(file); }
+};
+using File = std::unique_ptr<std::FILE, Close_File>;
+
+TEST(Platform, BytesLeftAreThoseBehindAFilesPosition)
 {
-    struct Row {
-        std::int64_t seconds;
-        int year, month, day, hour, minute, second, weekday, year_day;
-    };
-    const Row rows[] = {
-        {0, 1970, 1, 1, 0, 0, 0, 4, 0},
-        {951'782'400, 2000, 2, 29, 0, 0, 0, 2, 59},
-        {2'147'483'648, 2038, 1, 19, 3, 14, 8, 2, 18},
-        {4'102'444'800, 2100, 1, 1, 0, 0, 0, 5, 0},
-        {32'503'679'999, 2999, 12, 31, 23, 59, 59, 2, 364},
-    };
-    for (const Row& row : rows) {
-        SCOPED_TRACE(row.seconds);
-        const auto time = utc_breakdown(row.seconds);
-        ASSERT_TRUE(time);
-        EXPECT_EQ(row.year, time->year);
-        EXPECT_EQ(row.month, time->month);
-        EXPECT_EQ(row.day, time->day);
-        EXPECT_EQ(row.hour, time->hour);
-        EXPECT_EQ(row.minute, time->minute);
-        EXPECT_EQ(row.second, time->second);
-        EXPECT_EQ(row.weekday, time->weekday);
-        EXPECT_EQ(row.year_day, time->year_day);
-        EXPECT_EQ(row.seconds, utc_seconds(*time));
-    }
+    const Temp_Folder temp;
+    const File file(std::fopen(temp.write("a", std::string(100, 'x')).c_str(), "rb"));
+    ASSERT_NE(nullptr, file);
+    EXPECT_EQ(100U, bytes_left(file.get()));
+    EXPECT_EQ('x', std::fgetc(file.get()));
+    EXPECT_EQ(99U, bytes_left(file.get()));
+    EXPECT_EQ('y', std::ungetc('y', file.get()));
+    EXPECT_EQ(100U, bytes_left(file.get()));
+    EXPECT_EQ('y', std::fgetc(file.get())) << "changes nothing";
+    ASSERT_EQ(0, std::fseek(file.get(), 0, SEEK_END));
+    EXPECT_EQ(0U, bytes_left(file.get()));
+    ASSERT_EQ(0, std::fseek(file.get(), 200, SEEK_SET));
+    EXPECT_EQ(0U, bytes_left(file.get()));
 }
 
-TEST(Platform, UtcBreakdownRefusesInstantsBefore1970AndAfter3000)
+TEST(Platform, BytesLeftKnowsFilesAbove4Gib)
 {
-    EXPECT_FALSE(utc_breakdown(-1));
-    EXPECT_FALSE(utc_breakdown(INT64_MIN));
-    EXPECT_FALSE(utc_breakdown(INT64_MAX));
+    const Temp_Folder temp;
+    const std::string path = temp.write("a", "");
+    constexpr std::uint64_t size = 5'000'000'001;
+    std::error_code failure;
+    std::filesystem::resize_file(path, size, failure);
+    if (failure)
+        GTEST_SKIP() << "no file of 5 GB here: " << failure.message();
+    const File file(std::fopen(path.c_str(), "rb"));
+    ASSERT_NE(nullptr, file);
+    EXPECT_EQ(size, bytes_left(file.get()));
 }
 
-TEST(Platform, UtcSecondsNormalisesFields)
+TEST(Platform, BytesLeftInAPipeAreNotKnown)
 {
-    Calendar_Time time{1999, 13, 1, 0, 0, 0, 0, 0};
-    EXPECT_EQ(946'684'800, utc_seconds(time)); // 2000-01-01
-    time = {2000, 1, 0, 0, 0, 0, 0, 0};
-    EXPECT_EQ(946'598'400, utc_seconds(time)); // 1999-12-31
-    time = {2000, 1, 1, 25, -60, 61, 0, 0};
-    EXPECT_EQ(946'684'800 + 24 * 3600 + 61, utc_seconds(time));
-}
-
-TEST(Platform, UtcSecondsOutsideTheRangeIsMinusOne)
-{
-    EXPECT_EQ(-1, utc_seconds({1969, 12, 31, 23, 59, 59, 0, 0}));
-    EXPECT_EQ(-1, utc_seconds({1901, 1, 1, 0, 0, 0, 0, 0}));
-    EXPECT_EQ(-1, utc_seconds({3002, 1, 1, 0, 0, 0, 0, 0}));
-    EXPECT_EQ(-1, utc_seconds({INT32_MAX, 1, 1, 0, 0, 0, 0, 0}));
-    EXPECT_EQ(-1, utc_seconds({2000, INT32_MIN, 1, 0, 0, 0, 0, 0}));
+    const auto pipe = kr_platform_testing::open_pipe();
+    const File reader(pipe.reader);
+    const File writer(pipe.writer);
+    ASSERT_NE(nullptr, reader);
+    ASSERT_NE(nullptr, writer);
+    std::fputs("text", writer.get());
+    std::fflush(writer.get());
+    EXPECT_EQ(0U, bytes_left(reader.get()));
 }
 
 TEST(Platform, LocalClockTextIsTheLocalTimeOfDay)

@@ -3,8 +3,11 @@
 /// \file
 /// What the tests need of the operating system beyond Platform.h. Not part of the library.
 
+#include <cstddef>
 #include <cstdint>
+#include <cstdio>
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -62,5 +65,46 @@ bool are_thread_starts_reported();
 /// Runs the function on a thread of the system's own making, not of the C++ library's, and waits
 /// for its end.
 void run_on_system_thread(const std::function<void()>& function);
+
+/// A reading of calendar and clock in UTC.
+struct Calendar_Time {
+    int year = 0;    ///< 1970 ...
+    int month = 0;   ///< 1 to 12
+    int day = 0;     ///< 1 to 31
+    int hour = 0;    ///< 0 to 23
+    int minute = 0;  ///< 0 to 59
+    int second = 0;  ///< 0 to 59
+    int weekday = 0; ///< 0 (Sunday) to 6
+};
+
+/// The C library's conversions of instants up to the year 3000: gmtime and its inverse, which
+/// carries fields outside their ranges and gives -1 for what is before 1970.
+std::optional<Calendar_Time> system_breakdown(std::int64_t seconds);
+std::int64_t system_seconds(const Calendar_Time& time);
+
+/// Memory whose last byte stands before a page that nobody may touch.
+class Guarded_Memory {
+public:
+    /// Throws std::bad_alloc.
+    explicit Guarded_Memory(std::size_t size);
+    ~Guarded_Memory();
+    Guarded_Memory(const Guarded_Memory&) = delete;
+    Guarded_Memory& operator=(const Guarded_Memory&) = delete;
+
+    /// `size` bytes, not null even when there are none.
+    unsigned char* data() const { return data_; }
+
+private:
+    void* pages_;
+    std::size_t pages_size_;
+    unsigned char* data_;
+};
+
+/// Both ends of a pipe as binary files; null ones when it cannot be made. Who gets them closes them.
+struct Pipe_Files {
+    std::FILE* reader = nullptr;
+    std::FILE* writer = nullptr;
+};
+Pipe_Files open_pipe();
 
 } // namespace kr_platform_testing

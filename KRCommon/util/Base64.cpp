@@ -1,6 +1,8 @@
 #include <KRCommon/util/Base64.h>
 
+#include <KRCommon/platform/Platform.h>
 #include <KRCommon/util/Little_Endian.h>
+#include <KRCommon/util/Sizes.h>
 
 #include <algorithm>
 #include <cstdint>
@@ -10,9 +12,11 @@
 
 namespace {
 
+using kr_internal::base64_size;
 using kr_internal::get_u64;
 using kr_internal::put_u16;
 using kr_internal::put_u32;
+using kr_internal::size_for;
 
 // RFC 4648, table 1.
 constexpr char alphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
@@ -27,8 +31,8 @@ constexpr std::array<signed char, 128> make_values()
 
 constexpr std::array<signed char, 128> values = make_values();
 
-constexpr std::size_t line_characters = 76;
-constexpr std::size_t line_bytes = 57;
+constexpr std::size_t line_characters = kr_internal::base64_line_characters;
+constexpr std::size_t line_bytes = kr_internal::base64_line_bytes;
 
 // Two characters for each 12 bits.
 using Pair = std::array<char, 2>;
@@ -145,19 +149,29 @@ void encode_rest(const unsigned char* data, std::size_t length, char* out)
     out[3] = '=';
 }
 
-void encode_line(const unsigned char* data, std::size_t length, char* out)
+// Returns the end of the text.
+char* encode_line(const unsigned char* data, std::size_t length, char* out)
 {
     const std::size_t done = loops().encode_groups(data, length, out);
-    if (done < length)
-        encode_rest(data + done, length - done, out + done / 3 * 4);
+    out += done / 3 * 4;
+    if (done == length)
+        return out;
+    encode_rest(data + done, length - done, out);
+    return out + 4;
 }
 
-std::size_t encoded_size(std::size_t length, bool line_breaks)
+char* encode_lines(const unsigned char* data, std::size_t length, char* out)
 {
-    if (length == 0)
-        return 0;
-    const std::size_t characters = (length - 1) / 3 * 4 + 4;
-    return line_breaks ? characters + (characters - 1) / line_characters : characters;
+    for (; length > line_bytes; length -= line_bytes, data += line_bytes) {
+        out = encode_line(data, line_bytes, out);
+        *out++ = '\n';
+    }
+    return encode_line(data, length, out);
+}
+
+char* encode_data(const unsigned char* data, std::size_t length, char* out, bool line_breaks)
+{
+    return line_breaks ? encode_lines(data, length, out) : encode_line(data, length, out);
 }
 
 bool is_inside(const char* data, const std::string& text)
@@ -173,16 +187,9 @@ void encode_bytes(std::string_view input, std::string& out, bool line_breaks)
         return;
     }
     // Not cleared first: a string that is used again is not filled with zeros again.
-    out.resize(encoded_size(input.size(), line_breaks));
-    const auto* data = reinterpret_cast<const unsigned char*>(input.data());
-    std::size_t left = input.size();
-    char* to = out.data();
-    for (; line_breaks && left > line_bytes; left -= line_bytes, data += line_bytes) {
-        encode_line(data, line_bytes, to);
-        to[line_characters] = '\n';
-        to += line_characters + 1;
-    }
-    encode_line(data, left, to);
+    out.resize(size_for(out, base64_size(input.size(), line_breaks)));
+    encode_data(reinterpret_cast<const unsigned char*>(input.data()), input.size(), out.data(),
+                line_breaks);
 }
 
 std::string_view bytes_at(const char* data, std::size_t length)
@@ -190,13 +197,49 @@ std::string_view bytes_at(const char* data, std::size_t length)
     return data == nullptr ? std::string_view() : std::string_view(data, length);
 }
 
-std::string read_to_end(std::FILE* file)
+// Whole lines, and so whole groups.
+using Piece = std::array<unsigned char, 256 * line_bytes>;
+
+// Less than a whole piece only at the end.
+std::size_t read_piece(std::FILE* file, Piece& piece)
 {
-    std::string bytes;
-    std::array<char, 16'384> piece; // NOLINT(cppcoreguidelines-pro-type-member-init)
-    while (const std::size_t count = std::fread(piece.data(), 1, piece.size(), file))
-        bytes.append(piece.data(), count);
-    return bytes;
+    std::size_t filled = 0;
+    while (const std::size_t count =
+               std::fread(piece.data() + filled, 1, piece.size() - filled, file))
+        filled += count;
+    return filled;
+}
+
+// Makes room for the text of so many bytes, without keeping an old one beside it.
+void make_room(std::string& out, std::uint64_t bytes, bool line_breaks)
+{
+    const std::size_t size = size_for(out, base64_size(bytes, line_breaks));
+    if (size > out.capacity())
+        std::string().swap(out);
+    out.resize(size);
+}
+
+// The file is never in memory as a whole, so that its text may take what a 32-bit process has. Where
+// the system knows how much is left, that room is made at once: growing would take twice as much.
+void encode_file(std::FILE* file, std::string& out, bool line_breaks)
+{
+    make_room(out, kr_platform::bytes_left(file), line_breaks);
+    Piece piece; // NOLINT(cppcoreguidelines-pro-type-member-init)
+    std::size_t size = 0;
+    bool is_end = false;
+    while (!is_end) {
+        const std::size_t count = read_piece(file, piece);
+        is_end = count < piece.size();
+        const std::size_t line_feed = line_breaks && size > 0 && count > 0 ? 1 : 0;
+        const std::uint64_t needed = size + line_feed + base64_size(count, line_breaks);
+        if (needed > out.size())
+            out.resize(size_for(out, needed));
+        if (line_feed != 0)
+            out[size] = '\n';
+        encode_data(piece.data(), count, out.data() + size + line_feed, line_breaks);
+        size = static_cast<std::size_t>(needed);
+    }
+    out.resize(size);
 }
 
 } // namespace
@@ -206,7 +249,10 @@ const std::array<signed char, 128> KR_Base64::rstr = values;
 
 void KR_Base64::encode(std::FILE* input, std::string& out, bool line_breaks)
 {
-    encode_bytes(input == nullptr ? std::string() : read_to_end(input), out, line_breaks);
+    if (input == nullptr)
+        out.clear();
+    else
+        encode_file(input, out, line_breaks);
 }
 
 void KR_Base64::encode(const std::string& input, std::string& out, bool line_breaks)
@@ -306,6 +352,17 @@ void KR_Base64::decode(const std::string& text, std::string& out)
 void KR_Base64::decode(const std::string& text, unsigned char* out, unsigned& length)
 {
     length = static_cast<unsigned>(out == nullptr ? count_bytes(text) : decode_text(text, out));
+}
+
+bool KR_Base64::decode(const std::string& text, unsigned char* out, std::size_t capacity,
+                       std::size_t& length)
+{
+    length = count_bytes(text);
+    if (length > 0 && (out == nullptr || length > capacity))
+        return false;
+    if (length > 0)
+        decode_text(text, out);
+    return true;
 }
 
 unsigned KR_Base64::decode_length(const std::string& text)

@@ -19,12 +19,13 @@
 ///   decodes like "TWE=" and "T" like "TA==".
 ///
 /// Threads: no state, safe from any thread at once. Failure: none is reported; where memory runs
-/// out, std::bad_alloc or std::length_error leaves and out is valid, with unspecified content. Same
-/// on Windows and Linux.
+/// out, or a text would be longer than any can be, std::bad_alloc leaves and out is valid, with
+/// unspecified content. Same on Windows and Linux.
 
 #include <KRCommon/KRCommon_Export.h>
 
 #include <array>
+#include <cstddef>
 #include <cstdio>
 #include <string>
 
@@ -42,6 +43,9 @@ public:
 
     /// Encodes what is left of a file, from its position to its end; a read error counts as the
     /// end. The file stays open. A null file gives the empty text.
+    ///
+    /// Takes no more memory than the text, 4/3 of what is left of a file on disk. What tells no
+    /// size, such as a pipe, may take three times as much.
     ///
     /// input        Windows: open it in binary mode, or the runtime changes the bytes it hands
     ///              out; and with the C runtime that the library uses.
@@ -63,15 +67,29 @@ public:
 
     /// Writes the bytes of the text at out[0], out[1], ... and nothing behind them; no terminator.
     ///
-    /// out     Null: the bytes are counted only. Otherwise it must have room for all: that is
-    ///         decode_length() if the text is without line breaks, else what counting gives.
+    /// out     Null: the bytes are counted only. Otherwise it must have room for all of them,
+    ///         which is not checked. (text.size() + 3) / 4 * 3 bytes are enough for any text,
+    ///         counting gives the exact number. decode_length() is enough only for a text whose
+    ///         length is a multiple of 4: of 17 characters it says 0, and 13 bytes are written.
     /// length  is replaced by the number of bytes (its low 32 bits)
     static void decode(const std::string& text, unsigned char* out, unsigned& length);
+
+    /// The same into a buffer that may be too small.
+    ///
+    /// out       capacity bytes; may be null, which counts as no room
+    /// length    is replaced by the number of bytes of the text, whether they fit or not
+    /// returns   true when they fit: they were written, and nothing behind them. False when they do
+    ///           not: nothing was written.
+    ///
+    /// Reads the text twice. Never throws.
+    [[nodiscard]] static bool decode(const std::string& text, unsigned char* out,
+                                     std::size_t capacity, std::size_t& length);
 
     /// How many bytes a text without line breaks decodes to (the low 32 bits of that number).
     ///
     /// Quirk: looks at the length and the last two characters only. Line breaks are counted like
     /// other characters, and a text whose length is not a multiple of 4 gives 0, though it does
-    /// decode to something.
+    /// decode to something. So it is no size for a buffer unless the length is such a multiple;
+    /// then it is never too small.
     static unsigned decode_length(const std::string& text);
 };

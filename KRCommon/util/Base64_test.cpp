@@ -1,5 +1,8 @@
 #include <KRCommon/util/Base64.h>
 
+#include <KRCommon/platform/Platform_testing.h>
+#include <tests/support/Temp_Folder.h>
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -9,9 +12,12 @@
 #include <random>
 #include <string>
 #include <string_view>
+#include <thread>
 #include <vector>
 
 namespace {
+
+using kr_platform_testing::Guarded_Memory;
 
 using namespace std::string_literals;
 
@@ -45,6 +51,26 @@ std::string decode_to_buffer(const std::string& text)
     KR_Base64::decode(text, buffer.get(), count);
     EXPECT_EQ(room, count) << text;
     return {reinterpret_cast<const char*>(buffer.get()), std::min(room, count)};
+}
+
+// Into a buffer of any size, with what was there before behind the bytes that were written.
+struct Bounded_Result {
+    bool fits;
+    std::size_t length;
+    std::string buffer;
+};
+
+constexpr unsigned char untouched = 0xEE;
+
+Bounded_Result decode_bounded(const std::string& text, const Guarded_Memory& memory,
+                              std::size_t capacity)
+{
+    std::fill_n(memory.data(), capacity, untouched);
+    Bounded_Result result{};
+    result.length = 4711;
+    result.fits = KR_Base64::decode(text, memory.data(), capacity, result.length);
+    result.buffer.assign(memory.data(), memory.data() + capacity);
+    return result;
 }
 
 std::string every_byte_three_times()
@@ -359,7 +385,9 @@ std::unique_ptr<std::FILE, Close_File> file_of(const std::string& bytes)
 
 TEST(Base64, AFileIsReadToItsEnd)
 {
-    for (const std::size_t size : {0U, 1U, 2U, 3U, 57U, 58U, 16'383U, 16'384U, 16'385U, 100'000U}) {
+    // The file is read by 14,592 bytes.
+    for (const std::size_t size : {0U, 1U, 2U, 3U, 57U, 58U, 14'591U, 14'592U, 14'593U, 14'650U,
+                                   16'384U, 29'184U, 29'185U, 100'000U}) {
         std::string bytes(size, '\0');
         for (std::size_t i = 0; i < size; ++i)
             bytes[i] = static_cast<char>(i * i >> 3);
@@ -383,6 +411,73 @@ TEST(Base64, AFileIsReadFromItsPosition)
     std::string out;
     KR_Base64::encode(file.get(), out, false);
     EXPECT_EQ("TWE=", out);
+}
+
+TEST(Base64, AFileMayReplaceALongerText)
+{
+    const auto file = file_of("Ma");
+    ASSERT_NE(nullptr, file);
+    std::string out(100'000, 'x');
+    KR_Base64::encode(file.get(), out, true);
+    EXPECT_EQ("TWE=", out);
+}
+
+TEST(Base64, AFileThatTellsNoSizeIsReadToItsEnd)
+{
+    for (const std::size_t size : {0U, 1U, 57U, 58U, 14'592U, 14'593U, 1'000'000U}) {
+        std::string bytes(size, '\0');
+        for (std::size_t i = 0; i < size; ++i)
+            bytes[i] = static_cast<char>(i * i >> 3);
+        const auto pipe = kr_platform_testing::open_pipe();
+        ASSERT_NE(nullptr, pipe.reader);
+        ASSERT_NE(nullptr, pipe.writer);
+        std::thread writer([&] {
+            std::fwrite(bytes.data(), 1, bytes.size(), pipe.writer);
+            std::fclose(pipe.writer);
+        });
+        std::string out = "before";
+        KR_Base64::encode(pipe.reader, out, true);
+        writer.join();
+        std::fclose(pipe.reader);
+        EXPECT_TRUE(model::encode(bytes, true) == out) << size;
+    }
+}
+
+// On Windows such a file gives fewer bytes than it has.
+TEST(Base64, AFileOpenedAsTextGivesWhatTheRuntimeHandsOut)
+{
+    const Temp_Folder folder;
+    const std::string path = folder.write("text", "a\r\nb\r\n\r\nc");
+    std::unique_ptr<std::FILE, Close_File> file(std::fopen(path.c_str(), "r"));
+    ASSERT_NE(nullptr, file);
+    char bytes[100];
+    const std::size_t size = std::fread(bytes, 1, sizeof bytes, file.get());
+    std::rewind(file.get());
+    std::string out;
+    KR_Base64::encode(file.get(), out, false);
+    EXPECT_EQ(model::encode({bytes, size}, false), out);
+}
+
+// Of zeros, which most file systems keep without taking room.
+TEST(Base64_Slow, AFileOf350MillionBytesIsEncoded)
+{
+    constexpr std::size_t size = 350'000'000;
+    const Temp_Folder folder;
+    const std::string path = folder.write("zeros", "");
+    std::error_code failure;
+    std::filesystem::resize_file(path, size, failure);
+    if (failure)
+        GTEST_SKIP() << "no file of 350 MB here: " << failure.message();
+    std::unique_ptr<std::FILE, Close_File> file(std::fopen(path.c_str(), "rb"));
+    ASSERT_NE(nullptr, file);
+    std::string out;
+    ASSERT_NO_THROW(KR_Base64::encode(file.get(), out, true));
+    constexpr std::size_t characters = (size + 2) / 3 * 4;
+    ASSERT_EQ(characters + (characters - 1) / 76, out.size());
+    const std::string line = std::string(76, 'A') + '\n';
+    for (std::size_t at = 0; at + line.size() < out.size(); at += line.size())
+        ASSERT_EQ(0, std::memcmp(line.data(), out.data() + at, line.size())) << at;
+    EXPECT_EQ("AAA=", out.substr(out.size() - 4));
 }
 
 TEST(Base64, ANullFileGivesTheEmptyText)
@@ -597,6 +692,86 @@ TEST(Base64, ABufferIsWrittenUpToItsLastByteOnly)
     EXPECT_EQ("ManManManManMa", std::string(buffer.begin(), buffer.begin() + 14));
     EXPECT_EQ(std::vector<unsigned char>(8, 0xEE),
               std::vector<unsigned char>(buffer.begin() + 14, buffer.end()));
+}
+
+// The room that a text needs.
+
+TEST(Base64, DecodeLengthIsEnoughExactlyForMultiplesOfFour)
+{
+    std::mt19937 random; // NOLINT(cert-msc51-cpp): the same texts in every run
+    for (std::size_t round = 0; round < 50'000; ++round) {
+        const std::size_t size = round % 40;
+        const std::string text = random_text(random, "A/=\n\r", size);
+        if (size % 4 == 0) {
+            ASSERT_GE(KR_Base64::decode_length(text), count_of(text))
+                << testing::PrintToString(text);
+        } else {
+            ASSERT_EQ(0U, KR_Base64::decode_length(text));
+        }
+        ASSERT_GE((text.size() + 3) / 4 * 3, count_of(text)) << testing::PrintToString(text);
+    }
+    EXPECT_EQ(0U, KR_Base64::decode_length("TWFuTWFuTWFuTWFuT"));
+    EXPECT_EQ(13U, count_of("TWFuTWFuTWFuTWFuT"));
+}
+
+void expect_bounded(const std::string& text)
+{
+    const std::string expected = model::decode(text);
+    for (std::size_t capacity = 0; capacity <= expected.size() + 4; ++capacity) {
+        SCOPED_TRACE(testing::PrintToString(text) + " into " + std::to_string(capacity));
+        const Guarded_Memory memory(capacity);
+        const Bounded_Result result = decode_bounded(text, memory, capacity);
+        ASSERT_EQ(expected.size(), result.length);
+        ASSERT_EQ(expected.size() <= capacity, result.fits);
+        std::string buffer = result.fits ? expected : "";
+        buffer.resize(capacity, static_cast<char>(untouched));
+        ASSERT_EQ(buffer, result.buffer);
+    }
+}
+
+TEST(Base64, ABoundedBufferIsWrittenWhollyOrNotAtAll)
+{
+    for (std::size_t size = 0; size <= 40; ++size) {
+        expect_bounded(std::string(size, 'T'));
+        expect_bounded(std::string(size, '='));
+        expect_bounded(std::string(size, '\n'));
+        expect_bounded(std::string(size, '\xFF'));
+        expect_bounded(std::string(size, '\n') + "TWFuTWE=");
+    }
+}
+
+TEST(Base64, ABoundedBufferTakesAnyText)
+{
+    std::string any_byte;
+    for (int code = 0; code < 256; ++code)
+        any_byte += static_cast<char>(code);
+    std::mt19937 random; // NOLINT(cert-msc51-cpp): the same texts in every run
+    for (std::size_t round = 0; round < 100; ++round) {
+        expect_bounded(random_text(random, any_byte, round % 50));
+        expect_bounded(random_text(random, "A/=\n\xFF", round % 50));
+    }
+}
+
+TEST(Base64, ABoundedBufferMayBeNull)
+{
+    std::size_t length = 4711;
+    EXPECT_FALSE(KR_Base64::decode("TWE=", nullptr, 100, length));
+    EXPECT_EQ(2U, length);
+    EXPECT_TRUE(KR_Base64::decode("\r\n", nullptr, 0, length));
+    EXPECT_EQ(0U, length);
+}
+
+// Without a byte to spare, at the end of the process's memory.
+TEST(Base64, NoFormWritesBehindTheBytesOfTheText)
+{
+    std::mt19937 random; // NOLINT(cert-msc51-cpp): the same texts in every run
+    for (std::size_t size = 0; size < 200; ++size) {
+        const std::string text = random_text(random, "TWFu/=\n", size);
+        const Guarded_Memory memory(count_of(text));
+        unsigned count = 0;
+        KR_Base64::decode(text, memory.data(), count);
+        ASSERT_EQ(model::decode(text), std::string(memory.data(), memory.data() + count));
+    }
 }
 
 } // namespace

@@ -1,6 +1,7 @@
 #include <KRCommon/util/String_Encryption.h>
 
 #include <KRCommon/util/Rijndael.h>
+#include <KRCommon/util/Sizes.h>
 
 #include <algorithm>
 #include <cstddef>
@@ -89,8 +90,9 @@ void write_digits(const Block& block, char* hex)
 
 std::string encrypt_string(const std::string& plain)
 {
-    const std::size_t blocks = (plain.size() + block_characters - 1) / block_characters;
-    std::string hex(blocks * block_digits, '0');
+    std::string hex;
+    hex.resize(kr_internal::size_for(hex, kr_internal::cipher_text_size(plain.size())));
+    const std::size_t blocks = hex.size() / block_digits;
     CRijndael cipher;
     set_secret_key(cipher);
     Block block;

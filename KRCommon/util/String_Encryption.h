@@ -18,7 +18,8 @@
 /// Cipher texts last: every version of the library reads those of all others.
 ///
 /// Threads: no state, safe from any thread at once. Failure: none is reported; only std::bad_alloc
-/// or std::length_error may leave, where memory runs out. Same on Windows and Linux.
+/// may leave, where memory runs out or a result would be longer than any text can be: 256 Mi
+/// characters are too many in a 32-bit process. Same on Windows and Linux.
 
 #include <KRCommon/KRCommon_Export.h>
 

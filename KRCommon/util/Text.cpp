@@ -1,12 +1,16 @@
 #include <KRCommon/util/Text.h>
 
+#include <KRCommon/util/Sizes.h>
+
 #include <emmintrin.h>
 
 #include <algorithm>
 #include <array>
 #include <cstddef>
+#include <cstdint>
 #include <cstring>
 #include <functional>
+#include <locale>
 #include <regex>
 #include <string_view>
 
@@ -58,7 +62,8 @@ void put_hex_block(char* out, const unsigned char* bytes) noexcept
 
 std::string kr_to_string(unsigned char* data, unsigned length)
 {
-    std::string text(std::size_t{2} * length, '\0');
+    std::string text;
+    text.resize(kr_internal::size_for(text, kr_internal::hex_size(length)));
     char* out = text.data();
     std::size_t done = 0;
     for (; length - done >= block; done += block)
@@ -115,9 +120,9 @@ std::size_t visit_pieces(std::string_view text, std::string_view delimiter, Visi
 // Room for so many more, without losing the vector's doubling when pieces come call by call.
 void make_room(std::vector<std::string>& out, std::size_t more)
 {
-    const std::size_t needed = out.size() + more;
+    const std::size_t needed = kr_internal::size_for(out, std::uint64_t{out.size()} + more);
     if (needed > out.capacity())
-        out.reserve(std::max(needed, 2 * out.capacity()));
+        out.reserve(std::max(needed, std::min(2 * out.capacity(), out.max_size())));
 }
 
 void append_pieces(std::vector<std::string>& out, std::string_view text, std::string_view delimiter)
@@ -202,10 +207,44 @@ bool matches_plain(std::string_view list, std::string_view text,
     return !list.empty() && begins_with(text, list);
 }
 
+using Ctype = std::ctype<char>;
+
+// Characters by the rules of a locale, for one thread. The library's own facet, which threads share,
+// keeps what it was asked in a cache without a lock.
+class Own_Ctype final : public Ctype {
+public:
+    explicit Own_Ctype(const std::locale& locale)
+        : Ctype(std::use_facet<Ctype>(locale).table(), false, never_deleted), locale_(locale)
+    {
+    }
+
+private:
+    static constexpr std::size_t never_deleted = 1;
+
+    char do_toupper(char character) const override { return shared().toupper(character); }
+    char do_tolower(char character) const override { return shared().tolower(character); }
+    const char* do_toupper(char* begin, const char* end) const override
+    {
+        return shared().toupper(begin, end);
+    }
+    const char* do_tolower(char* begin, const char* end) const override
+    {
+        return shared().tolower(begin, end);
+    }
+
+    const Ctype& shared() const { return std::use_facet<Ctype>(locale_); }
+
+    const std::locale locale_;
+};
+
 bool matches_expression(const std::string& list, std::string_view text,
                         const std::string& separator)
 {
-    const std::regex expression(separator);
+    const std::locale locale;
+    Own_Ctype own_ctype(locale);
+    std::regex expression;
+    expression.imbue(std::locale(locale, &own_ctype));
+    expression.assign(separator);
     if (list.empty()) // a token iterator would give one empty piece
         return false;
     const auto begin = list.cbegin();

@@ -7,7 +7,8 @@
 ///
 /// Threads: no state; all functions may run on any thread at once. They take no lock and do not
 /// log.
-/// Failure: none is reported; where memory is needed, std::bad_alloc may be thrown.
+/// Failure: none is reported; where memory is needed, or a text would be longer than any can be,
+/// std::bad_alloc may be thrown.
 /// Same on Windows and Linux.
 
 #include <KRCommon/KRCommon_Export.h>

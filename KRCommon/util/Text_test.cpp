@@ -3,9 +3,13 @@
 #include <gtest/gtest.h>
 
 #include <cstddef>
+#include <cstdint>
+#include <locale>
+#include <new>
 #include <random>
 #include <regex>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace {
@@ -348,6 +352,59 @@ TEST(KrIsPrefixMatch, TakesAListOfAMebibyte)
     }
     EXPECT_TRUE(kr_is_prefix_match(std::string(1U << 20, 'x'), std::string(1U << 20, 'x'), "[,;]"));
     EXPECT_FALSE(kr_is_prefix_match(std::string(1U << 20, 'x'), "x", "[,;]"));
+}
+
+TEST(KrIsPrefixMatch, MayBeCalledWithExpressionsFromManyThreads)
+{
+    const std::string zero(1, '\0');
+    const std::string separators[] = {"[,;]", ",|;", "\\W", "[[:punct:]]", "\\b,", "[,;]|" + zero};
+    const auto match = [&] {
+        for (int round = 0; round < 50; ++round)
+            for (const std::string& separator : separators) {
+                EXPECT_TRUE(kr_is_prefix_match("cam,mic", "camera", separator)) << separator;
+                EXPECT_FALSE(kr_is_prefix_match("cam,mic", "text", separator)) << separator;
+            }
+    };
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 4; ++i)
+        threads.emplace_back(match);
+    for (std::thread& thread : threads)
+        thread.join();
+}
+
+// Knows "#" as punctuation and no other class of any character.
+class Odd_Ctype : public std::ctype<char> {
+public:
+    Odd_Ctype() : std::ctype<char>(odd_table()) {}
+
+private:
+    static const mask* odd_table()
+    {
+        static mask table[table_size] = {};
+        table[static_cast<unsigned char>('#')] = punct;
+        return table;
+    }
+};
+
+TEST(KrIsPrefixMatch, TakesCharactersByTheGlobalLocale)
+{
+    EXPECT_TRUE(kr_is_prefix_match("a#b,c", "c", "[[:punct:]]"));
+    const std::locale before = std::locale::global(std::locale(std::locale(), new Odd_Ctype));
+    EXPECT_FALSE(kr_is_prefix_match("a#b,c", "c", "[[:punct:]]"));
+    EXPECT_TRUE(kr_is_prefix_match("a#b,c", "b,c", "[[:punct:]]"));
+    std::locale::global(before);
+    EXPECT_TRUE(kr_is_prefix_match("a#b,c", "c", "[[:punct:]]"));
+}
+
+// More than a text can hold; no byte of the data is looked at.
+TEST(KrToString, OfMoreBytesThanATextCanShowIsALackOfMemory)
+{
+    unsigned char byte = 0;
+    if (std::uint64_t{2} * 0xFFFF'FFFFU <= std::string().max_size())
+        GTEST_SKIP() << "a text can be that long here";
+    for (const unsigned length :
+         {0x2000'0000U, 0x7FFF'FFFFU, 0x8000'0000U, 0x8000'0001U, 0xFFFF'FFFFU})
+        EXPECT_THROW(static_cast<void>(kr_to_string(&byte, length)), std::bad_alloc) << length;
 }
 
 } // namespace

@@ -7,12 +7,20 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
-#include <limits>
 #include <string_view>
 
 namespace {
 
-using kr_platform::Calendar_Time;
+// A reading of calendar and clock in UTC.
+struct Calendar_Time {
+    int year = 0;
+    int month = 0; // 1 to 12
+    int day = 0;
+    int hour = 0;
+    int minute = 0;
+    int second = 0;
+    int weekday = 0; // 0 (Sunday) to 6
+};
 
 constexpr std::int64_t seconds_per_day = 86'400;
 constexpr int microseconds_per_second = 1'000'000;
@@ -171,6 +179,24 @@ std::string kr_to_string(const ACE_Time_Value& value)
 
 namespace {
 
+// Whether all fields but the microseconds fit into 32 bits, as they always do on Windows.
+bool read_fields(const ACE_Date_Time& date, Calendar_Time& time) noexcept
+{
+    bool fit = true;
+    const auto field = [&fit](long value) {
+        const auto low_bits = static_cast<int>(value);
+        fit = fit && low_bits == value;
+        return low_bits;
+    };
+    time.year = field(date.year());
+    time.month = field(date.month());
+    time.day = field(date.day());
+    time.hour = field(date.hour());
+    time.minute = field(date.minute());
+    time.second = field(date.second());
+    return fit;
+}
+
 bool fits_shape(const Calendar_Time& time, unsigned microsecond) noexcept
 {
     const auto is_pair = [](int field) { return static_cast<unsigned>(field) < 100; };
@@ -184,12 +210,7 @@ bool fits_shape(const Calendar_Time& time, unsigned microsecond) noexcept
 std::string kr_to_string(const ACE_Date_Time& date)
 {
     Calendar_Time time;
-    time.year = static_cast<int>(date.year());
-    time.month = static_cast<int>(date.month());
-    time.day = static_cast<int>(date.day());
-    time.hour = static_cast<int>(date.hour());
-    time.minute = static_cast<int>(date.minute());
-    time.second = static_cast<int>(date.second());
+    static_cast<void>(read_fields(date, time)); // of each the low 32 bits
     const auto microsecond = static_cast<unsigned>(date.microsec());
     return fits_shape(time, microsecond) ? text_of_usual(time, microsecond)
                                          : text_of_any(time, microsecond);
@@ -328,23 +349,25 @@ ACE_Date_Time kr_to_ace_date_time(const ACE_Time_Value& value)
 
 namespace {
 
-// As kr_platform::utc_seconds(), which the tests compare with it, at a fraction of the cost; the
-// fields must be reasonable.
+// As days_to_month(), for any year.
+std::int64_t days_to_any_month(std::int64_t year, int month) noexcept
+{
+    const bool is_usual = year >= -last_year && year <= last_year;
+    const std::int64_t eras = is_usual ? 0 : floor_divide(year, years_per_era);
+    const int usual_year = static_cast<int>(year - eras * years_per_era);
+    return eras * days_per_era + days_to_month(usual_year, month);
+}
+
+// Fields outside their ranges are carried; 64 bits hold every sum of 32-bit ones.
 std::int64_t seconds_of(const Calendar_Time& time) noexcept
 {
-    const auto years = static_cast<int>(floor_divide(time.month - 1, 12));
-    const std::int64_t days =
-        days_to_month(time.year + years, time.month - years * 12) + time.day - 1;
+    const std::int64_t months = std::int64_t{time.month} - 1;
+    const std::int64_t years = floor_divide(months, 12);
+    const int month = static_cast<int>(months - years * 12) + 1;
+    const std::int64_t days = days_to_any_month(time.year + years, month) + time.day - 1;
     const std::int64_t seconds =
         days * seconds_per_day + time.hour * 3'600LL + time.minute * 60LL + time.second;
     return seconds >= 0 && seconds <= kr_platform::last_second ? seconds : -1;
-}
-
-// What does not fit stays out of every range.
-int saturated(long field) noexcept
-{
-    return static_cast<int>(std::clamp<std::int64_t>(field, std::numeric_limits<int>::min(),
-                                                     std::numeric_limits<int>::max()));
 }
 
 } // namespace
@@ -352,13 +375,7 @@ int saturated(long field) noexcept
 ACE_Time_Value kr_to_ace_time_value(const ACE_Date_Time& date)
 {
     Calendar_Time time;
-    time.year = saturated(date.year());
-    time.month = saturated(date.month());
-    time.day = saturated(date.day());
-    time.hour = saturated(date.hour());
-    time.minute = saturated(date.minute());
-    time.second = saturated(date.second());
-    std::int64_t seconds = kr_platform::is_reasonable(time) ? seconds_of(time) : -1;
+    std::int64_t seconds = read_fields(date, time) ? seconds_of(time) : -1;
     // Carried here, because ACE may count many microseconds down second by second.
     seconds += date.microsec() / microseconds_per_second;
     return ACE_Time_Value(seconds,

@@ -56,15 +56,21 @@
 /// Calendar fields of an instant, with the weekday (0 is Sunday).
 [[nodiscard]] KRCOMMON_EXPORT ACE_Date_Time kr_to_ace_date_time(const ACE_Time_Value& value);
 
-/// The instant of calendar fields. Fields outside their ranges are carried, month 13 of 2023 is
-/// January 2024; the weekday is not read.
+/// The instant of calendar fields. Fields outside their ranges are carried, however far: month 13
+/// of 2023 is January 2024, 2,592,000 seconds after midnight are 30 days. The weekday is not read.
 ///
-/// returns  seconds plus the date's microseconds. Before 1970, after the year 3000, and for a field
-///          beyond +-1,000,000 (microseconds aside) the seconds are -1. So it is for the all-zero
-///          date of an unreadable text.
+/// returns  seconds plus the date's microseconds. Where that is not possible the seconds are -1: of
+///          an instant before 1970 or after the year 3000, as of the all-zero date of an unreadable
+///          text, and, on Linux, of a field (microseconds aside) that does not fit into 32 bits.
+/// Quirk: the microseconds are added to these -1 seconds too. As long as there are 0 to 999,999 of
+///        them, a failure is below ACE_Time_Value::zero and nothing else is. Compare the whole
+///        value: sec() alone may be 0, since ACE keeps -1 s and 500,000 us as 0 s and -500,000 us.
+///        With more microseconds a failure looks like a time soon after 1970, with fewer a time
+///        like a failure: check date.microsec() where the fields do not come from a text.
 [[nodiscard]] KRCOMMON_EXPORT ACE_Time_Value kr_to_ace_time_value(const ACE_Date_Time& date);
 
-/// The instant of a time text, which is read as kr_to_ace_date_time() reads it.
+/// The instant of a time text, which is read as kr_to_ace_date_time() reads it. Below
+/// ACE_Time_Value::zero when there is none, see above.
 [[nodiscard]] KRCOMMON_EXPORT ACE_Time_Value kr_to_ace_time_value(const std::string& text);
 
 /// The time of day of in: seconds and microseconds since 00:00:00 UTC of its day, from 0 to

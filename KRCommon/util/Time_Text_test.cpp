@@ -1,6 +1,7 @@
 #include <KRCommon/util/Time_Text.h>
 
 #include <KRCommon/platform/Platform.h>
+#include <KRCommon/platform/Platform_testing.h>
 
 #include <ace/OS_NS_stdlib.h>
 #include <ace/OS_NS_time.h>
@@ -132,7 +133,7 @@ TEST(KrTime, AgreesWithTheSystemsCalendarUpToItsEnd)
     std::uniform_int_distribution<std::int64_t> any(0, kr_platform::last_second);
     for (int round = 0; round < 20'000; ++round) {
         const std::int64_t seconds = round == 0 ? kr_platform::last_second : any(random);
-        const auto expected = kr_platform::utc_breakdown(seconds);
+        const auto expected = kr_platform_testing::system_breakdown(seconds);
         ASSERT_TRUE(expected.has_value());
         const ACE_Date_Time date = kr_to_ace_date_time(value(seconds));
         ASSERT_EQ((Fields{expected->year, expected->month, expected->day, expected->hour,
@@ -482,14 +483,40 @@ TEST(KrTimeValue, OfADateAfterTheYear3000IsMinusOneSecondAndTheMicroseconds)
     EXPECT_EQ(value(-1, 999'999), value_of("9999/99/99 99:99:99.999999"));
 }
 
-TEST(KrTimeValue, OfFieldsFarOutsideTheirRangesIsMinusOneSecond)
+constexpr long highest = std::numeric_limits<std::int32_t>::max();
+constexpr long lowest = std::numeric_limits<std::int32_t>::min();
+
+TEST(KrTimeValue, OfFieldsFarOutsideTheirRangesIsCarried)
 {
-    EXPECT_EQ(value(1'704'067'200 + 1'000'000),
-              kr_to_ace_time_value(date(2024, 1, 1, 0, 0, 1'000'000)));
-    EXPECT_EQ(value(-1), kr_to_ace_time_value(date(2024, 1, 1, 0, 0, 1'000'001)));
-    EXPECT_EQ(value(-1), kr_to_ace_time_value(date(2024, 1, 1, 0, -1'000'001)));
-    constexpr long highest = std::numeric_limits<long>::max();
-    constexpr long lowest = std::numeric_limits<long>::min();
+    EXPECT_EQ(value(1'706'659'200), kr_to_ace_time_value(date(2024, 1, 1, 0, 0, 2'592'000)));
+    const struct {
+        ACE_Date_Time date;
+        std::int64_t seconds;
+    } rows[] = {
+        {date(2024, 1, 1, 0, 0, 1'000'001), 1'705'067'201},
+        {date(2024, 1, 1, 0, 0, -2'592'000), 1'701'475'200},
+        {date(2024, 1, 1, 0, 0, highest), 3'851'550'847},
+        {date(2093, 1, 1, 0, 0, lowest), 1'734'122'752},
+        {date(1970, 1, 1, 0, 1'000'001, -60'000'060), 0},
+        {date(2024, 1, 1, 0, 5'000'000), 2'004'067'200},
+        {date(2024, 1, 1, 5'000'000), 19'704'067'200},
+        {date(2024, 1, 300'000), 27'623'980'800},
+        {date(2024, 11'000, 1), 30'628'627'200},
+        // Far out by one field, and back by another.
+        {date(2024, 1, -1'000'000 + 1, 24'000'000), 1'704'067'200},
+        {date(2024, 1, -24'854, 0, 0, 2'147'472'000), 1'704'067'200},
+        {date(-1'200'000, 12 * 1'202'024 + 1, 1), 1'704'067'200},
+        {date(lowest, 1, 1), -1},
+        {date(-5'877'616, 1, highest), 773'798'400},
+        {date(highest, lowest, 1), -1},
+        {date(178'958'994, lowest + 1, 1), 1'682'899'200},
+    };
+    for (const auto& row : rows)
+        EXPECT_EQ(value(row.seconds), kr_to_ace_time_value(row.date)) << kr_to_string(row.date);
+}
+
+TEST(KrTimeValue, OfTheMostExtremeFieldsIsMinusOneSecond)
+{
     for (const long field : {highest, lowest}) {
         EXPECT_EQ(value(-1), kr_to_ace_time_value(date(field, 1, 1)));
         EXPECT_EQ(value(-1), kr_to_ace_time_value(date(2024, field, 1)));
@@ -497,6 +524,32 @@ TEST(KrTimeValue, OfFieldsFarOutsideTheirRangesIsMinusOneSecond)
         EXPECT_EQ(value(-1), kr_to_ace_time_value(date(2024, 1, 1, field)));
         EXPECT_EQ(value(-1), kr_to_ace_time_value(date(field, field, field, field, field, field)));
     }
+}
+
+TEST(KrTimeValue, OfFieldsOfMoreThan32BitsIsMinusOneSecond)
+{
+    if (sizeof(long) == 4)
+        GTEST_SKIP() << "fields have 32 bits here";
+    const auto wide = static_cast<long>(std::int64_t{1} << 32);
+    EXPECT_EQ(value(-1), kr_to_ace_time_value(date(2024 + wide, 1, 1)));
+    EXPECT_EQ(value(-1), kr_to_ace_time_value(date(2024, 1 + wide, 1)));
+    EXPECT_EQ(value(-1), kr_to_ace_time_value(date(2024, 1, 1 - wide)));
+    EXPECT_EQ(value(-1), kr_to_ace_time_value(date(2024, 1, 1, wide)));
+    EXPECT_EQ(value(-1), kr_to_ace_time_value(date(2024, 1, 1, 0, -wide)));
+    EXPECT_EQ(value(-1, 5), kr_to_ace_time_value(date(2024, 1, 1, 0, 0, wide / 2, 5)));
+}
+
+TEST(KrTimeValue, IsBelowZeroExactlyWhenThereIsNoTime)
+{
+    for (const char* microseconds : {"000000", "000001", "500000", "999999"}) {
+        const std::string end = std::string(" 00:00:00.") + microseconds;
+        EXPECT_LT(kr_to_ace_time_value("1969/12/31" + end), ACE_Time_Value::zero);
+        EXPECT_LT(kr_to_ace_time_value("9999/12/31" + end), ACE_Time_Value::zero);
+        EXPECT_GE(kr_to_ace_time_value("1970/01/01" + end), ACE_Time_Value::zero);
+    }
+    // As the header says, the seconds alone do not tell, nor does a sum with more microseconds.
+    EXPECT_EQ(0, value_of("1969/12/31 00:00:00.500000").sec());
+    EXPECT_EQ(value(1), kr_to_ace_time_value(date(1969, 1, 1, 0, 0, 0, 2'000'000)));
 }
 
 TEST(KrTimeValue, OfTheMostMicrosecondsIsCarriedAtOnce)
@@ -517,14 +570,15 @@ TEST(KrTimeValue, OfFieldsAgreesWithTheSystemsCalendar)
         };
         // Windows refuses fields whose months lead out of its years, even if the days lead back.
         const int spread = round % 2 == 0 ? 40 : 20'000;
-        kr_platform::Calendar_Time time;
+        kr_platform_testing::Calendar_Time time;
         time.year = 2484 + any(508);
         time.month = any(70);
         time.day = any(spread);
         time.hour = any(spread);
         time.minute = any(spread);
-        time.second = any(spread);
-        ASSERT_EQ(value(kr_platform::utc_seconds(time)),
+        time.second = any(spread * spread);
+        const std::int64_t expected = kr_platform_testing::system_seconds(time);
+        ASSERT_EQ(value(expected <= kr_platform::last_second ? expected : -1),
                   kr_to_ace_time_value(
                       date(time.year, time.month, time.day, time.hour, time.minute, time.second)))
             << time.year << ' ' << time.month << ' ' << time.day << ' ' << time.hour << ' '

@@ -103,28 +103,14 @@ std::string working_folder()
     return folder ? std::string(folder.get()) : std::string();
 }
 
-std::optional<Calendar_Time> utc_breakdown(std::int64_t seconds) noexcept
+std::uint64_t bytes_left(std::FILE* file) noexcept
 {
-    std::tm fields{};
-    if (!is_supported(seconds) || gmtime_r(&seconds, &fields) == nullptr)
-        return std::nullopt;
-    return Calendar_Time{fields.tm_year + 1900, fields.tm_mon + 1, fields.tm_mday, fields.tm_hour,
-                         fields.tm_min,         fields.tm_sec,     fields.tm_wday, fields.tm_yday};
-}
-
-std::int64_t utc_seconds(const Calendar_Time& time) noexcept
-{
-    if (!is_reasonable(time))
-        return -1;
-    std::tm fields{};
-    fields.tm_year = time.year - 1900;
-    fields.tm_mon = time.month - 1;
-    fields.tm_mday = time.day;
-    fields.tm_hour = time.hour;
-    fields.tm_min = time.minute;
-    fields.tm_sec = time.second;
-    const std::int64_t seconds = timegm(&fields);
-    return is_supported(seconds) ? seconds : -1;
+    struct stat status {};
+    const off_t position = ftello(file);
+    if (position < 0 || fstat(fileno(file), &status) != 0 || !S_ISREG(status.st_mode) ||
+        status.st_size <= position)
+        return 0;
+    return static_cast<std::uint64_t>(status.st_size - position);
 }
 
 std::string local_clock_text(std::int64_t seconds)

@@ -1,10 +1,13 @@
 #include <KRCommon/platform/Platform_testing.h>
 
 #include <cerrno>
+#include <ctime>
 #include <dlfcn.h>
 #include <filesystem>
+#include <new>
 #include <pthread.h>
 #include <stdexcept>
+#include <sys/mman.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/time.h>
@@ -101,6 +104,52 @@ void run_on_system_thread(const std::function<void()>& function)
     pthread_t thread;
     if (pthread_create(&thread, nullptr, run, const_cast<std::function<void()>*>(&function)) == 0)
         pthread_join(thread, nullptr);
+}
+
+std::optional<Calendar_Time> system_breakdown(std::int64_t seconds)
+{
+    std::tm fields{};
+    if (gmtime_r(&seconds, &fields) == nullptr)
+        return std::nullopt;
+    return Calendar_Time{fields.tm_year + 1900, fields.tm_mon + 1, fields.tm_mday, fields.tm_hour,
+                         fields.tm_min,         fields.tm_sec,     fields.tm_wday};
+}
+
+std::int64_t system_seconds(const Calendar_Time& time)
+{
+    std::tm fields{};
+    fields.tm_year = time.year - 1900;
+    fields.tm_mon = time.month - 1;
+    fields.tm_mday = time.day;
+    fields.tm_hour = time.hour;
+    fields.tm_min = time.minute;
+    fields.tm_sec = time.second;
+    const std::int64_t seconds = timegm(&fields);
+    return seconds < 0 ? -1 : seconds;
+}
+
+Guarded_Memory::Guarded_Memory(std::size_t size)
+{
+    const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+    const std::size_t usable = (size + page - 1) / page * page;
+    pages_size_ = usable + page;
+    pages_ = mmap(nullptr, pages_size_, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (pages_ == MAP_FAILED || mprotect(pages_, usable, PROT_READ | PROT_WRITE) != 0)
+        throw std::bad_alloc();
+    data_ = static_cast<unsigned char*>(pages_) + (usable - size);
+}
+
+Guarded_Memory::~Guarded_Memory()
+{
+    munmap(pages_, pages_size_);
+}
+
+Pipe_Files open_pipe()
+{
+    int ends[2];
+    if (pipe(ends) != 0)
+        return {};
+    return {fdopen(ends[0], "rb"), fdopen(ends[1], "wb")};
 }
 
 } // namespace kr_platform_testing

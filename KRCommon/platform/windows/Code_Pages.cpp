@@ -3,6 +3,7 @@
 #include <KRCommon/platform/Code_Pages.h>
 
 #include <limits>
+#include <new>
 #include <windows.h>
 
 namespace kr_platform {
@@ -28,7 +29,10 @@ Text converted(Convert convert)
     const int size = convert(nullptr, 0);
     if (size <= 0)
         return {};
-    Text text(static_cast<std::size_t>(size), 0);
+    Text text;
+    if (static_cast<std::size_t>(size) > text.max_size())
+        throw std::bad_alloc(); // not std::length_error
+    text.resize(static_cast<std::size_t>(size));
     if (convert(text.data(), size) <= 0)
         return {};
     const std::size_t end = text.find(typename Text::value_type(0));

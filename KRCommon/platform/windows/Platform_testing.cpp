@@ -2,6 +2,10 @@
 
 #include <cerrno>
 #include <cstdint>
+#include <ctime>
+#include <fcntl.h>
+#include <io.h>
+#include <new>
 #include <stdexcept>
 #include <windows.h>
 
@@ -116,6 +120,56 @@ void run_on_system_thread(const std::function<void()>& function)
         return;
     WaitForSingleObject(thread, INFINITE);
     CloseHandle(thread);
+}
+
+std::optional<Calendar_Time> system_breakdown(std::int64_t seconds)
+{
+    std::tm fields{};
+    if (_gmtime64_s(&fields, &seconds) != 0)
+        return std::nullopt;
+    return Calendar_Time{fields.tm_year + 1900, fields.tm_mon + 1, fields.tm_mday, fields.tm_hour,
+                         fields.tm_min,         fields.tm_sec,     fields.tm_wday};
+}
+
+std::int64_t system_seconds(const Calendar_Time& time)
+{
+    std::tm fields{};
+    fields.tm_year = time.year - 1900;
+    fields.tm_mon = time.month - 1;
+    fields.tm_mday = time.day;
+    fields.tm_hour = time.hour;
+    fields.tm_min = time.minute;
+    fields.tm_sec = time.second;
+    const std::int64_t seconds = _mkgmtime64(&fields);
+    return seconds < 0 ? -1 : seconds;
+}
+
+Guarded_Memory::Guarded_Memory(std::size_t size)
+{
+    constexpr std::size_t page = 4096;
+    const std::size_t usable = (size + page - 1) / page * page;
+    pages_size_ = usable + page;
+    pages_ = VirtualAlloc(nullptr, pages_size_, MEM_RESERVE, PAGE_NOACCESS);
+    if (pages_ == nullptr)
+        throw std::bad_alloc();
+    if (usable > 0 && VirtualAlloc(pages_, usable, MEM_COMMIT, PAGE_READWRITE) == nullptr) {
+        VirtualFree(pages_, 0, MEM_RELEASE);
+        throw std::bad_alloc();
+    }
+    data_ = static_cast<unsigned char*>(pages_) + (usable - size);
+}
+
+Guarded_Memory::~Guarded_Memory()
+{
+    VirtualFree(pages_, 0, MEM_RELEASE);
+}
+
+Pipe_Files open_pipe()
+{
+    int ends[2];
+    if (_pipe(ends, 65'536, _O_BINARY | _O_NOINHERIT) != 0)
+        return {};
+    return {_fdopen(ends[0], "rb"), _fdopen(ends[1], "wb")};
 }
 
 } // namespace kr_platform_testing
