@@ -1,5 +1,6 @@
 #include <KRCommon/frame/Log.h>
 
+#include <KRCommon/frame/Last_Line.h>
 #include <KRCommon/frame/Log_Format.h>
 #include <KRCommon/frame/Log_Stream.h>
 #include <KRCommon/platform/Platform.h>
@@ -60,7 +61,8 @@ void log_line(ACE_Log_Msg& log, const KR_Log_Site& site, int error, const char* 
 
 void kr_assertion_failed(const char* expression, const char* file, int line)
 {
-    kr_log(KR_Log_Site{file, line, LM_EMERGENCY},
-           "%T T%04t*EMR Assertion failed for '%s' in %N:%l.\n", expression);
+    if (kr_internal::may_log_last_line())
+        kr_log(KR_Log_Site{file, line, LM_EMERGENCY},
+               "%T T%04t*EMR Assertion failed for '%s' in %N:%l.\n", expression);
     kr_platform::end_process(1);
 }
