@@ -125,20 +125,26 @@ int fork_children(const Arguments& arguments)
     std::vector<std::thread> threads;
     for (int i = 0; i < 4; ++i)
         threads.emplace_back([&, i] {
-            for (int line = 0; !is_over; ++line)
-                kr_log(KR_LOG_SITE(LM_INFO), "%T T%04t INF thread %d %d: %s\n", i, line, filler);
+            KR_LOG_MANAGER::instance()->non_ace_thread_init_log();
+            for (int line = 0; !is_over; ++line) {
+                if (i < 2)
+                    kr_log(KR_LOG_SITE(LM_INFO), "%T T%04t INF thread %d %d: %s\n", i, line, filler);
+                else
+                    ACE_ERROR((LM_INFO, "%T T%t INF thread %d %d: %C\n", i, line, filler));
+                std::this_thread::sleep_for(std::chrono::microseconds(20)); // the lock is not fair
+            }
         });
-    std::vector<long> children;
+    std::vector<std::int64_t> children;
     for (int i = 0; i < std::stoi(arguments.at(2)); ++i) {
         sleep_for(5);
         children.push_back(kr_platform_testing::fork_process([i] {
             kr_log(KR_LOG_SITE(LM_INFO), "%T T%04t INF child %d: %s\n", i, filler);
-            ACE_ERROR((LM_INFO, "%T T%t INF child %d by ACE: %C\n", i, filler));
+            ACE_ERROR((LM_INFO, "T%t without a stamp INF child %d by ACE: %C\n", i, filler));
             return 0;
         }));
     }
     int ended = 0;
-    for (const long child : children)
+    for (const std::int64_t child : children)
         ended += kr_platform_testing::wait_for_process(child, 5'000) == 0 ? 1 : 0;
     is_over = true;
     for (std::thread& thread : threads)
