@@ -1,8 +1,12 @@
 #include <KRCommon/frame/Log.h>
 
+#include <KRCommon/frame/Last_Line.h>
+#include <KRCommon/frame/Log_Clock.h>
 #include <KRCommon/frame/Log_Format.h>
 #include <KRCommon/frame/Log_Stream.h>
 #include <KRCommon/platform/Platform.h>
+
+#include <ace/OS_NS_sys_time.h>
 
 #include <cstdarg>
 #include <new>
@@ -14,6 +18,12 @@ namespace {
 int status_of(ACE_Log_Priority priority) noexcept
 {
     return priority >= LM_ERROR ? -1 : 0;
+}
+
+std::int64_t present_microseconds() noexcept
+{
+    const ACE_Time_Value now = ACE_OS::gettimeofday();
+    return static_cast<std::int64_t>(now.sec()) * 1'000'000 + now.usec();
 }
 
 } // namespace
@@ -47,12 +57,16 @@ void Log_Text::use_escaped(std::string_view text, std::size_t room)
 
 void log_line(ACE_Log_Msg& log, const KR_Log_Site& site, int error, const char* format, ...)
 {
+    if (log.msg() == nullptr)
+        return; // ACE had no memory for the thread's line, and would write it to nowhere
     join_log_stream(log);
     log.conditional_set(site.file, site.line, status_of(site.priority), error);
     Format_Buffer buffer;
     std::va_list arguments;
     va_start(arguments, format);
-    log.log(with_thread_number(format, kr_platform::thread_id(), buffer), site.priority, arguments);
+    log.log(with_stamp(format, local_stamp(present_microseconds()).data(), kr_platform::thread_id(),
+                       buffer),
+            site.priority, arguments);
     va_end(arguments);
 }
 
@@ -60,7 +74,8 @@ void log_line(ACE_Log_Msg& log, const KR_Log_Site& site, int error, const char* 
 
 void kr_assertion_failed(const char* expression, const char* file, int line)
 {
-    kr_log((KR_Log_Site{file, line, LM_EMERGENCY}),
-           "%T T%04t*EMR Assertion failed for '%s' in %N:%l.\n", expression);
+    if (kr_internal::may_log_last_line())
+        kr_log((KR_Log_Site{file, line, LM_EMERGENCY}),
+               "%T T%04t*EMR Assertion failed for '%s' in %N:%l.\n", expression);
     kr_platform::end_process(1);
 }

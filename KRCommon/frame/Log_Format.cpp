@@ -44,11 +44,11 @@ void cut(std::string& text, std::size_t room)
     text += mark;
 }
 
-// The first "%04t" of a format, which ACE prints without zeros on Linux; null without one.
-const char* find_thread_directive(const char* format) noexcept
+// The first place of a directive in a format; null without one.
+const char* find_directive(const char* format, std::string_view directive) noexcept
 {
     for (const char* c = std::strchr(format, '%'); c != nullptr; c = std::strchr(c, '%')) {
-        if (std::strncmp(c, "%04t", 4) == 0)
+        if (std::strncmp(c, directive.data(), directive.size()) == 0)
             return c;
         c += c[1] == '%' ? 2 : 1;
     }
@@ -92,14 +92,35 @@ std::string escape(std::string_view text, std::size_t room)
     return out;
 }
 
-const char* with_thread_number(const char* format, unsigned thread, Format_Buffer& buffer) noexcept
+const char* with_stamp(const char* format, const char* stamp, unsigned thread,
+                       Format_Buffer& buffer) noexcept
 {
-    const char* const directive = find_thread_directive(format);
-    if (directive == nullptr)
+    constexpr std::string_view stamp_directive = "%T";
+    constexpr std::string_view thread_directive = "%04t";
+    const char* const stamp_place =
+        *stamp != '\0' ? find_directive(format, stamp_directive) : nullptr;
+    const char* const thread_place = find_directive(format, thread_directive);
+    if (stamp_place == nullptr && thread_place == nullptr)
         return format;
-    const char* const rest = directive + 4;
-    char* out = append(buffer.data(), format, static_cast<std::size_t>(directive - format));
-    out = append_thread_number(out, thread);
+    char* out = buffer.data();
+    const char* rest = format;
+    const auto put_stamp = [&] {
+        out = append(out, rest, static_cast<std::size_t>(stamp_place - rest));
+        out = append(out, stamp, std::strlen(stamp));
+        rest = stamp_place + stamp_directive.size();
+    };
+    const auto put_thread = [&] {
+        out = append(out, rest, static_cast<std::size_t>(thread_place - rest));
+        out = append_thread_number(out, thread);
+        rest = thread_place + thread_directive.size();
+    };
+    const bool is_stamp_first = thread_place == nullptr || stamp_place < thread_place;
+    if (stamp_place != nullptr && is_stamp_first)
+        put_stamp();
+    if (thread_place != nullptr)
+        put_thread();
+    if (stamp_place != nullptr && !is_stamp_first)
+        put_stamp();
     append(out, rest, std::strlen(rest) + 1);
     return buffer.data();
 }

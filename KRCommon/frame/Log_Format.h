@@ -1,7 +1,7 @@
 #pragma once
 
 /// \file
-/// The texts of a log line: arguments made harmless, and the thread's number. Pure functions, for
+/// The texts of a log line: arguments made harmless, stamp and thread number. Pure functions, for
 /// any thread.
 
 #include <ace/Log_Msg.h>
@@ -23,12 +23,13 @@ bool is_harmless(std::string_view text, std::size_t room) noexcept;
 /// REQUIRES: room >= 3.
 std::string escape(std::string_view text, std::size_t room);
 
-/// Room for any format that kr_log() takes, with a number in place of the directive.
+/// Room for any format that kr_log() takes, with texts in place of the directives.
 using Format_Buffer = std::array<char, ACE_MAXLOGMSGLEN>;
 
-/// The format with the number, in at least four digits, in place of its first "%04t": ACE prints
-/// that directive without zeros on Linux. The result is in `buffer`, or is the format itself when
-/// it has none.
-const char* with_thread_number(const char* format, unsigned thread, Format_Buffer& buffer) noexcept;
+/// The format with the stamp in place of its first "%T", unless the stamp is empty, and with the
+/// number, in at least four digits, in place of its first "%04t", which ACE prints without zeros on
+/// Linux. The result is in `buffer`, or is the format itself when it has neither.
+const char* with_stamp(const char* format, const char* stamp, unsigned thread,
+                       Format_Buffer& buffer) noexcept;
 
 } // namespace kr_internal

@@ -22,7 +22,7 @@ TEST(LogFormat, ThreadNumberHasAtLeastFourDigits)
         {999'999, "T999999"}, {1'000'000, "T1000000"}};
     for (const Row& row : rows) {
         Format_Buffer buffer;
-        EXPECT_EQ(row.text, with_thread_number("T%04t", row.thread, buffer) + ""s);
+        EXPECT_EQ(row.text, with_stamp("T%04t", "", row.thread, buffer) + ""s);
     }
 }
 
@@ -44,7 +44,7 @@ TEST(LogFormat, OnlyTheFirstThreadDirectiveIsReplaced)
                         {"100%", "100%"}};
     for (const Row& row : rows) {
         Format_Buffer buffer;
-        EXPECT_EQ(row.expected, with_thread_number(row.format, 42, buffer) + ""s) << row.format;
+        EXPECT_EQ(row.expected, with_stamp(row.format, "", 42, buffer) + ""s) << row.format;
     }
 }
 
@@ -52,7 +52,26 @@ TEST(LogFormat, AFormatWithoutDirectiveIsNotCopied)
 {
     Format_Buffer buffer;
     const char* const format = "%T\n";
-    EXPECT_EQ(format, with_thread_number(format, 42, buffer));
+    EXPECT_EQ(format, with_stamp(format, "", 42, buffer));
+}
+
+TEST(LogFormat, TheFirstStampDirectiveIsReplaced)
+{
+    struct Row {
+        const char* format;
+        const char* expected;
+    };
+    const Row rows[] = {{"%T T%04t INF %s\n", "12:00:00.000001 T0042 INF %s\n"},
+                        {"%04t %T", "0042 12:00:00.000001"},
+                        {"%T", "12:00:00.000001"},
+                        {"a %T b %T", "a 12:00:00.000001 b %T"},
+                        {"%%T %T", "%%T 12:00:00.000001"},
+                        {"%t %5T %s", "%t %5T %s"}};
+    for (const Row& row : rows) {
+        Format_Buffer buffer;
+        EXPECT_EQ(row.expected, with_stamp(row.format, "12:00:00.000001", 42, buffer) + ""s)
+            << row.format;
+    }
 }
 
 TEST(LogFormat, HarmlessTextsHaveNoControlCharactersAndFit)

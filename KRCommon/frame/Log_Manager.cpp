@@ -1,6 +1,7 @@
 #include <KRCommon/frame/Log_Manager.h>
 
 #include <KRCommon/frame/Log_Files.h>
+#include <KRCommon/frame/Log_Fork.h>
 #include <KRCommon/frame/Log_Stream.h>
 
 #include <ace/OS_NS_sys_time.h>
@@ -52,8 +53,13 @@ KR_LOG_MANAGER* KR_LOG_MANAGER::instance()
 
 KR_LOG_MANAGER::KR_LOG_MANAGER() : saved_attributes_(std::make_unique<Saved_Log_Attributes>())
 {
-    const Log_Lock lock;
-    saved_attributes_->capture();
+    {
+        const Log_Lock lock;
+        saved_attributes_->capture();
+    }
+    // A forked child has a copy of the reactor, but not the thread that runs it: asking it to cancel
+    // the timer would wait for ever.
+    kr_internal::keep_log_across_forks([]() noexcept { instance()->take_timer(); });
 }
 
 KR_LOG_MANAGER::KR_LOG_MANAGER(const KR_LOG_MANAGER& other)
@@ -73,8 +79,12 @@ KR_LOG_MANAGER& KR_LOG_MANAGER::operator=(const KR_LOG_MANAGER& other)
 KR_LOG_MANAGER::~KR_LOG_MANAGER()
 {
     // At process exit a thread may have died inside the log lock: leave it alone where possible.
-    if (is_open_ || timer_.reactor != nullptr)
+    if (!is_open_ && timer_.reactor == nullptr)
+        return;
+    try {
         close();
+    } catch (...) { // no memory for the log of a thread that never logged
+    }
 }
 
 void KR_LOG_MANAGER::copy_settings(const KR_LOG_MANAGER& other)
@@ -94,15 +104,18 @@ void KR_LOG_MANAGER::open(ACE_Reactor* reactor, const char* directory, const cha
 {
     Timer previous;
     unsigned opening = 0;
-    {
+    try {
         const Log_Lock lock;
         previous = take_timer();
         opening = openings_;
         lock.log().set_flags(ACE_Log_Msg::STDERR);
-        is_open_ = true;
         file_name_prefix_ = text_or_empty(prefix);
         log_directory_ = text_or_empty(directory);
         install_first_file();
+        is_open_ = true;
+    } catch (...) { // no memory
+        cancel(previous);
+        throw;
     }
     cancel(previous);
     start_timer(reactor, opening);
@@ -166,7 +179,7 @@ void KR_LOG_MANAGER::start_timer(ACE_Reactor* reactor, unsigned opening)
 
 void KR_LOG_MANAGER::set_debug_level(unsigned level)
 {
-    ACE_Log_Msg::instance()->priority_mask(mask_of_level(level), ACE_Log_Msg::PROCESS);
+    kr_internal::own_log().priority_mask(mask_of_level(level), ACE_Log_Msg::PROCESS);
     const Log_Lock lock;
     saved_attributes_->capture();
 }
@@ -195,23 +208,41 @@ void KR_LOG_MANAGER::non_ace_thread_init_log()
 
 int KR_LOG_MANAGER::handle_timeout(const ACE_Time_Value& now, const void*)
 {
-    {
-        const Log_Lock lock;
-        kr_internal::join_log_stream(lock.log());
-        std::ostream* const stream = lock.log().msg_ostream();
-        if (stream == nullptr)
-            return 0;
-        const ACE_Date_Time date(now);
-        // Quirk: the day of the month alone, so the 5th of the next month is the same day.
-        const bool is_same_day = date.day() == current_date_.day();
-        if (is_same_day && !is_full(*stream, max_file_size_))
-            return 0;
-        part_number_ = is_same_day ? part_number_ + 1 : 0;
-        current_date_ = date;
-        set_current_file();
+    try {
+        if (rotate(now))
+            del_old_files();
+    } catch (...) {
+        // No memory. The reactor is no place to report it: the file in use stays, and the next tick
+        // tries again.
     }
-    del_old_files();
     return 0;
+}
+
+// Whether it was time for the next file.
+bool KR_LOG_MANAGER::rotate(const ACE_Time_Value& now)
+{
+    const Log_Lock lock;
+    kr_internal::join_log_stream(lock.log());
+    std::ostream* const stream = lock.log().msg_ostream();
+    if (stream == nullptr)
+        return false;
+    const ACE_Date_Time date(now);
+    // Quirk: the day of the month alone, so the 5th of the next month is the same day.
+    const bool is_same_day = date.day() == current_date_.day();
+    if (is_same_day && !is_full(*stream, max_file_size_))
+        return false;
+    const ACE_Date_Time previous_date = current_date_;
+    const std::uint32_t previous_part = part_number_;
+    part_number_ = is_same_day ? part_number_ + 1 : 0;
+    current_date_ = date;
+    try {
+        set_current_file();
+    } catch (...) {
+        current_date_ = previous_date;
+        part_number_ = previous_part;
+        throw;
+    }
+    return true;
 }
 
 void KR_LOG_MANAGER::set_current_file()

@@ -123,6 +123,7 @@ private:
     Timer take_timer();
     static void cancel(const Timer& timer);
     void start_timer(ACE_Reactor* reactor, unsigned opening);
+    bool rotate(const ACE_Time_Value& now);
 
     ACE_Date_Time current_date_;
     std::uint32_t part_number_ = 0;

@@ -1,5 +1,7 @@
 #include <KRCommon/frame/Log_Stream.h>
 
+#include <KRCommon/platform/Files.h>
+
 #include <ace/Atomic_Op.h>
 #include <ace/Synch_Traits.h>
 #include <ace/Thread_Mutex.h>
@@ -35,12 +37,13 @@ void give_stream(ACE_Log_Msg& log, std::ostream* stream) noexcept
 
 void open_log_file(ACE_Log_Msg& log, const std::string& path)
 {
+    auto file = std::make_unique<std::filebuf>();
+    const bool is_open =
+        kr_platform::open_for_writing(*file, path, kr_platform::Write_Mode::append);
     std::ostream* stream = log_stream;
     if (stream == nullptr)
         stream = new std::ostream(nullptr);
-    auto file = std::make_unique<std::filebuf>();
-    // With app alone the write position of an existing file is 0 on Windows until the first write.
-    const bool is_open = file->open(path, std::ios::out | std::ios::app | std::ios::ate) != nullptr;
+    // Nothing is thrown from here on.
     const std::unique_ptr<std::filebuf> previous(file_of(*stream));
     stream->rdbuf(file.release()); // clears the stream's state too
     if (!is_open)

@@ -11,16 +11,26 @@
 #include <ace/Log_Msg.h>
 #include <ace/OS_Log_Msg_Attributes.h>
 
+#include <new>
 #include <string>
 
 namespace kr_internal {
+
+/// The calling thread's log object. Throws std::bad_alloc when there is no memory for its first use.
+inline ACE_Log_Msg& own_log()
+{
+    if (ACE_Log_Msg* const log = ACE_Log_Msg::instance())
+        return *log;
+    throw std::bad_alloc();
+}
 
 /// Holds ACE's log lock, which is recursive. All output of all threads waits meanwhile, so
 /// nothing that waits for another thread belongs inside: no reactor call above all, since a
 /// reactor's thread may be about to log.
 class Log_Lock {
 public:
-    Log_Lock() : log_(*ACE_Log_Msg::instance()) { log_.acquire(); }
+    /// Throws std::bad_alloc as own_log() does.
+    Log_Lock() : log_(own_log()) { log_.acquire(); }
     ~Log_Lock() { log_.release(); }
     Log_Lock(const Log_Lock&) = delete;
     Log_Lock& operator=(const Log_Lock&) = delete;
@@ -35,7 +45,8 @@ private:
 /// Opens the file for appending (text mode, shared with readers), puts it behind the log stream
 /// in place of the previous one, which is closed, and gives the stream to the calling thread. If
 /// the file cannot be opened the stream is in the failed state: its write position is -1, and
-/// lines are lost until the next call.
+/// lines are lost until the next call. When it throws, which is for lack of memory, everything is as
+/// it was.
 /// REQUIRES: the log lock is held.
 void open_log_file(ACE_Log_Msg& log, const std::string& path);
 

@@ -1,5 +1,6 @@
 #include <KRCommon/frame/Mutex.h>
 
+#include <KRCommon/frame/Last_Line.h>
 #include <KRCommon/frame/Mutex_World.h>
 #include <KRCommon/platform/Platform.h>
 
@@ -21,6 +22,7 @@ public:
     {
         return lock.acquire_for(milliseconds);
     }
+    bool may_log_last_line() override { return kr_internal::may_log_last_line(); }
     void end_process(int exit_code) override { kr_platform::end_process(exit_code); }
 };
 
@@ -142,15 +144,17 @@ void KR_Mutex_Guard::acquire_slowly()
         report_holder(delay_site, "ERR", "delay");
         error = attempt(seconds_until_end);
         if (error == ETIME) {
-            report_holder(failed_site, "EMR", "failed");
+            if (world.may_log_last_line())
+                report_holder(failed_site, "EMR", "failed");
             world.end_process(1);
             return;
         }
     }
     if (result_ != 0) {
-        kr_log(panic_site,
-               "%T T%04t*EMR KR_GUARD:[%d] %s - Lock panic at %s:%d, ace error %d, %p.\n",
-               acquisitions_, name_, file_, line_, error, "OS");
+        if (world.may_log_last_line())
+            kr_log(panic_site,
+                   "%T T%04t*EMR KR_GUARD:[%d] %s - Lock panic at %s:%d, ace error %d, %p.\n",
+                   acquisitions_, name_, file_, line_, error, "OS");
         world.end_process(1);
         return;
     }

@@ -18,6 +18,9 @@ public:
     /// As Process_Lock::acquire_for(), of that lock.
     virtual int acquire_for(Process_Lock& lock, std::int64_t milliseconds) = 0;
 
+    /// As kr_internal::may_log_last_line(): asked before the line that announces the end.
+    virtual bool may_log_last_line() { return true; }
+
     /// Ends the process. Where a test's own one returns, the guard is left without the mutex.
     virtual void end_process(int exit_code) = 0;
 

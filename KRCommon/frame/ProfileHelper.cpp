@@ -2,11 +2,13 @@
 
 #include <KRCommon/frame/Log.h>
 #include <KRCommon/frame/ProfileHelper_Clock.h>
+#include <KRCommon/platform/Files.h>
 
 #include <ace/OS_NS_sys_time.h>
 
 #include <fstream>
 #include <locale>
+#include <ostream>
 
 kr_internal::Seam<std::uint64_t()> kr_internal::profile_clock;
 
@@ -30,15 +32,25 @@ constexpr int reset_line = 73;
 constexpr KR_Log_Site report_site{"ProfileHelper.cpp", 52, LM_INFO};
 constexpr KR_Log_Site tag_site{"ProfileHelper.cpp", 56, LM_INFO};
 
+using kr_platform::Write_Mode;
+
 // The stream is in a failed state when there is no file: what is written to it is lost. Numbers
 // look the same whatever locale the host has set.
-std::ofstream open_csv(const std::string& name, std::ios::openmode mode)
-{
-    std::ofstream file;
-    file.imbue(std::locale::classic());
-    file.open(name, mode);
-    return file;
-}
+class Csv_File {
+public:
+    Csv_File(const std::string& name, Write_Mode mode)
+    {
+        stream_.imbue(std::locale::classic());
+        if (!kr_platform::open_for_writing(buffer_, name, mode))
+            stream_.setstate(std::ios::failbit);
+    }
+
+    std::ostream& stream() noexcept { return stream_; }
+
+private:
+    std::filebuf buffer_;
+    std::ostream stream_{&buffer_};
+};
 
 } // namespace
 
@@ -46,7 +58,8 @@ ProfileHelper::ProfileHelper(std::uint64_t interval_seconds, const std::string& 
     : interval_(interval_seconds * 1000),
       csv_name_(name + '_' + std::to_string(present_time()) + ".csv")
 {
-    open_csv(csv_name_, std::ios::trunc) << "tag,timeStamp,totalMs,count,averageMs,highMs\n";
+    Csv_File(csv_name_, Write_Mode::replace).stream()
+        << "tag,timeStamp,totalMs,count,averageMs,highMs\n";
 }
 
 void ProfileHelper::AddSample(const std::string& tag, unsigned ms)
@@ -89,7 +102,7 @@ void ProfileHelper::report(const std::string& tag, const Record& record, std::ui
     const float average = total / static_cast<float>(record.count);
     kr_log(tag_site, "%T T%04t INF PROF: %s - totalMs: %u, count: %u, averageMs: %f, highMs: %u\n",
            tag, record.total, record.count, average, record.highest);
-    open_csv(csv_name_, std::ios::app)
+    Csv_File(csv_name_, Write_Mode::append).stream()
         << tag << ',' << now << ',' << record.total << ',' << record.count << ',' << average << ','
         << record.highest << '\n'; // Quirk: the tag is not quoted
 }

@@ -1,4 +1,5 @@
 #include <KRCommon/platform/Entry.h>
+#include <KRCommon/platform/Watchdog.h>
 
 #include <windows.h>
 
@@ -7,7 +8,7 @@ extern "C" BOOL WINAPI DllMain(HINSTANCE, DWORD reason, LPVOID)
 {
     if (reason == DLL_PROCESS_ATTACH)
         kr_platform::on_process_attach();
-    else if (reason == DLL_THREAD_ATTACH)
+    else if (reason == DLL_THREAD_ATTACH && !kr_platform::is_watchdog())
         kr_platform::on_thread_attach();
     return TRUE;
 }

@@ -1,0 +1,80 @@
+#include <KRCommon/frame/Log_Fork.h>
+
+#include <KRCommon/platform/Fork.h>
+
+#include <ace/Base_Thread_Adapter.h>
+#include <ace/Log_Msg.h>
+#include <ace/OS_Log_Msg_Attributes.h>
+
+namespace kr_internal {
+
+namespace {
+
+void (*step_in_child)() noexcept = nullptr;
+ACE_Log_Msg_Backend* backend = nullptr; // the host's own; guarded by the log lock
+
+// What ACE keeps for the calling thread. A log line that it is in the middle of is not part of it.
+class Thread_Settings {
+public:
+    // Without the lock, which cannot be had in a child.
+    explicit Thread_Settings(ACE_Log_Msg& log)
+        : callback_(log.msg_callback()), thread_(ACE_Base_Thread_Adapter::thr_desc_log_msg()),
+          mask_(log.priority_mask(ACE_Log_Msg::THREAD))
+    {
+        ACE_Log_Msg::init_hook(attributes_); // with a share in a stream that ACE counts
+    }
+
+    void give_to(ACE_Log_Msg& log)
+    {
+        ACE_Log_Msg::inherit_hook(thread_, attributes_); // the share goes with it
+        log.msg_callback(callback_);
+        log.priority_mask(mask_, ACE_Log_Msg::THREAD); // also where there is no stream
+    }
+
+private:
+    ACE_OS_Log_Msg_Attributes attributes_;
+    ACE_Log_Msg_Callback* callback_;
+    ACE_OS_Thread_Descriptor* thread_;
+    u_long mask_;
+};
+
+// A thread whose log ACE cannot make for lack of memory forks without the lock.
+void hold_log() noexcept
+{
+    if (ACE_Log_Msg* const log = ACE_Log_Msg::instance()) {
+        log->acquire();
+        backend = ACE_Log_Msg::msg_backend();
+    }
+}
+
+void release_log() noexcept
+{
+    if (ACE_Log_Msg* const log = ACE_Log_Msg::instance())
+        log->release();
+}
+
+// The lock belongs to the thread that took it, by a number which that thread does not have any more:
+// nobody can release it here. ACE throws it away when its log is closed, and makes another.
+void renew_log() noexcept
+{
+    if (ACE_Log_Msg* const log = ACE_Log_Msg::instance()) {
+        Thread_Settings settings(*log);
+        log->release(); // in vain, but tools that watch locks want to see it
+        ACE_Base_Thread_Adapter::close_log_msg();
+        if (ACE_Log_Msg* const renewed = ACE_Log_Msg::instance()) {
+            settings.give_to(*renewed);
+            ACE_Log_Msg::msg_backend(backend);
+        }
+    }
+    step_in_child();
+}
+
+} // namespace
+
+void keep_log_across_forks(void (*in_child)() noexcept) noexcept
+{
+    step_in_child = in_child;
+    kr_platform::around_forks({&hold_log, &release_log, &renew_log});
+}
+
+} // namespace kr_internal

@@ -1,0 +1,179 @@
+// The log beyond one process: two processes with one prefix, processes that the host starts or forks,
+// a host without stdout and stderr, and the end of a process whose log is stuck. The children are
+// hosts of the real library.
+
+#include <KRCommon/platform/Process_testing.h>
+#include <tests/support/Child_Process.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <ace/OS_NS_sys_time.h>
+
+#include <algorithm>
+#include <memory>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace {
+
+using testing::HasSubstr;
+
+std::vector<std::string> lines_of(const std::string& text)
+{
+    std::vector<std::string> lines;
+    for (std::size_t at = 0; at < text.size();) {
+        const std::size_t end = std::min(text.find('\n', at), text.size());
+        lines.push_back(text.substr(at, end - at));
+        at = end + 1;
+    }
+    return lines;
+}
+
+// All text of the log files, which have the prefix.
+std::string log_text(const Temp_Folder& folder, const std::string& prefix)
+{
+    std::string text;
+    for (const std::string& name : folder.names())
+        if (name.find(prefix) == 0)
+            text += read_text(folder.path(name));
+    return text;
+}
+
+// A child process that runs beside the test.
+class Background_Child {
+public:
+    // stderr_handle  ACE_INVALID_HANDLE: the test's own
+    explicit Background_Child(const std::vector<std::string>& arguments,
+                              ACE_HANDLE stderr_handle = ACE_INVALID_HANDLE)
+    {
+        ACE::init();
+        std::string line = '"' + program_folder() + "log_child\"";
+        for (const std::string& argument : arguments)
+            line += " \"" + argument + '"';
+        ACE_Process_Options options;
+        options.command_line("%s", line.c_str());
+        if (stderr_handle != ACE_INVALID_HANDLE)
+            options.set_handles(ACE_INVALID_HANDLE, ACE_INVALID_HANDLE, stderr_handle);
+        is_running_ = process_.spawn(options) != ACE_INVALID_PID;
+        options.release_handles();
+        EXPECT_TRUE(is_running_) << line;
+    }
+    ~Background_Child()
+    {
+        if (is_running_)
+            process_.terminate();
+    }
+    Background_Child(const Background_Child&) = delete;
+    Background_Child& operator=(const Background_Child&) = delete;
+
+    // The exit code, or -1 when the process has not ended within the time.
+    int wait(int seconds)
+    {
+        ACE_exitcode status = 0;
+        if (!is_running_ || process_.wait(ACE_Time_Value(seconds), &status) <= 0)
+            return -1;
+        is_running_ = false;
+        return process_.return_value();
+    }
+
+private:
+    ACE_Process process_;
+    bool is_running_ = false;
+};
+
+TEST(Log_Process, TwoProcessesWithOnePrefixLoseNoLine)
+{
+    constexpr int count = 10'000;
+    const Temp_Folder folder;
+    Background_Child a({"write", folder.path(), "shared", std::to_string(count), "a"});
+    Background_Child b({"write", folder.path(), "shared", std::to_string(count), "b"});
+    folder.write("go", "");
+    EXPECT_EQ(0, a.wait(100));
+    EXPECT_EQ(0, b.wait(100));
+    std::set<std::string> messages;
+    int torn = 0;
+    for (const std::string& line : lines_of(log_text(folder, "shared_"))) {
+        const std::size_t at = line.find(" INF ");
+        if (at == 22 || at == 23 || at == 21 || line.find("what it is doing") == line.size() - 16)
+            messages.insert(line.substr(at + 5));
+        else
+            ++torn;
+    }
+    EXPECT_EQ(2u * count, messages.size()) << 2 * count - messages.size() << " lines are lost";
+    EXPECT_EQ(0, torn);
+}
+
+TEST(Log_Process, AChildProcessInheritsNoFileOfTheLibrary)
+{
+    const Temp_Folder folder;
+    const Child_Result child = run_child("log_child", {"rotate", folder.path()});
+    EXPECT_EQ("part deleted\n", child.output);
+    EXPECT_EQ(0, child.exit_code);
+}
+
+TEST(Log_Process, InADaemonTheLogFileHasEachLineOnceAndNoForeignText)
+{
+    for (const char* closed : {"2", "12", "012"}) {
+        SCOPED_TRACE(closed);
+        const Temp_Folder folder;
+        const Child_Result child = run_child("log_child", {"daemon", folder.path(), closed});
+        EXPECT_EQ(0, child.exit_code);
+        const std::string text = log_text(folder, "daemon_");
+        for (const char* line : {"line 0", "line 1", "line 2"})
+            EXPECT_EQ(text.find(line), text.rfind(line)) << text;
+        EXPECT_THAT(text, HasSubstr(" INF line 2\n"));
+        EXPECT_THAT(text, testing::Not(HasSubstr("foreign")));
+        EXPECT_THAT(log_text(folder, "profile_"), testing::Not(HasSubstr("foreign")));
+    }
+}
+
+TEST(Log_Process, ForkedChildrenOfAProcessWhoseThreadsLogCanLog)
+{
+    if (!kr_platform_testing::can_fork())
+        GTEST_SKIP() << "this system has no fork()";
+    const Temp_Folder folder;
+    const Child_Result child = run_child("log_child", {"fork", folder.path(), "40"});
+    EXPECT_EQ("ended 40 of 40\n", child.output);
+    const std::string text = log_text(folder, "server_");
+    for (int i = 0; i < 40; ++i) {
+        const std::string mark = " INF child " + std::to_string(i);
+        const std::size_t at = text.find(mark + ": a text");
+        ASSERT_NE(std::string::npos, at) << i;
+        EXPECT_EQ(at, text.rfind(mark + ": a text"));
+        EXPECT_THAT(text, HasSubstr(mark + " by ACE: a text"));
+    }
+    for (const std::string& line : lines_of(text))
+        ASSERT_TRUE(line.size() > 40 && line.find("what it is doing") == line.size() - 16) << line;
+}
+
+// Nobody reads what the process says on stderr: its thread that logs gets stuck inside the log.
+class Stuck_Log {
+public:
+    Stuck_Log() { kr_platform_testing::make_pipe(ends_); }
+    ~Stuck_Log() { kr_platform_testing::close_pipe(ends_); }
+    Stuck_Log(const Stuck_Log&) = delete;
+    Stuck_Log& operator=(const Stuck_Log&) = delete;
+
+    ACE_HANDLE write_end() const { return (ACE_HANDLE)ends_.write; }
+
+private:
+    kr_platform_testing::Pipe ends_;
+};
+
+TEST(Log_Process, AFailedAssertionEndsTheProcessThoughTheLogIsStuck)
+{
+    const Stuck_Log stuck;
+    Background_Child child({"assert"}, stuck.write_end());
+    EXPECT_EQ(1, child.wait(8)) << "1 second until the assertion, and at most 1 for its line";
+}
+
+TEST(Log_Process_Slow, ADeadLockEndsTheProcessThoughItsHolderIsStuckInTheLog)
+{
+    const Stuck_Log stuck;
+    Background_Child child({"guard"}, stuck.write_end());
+    EXPECT_EQ(1, child.wait(145)) << "130 seconds for the lock, and at most 1 for the line";
+}
+
+} // namespace

@@ -1,0 +1,217 @@
+// What leaves the library when memory is short: nothing where a reactor, the loader or a destructor
+// calls, std::bad_alloc elsewhere. Every allocation of an operation fails once.
+
+#include <KRCommon/frame/KRCommonMain.h>
+#include <KRCommon/frame/Log_Manager_testing.h>
+#include <KRCommon/frame/Mutex.h>
+#include <KRCommon/frame/ProfileHelper.h>
+#include <KRCommon/platform/Platform.h>
+#include <tests/no_memory/Failing_New.h>
+#include <tests/support/Log_Capture.h>
+
+#include <ace/OS_NS_sys_time.h>
+#include <ace/Reactor.h>
+#include <ace/Timer_Queue.h>
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <memory>
+#include <thread>
+
+namespace {
+
+constexpr int most_allocations = 2'000; // of any operation here
+
+class No_Memory : public Log_Manager_Fixture {
+protected:
+    void TearDown() override { release_files(); }
+
+    // Runs the operation again and again, with each of its allocations failing, alone and with all
+    // that follow, until none fails. `check` is told whether one has failed.
+    template <typename Prepare, typename Operation, typename Check>
+    static void fail_each_allocation(Prepare prepare, Operation operation, Check check)
+    {
+        for (const Failing_New::Extent extent : {Failing_New::one, Failing_New::rest}) {
+            bool has_failed = true;
+            for (int first = 0; has_failed; ++first) {
+                SCOPED_TRACE(first);
+                ASSERT_LT(first, most_allocations);
+                prepare();
+                {
+                    const Failing_New failing(first, extent);
+                    operation();
+                    has_failed = failing.has_failed();
+                }
+                check(has_failed);
+                if (HasFatalFailure())
+                    return;
+            }
+        }
+    }
+
+    // As operation of a plain function: whether it has thrown std::bad_alloc.
+    template <typename Operation>
+    static bool throws_bad_alloc(Operation operation)
+    {
+        try {
+            operation();
+            return false;
+        } catch (const std::bad_alloc&) {
+            return true;
+        }
+    }
+
+    Temp_Folder folder_{};
+    Test_Log_Manager manager_;
+};
+
+TEST_F(No_Memory, ATickThatCannotRotateLeavesTheFileInUseAndTheNextOneRotates)
+{
+    // A text beyond what a std::string holds without memory.
+    manager_.open_in(folder_.path(), "a server with a rather long name");
+    manager_.set_file_max_sizes(1, 1'000'000'000);
+    const std::string first_file = manager_.log_file_name();
+    int part = 0;
+    const auto name_of = [&](int number) {
+        std::string digits = std::to_string(number);
+        digits.insert(0, digits.size() < 2 ? 1 : 0, '0');
+        return first_file.substr(0, first_file.rfind("_part_")) + "_part_" + digits + ".log";
+    };
+    int result = -1;
+    const auto prepare = [&] {
+        for (const std::string& name : folder_.names()) // else pruning would need ever more
+            if (folder_.path(name) != manager_.log_file_name())
+                kr_platform::remove_file(folder_.path(name));
+        say("before");
+    };
+    fail_each_allocation(prepare,
+                         [&] { result = manager_.handle_timeout(ACE_OS::gettimeofday(), nullptr); },
+                         [&](bool) {
+                             EXPECT_EQ(0, result);
+                             const std::string file = manager_.log_file_name();
+                             const bool has_rotated = file == name_of(part + 1);
+                             ASSERT_EQ(name_of(has_rotated ? part + 1 : part), file);
+                             say("after");
+                             EXPECT_EQ(has_rotated ? "after\n" : "before\nafter\n",
+                                       messages(file));
+                             if (!has_rotated)
+                                 manager_.tick(ACE_OS::gettimeofday());
+                             ++part;
+                             ASSERT_EQ(name_of(part), manager_.log_file_name());
+                         });
+    EXPECT_GT(part, 5) << "some allocations have failed";
+}
+
+TEST_F(No_Memory, ATickOnAThreadThatNeverLoggedReturns)
+{
+    manager_.open_in(folder_.path());
+    manager_.set_file_max_sizes(1, 1'000'000'000);
+    say("full");
+    for (int first = 0; first < 20; ++first)
+        std::thread([&] {
+            const Failing_New failing(first, Failing_New::rest);
+            EXPECT_EQ(0, manager_.handle_timeout(ACE_OS::gettimeofday(), nullptr));
+        }).join();
+}
+
+TEST_F(No_Memory, AnOpenThatFailsLeavesTheManagerClosedAndMayBeRepeated)
+{
+    ACE_Reactor reactor;
+    const std::string logs = folder_.path("a folder of logs with a name of some length");
+    bool has_thrown = false;
+    fail_each_allocation([&] { manager_.open(&reactor, folder_.path().c_str(), "server"); },
+                         [&] {
+                             has_thrown = throws_bad_alloc([&] {
+                                 manager_.open(&reactor, logs.c_str(), "a prefix of some length");
+                             });
+                         },
+                         [&](bool) {
+                             if (has_thrown) {
+                                 EXPECT_TRUE(reactor.timer_queue()->is_empty());
+                                 EXPECT_EQ(nullptr, manager_.reactor());
+                             }
+                             say("goes on");
+                         });
+    EXPECT_FALSE(has_thrown);
+    manager_.close();
+    EXPECT_TRUE(reactor.timer_queue()->is_empty());
+}
+
+TEST_F(No_Memory, TheEndOfAnOpenManagerOnAThreadThatNeverLoggedThrowsNothing)
+{
+    for (int first = 0; first < 10; ++first)
+        std::thread([&] {
+            auto manager = std::make_unique<Test_Log_Manager>();
+            manager->open_in(folder_.path());
+            std::thread([&] {
+                const Failing_New failing(first, Failing_New::rest);
+                manager.reset();
+            }).join();
+        }).join();
+}
+
+TEST_F(No_Memory, TheLoadersCallsThrowNothing)
+{
+    for (int first = 0; first < 10; ++first)
+        std::thread([&] {
+            const Failing_New failing(first, Failing_New::rest);
+            kr_internal::Start_Up::attach_thread();
+        }).join();
+    const Log_Capture quiet;
+    fail_each_allocation([] {}, [] { kr_internal::Start_Up::attach_process(); }, [](bool) {});
+}
+
+TEST_F(No_Memory, ALineIsLoggedOrLostAndNothingIsThrown)
+{
+    manager_.open_in(folder_.path());
+    const std::string text(3'000, '\n'); // needs memory to be made harmless
+    fail_each_allocation([] {}, [&] { say(text); }, [](bool) {});
+    fail_each_allocation([] {}, [&] { say("a"); }, [](bool) {});
+}
+
+TEST_F(No_Memory, AThreadsFirstLineIsLoggedOrLost)
+{
+    manager_.open_in(folder_.path());
+    for (int first = 0; first < 10; ++first)
+        std::thread([&] {
+            const Failing_New failing(first, Failing_New::rest);
+            kr_log(KR_LOG_SITE(LM_INFO), "%T T%04t INF %d\n", first);
+        }).join();
+}
+
+TEST_F(No_Memory, GuardsAndProfilesThatGoThrowNothing)
+{
+    KR_Mutex_Ex<ACE_Process_Mutex> mutex;
+    auto guard = std::make_unique<KR_Mutex_Guard>(mutex, "mutex", "x.cpp", 1);
+    ProfileHelper helper(60, folder_.path("a profile with a name of some length"));
+    auto block = std::make_unique<ProfileHelperBlock>(&helper, "a tag that needs memory to keep");
+    const Failing_New failing(0, Failing_New::rest);
+    guard.reset();
+    block.reset();
+}
+
+TEST_F(No_Memory, PlainFunctionsThrowBadAllocAlone)
+{
+    const std::string name = folder_.path("a profile with a name of some length");
+    std::unique_ptr<ProfileHelper> helper;
+    fail_each_allocation(
+        [] {}, [&] { throws_bad_alloc([&] { helper = std::make_unique<ProfileHelper>(0, name); }); },
+        [](bool) {});
+    helper->AddSample("a tag that needs memory to keep", 1);
+    manager_.open_in(folder_.path());
+    fail_each_allocation([] {}, [&] { throws_bad_alloc([&] { helper->ReportStat(); }); },
+                         [](bool) {});
+    fail_each_allocation([] {},
+                         [&] {
+                             throws_bad_alloc([&] {
+                                 manager_.set_debug_level(3);
+                                 manager_.set_file_max_sizes(1, 2);
+                                 manager_.non_ace_thread_init_log();
+                                 manager_.close();
+                             });
+                         },
+                         [](bool) {});
+}
+
+} // namespace
