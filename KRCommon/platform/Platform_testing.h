@@ -25,6 +25,15 @@ void set_last_errors(int runtime_error, int system_error);
 /// True where a file that is open can be deleted.
 bool can_delete_open_files();
 
+/// Makes a pipe with a name in a folder, to which nobody writes. False where folders hold none.
+bool make_pipe(const std::string& path);
+
+/// A regular file that can be opened and not be read, from its begin on. Empty where there is none.
+std::string unreadable_file();
+
+/// True where a file keeps the time of its creation when it is written. Under Wine it does not.
+bool keeps_creation_time(const std::string& path);
+
 /// Loads a dynamic library, and lets go of it. A null pointer or false: it failed.
 void* load_library(const std::string& path);
 bool unload_library(void* library);

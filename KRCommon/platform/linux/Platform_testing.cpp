@@ -2,8 +2,10 @@
 
 #include <cerrno>
 #include <dlfcn.h>
+#include <fcntl.h>
 #include <filesystem>
 #include <pthread.h>
+#include <sys/stat.h>
 #include <sys/time.h>
 
 namespace kr_platform_testing {
@@ -40,6 +42,23 @@ bool can_delete_open_files()
 bool are_thread_starts_reported()
 {
     return false;
+}
+
+bool make_pipe(const std::string& path)
+{
+    return mkfifo(path.c_str(), 0600) == 0;
+}
+
+std::string unreadable_file()
+{
+    return "/proc/self/mem";
+}
+
+bool keeps_creation_time(const std::string& path)
+{
+    struct statx status;
+    return statx(AT_FDCWD, path.c_str(), 0, STATX_BTIME, &status) == 0 &&
+           (status.stx_mask & STATX_BTIME) != 0;
 }
 
 void* load_library(const std::string& path)

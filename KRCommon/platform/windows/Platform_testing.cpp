@@ -54,6 +54,21 @@ bool are_thread_starts_reported()
     return true;
 }
 
+bool make_pipe(const std::string&)
+{
+    return false;
+}
+
+std::string unreadable_file()
+{
+    return {};
+}
+
+bool keeps_creation_time(const std::string&)
+{
+    return GetProcAddress(GetModuleHandleA("ntdll.dll"), "wine_get_version") == nullptr;
+}
+
 void* load_library(const std::string& path)
 {
     return LoadLibraryA(path.c_str());
