@@ -21,8 +21,9 @@
 namespace {
 
 // Whether the function, called on another thread, is still under way while this one has held the
-// log lock for a while. It may go on then.
-bool waits_for_the_log_lock(const std::function<void()>& function)
+// log lock for a while. It may go on then; `look` is called before.
+bool waits_for_the_log_lock(
+    const std::function<void()>& function, const std::function<void()>& look = [] {})
 {
     std::atomic<bool> may_begin{false};
     std::atomic<bool> is_ready{false};
@@ -43,6 +44,7 @@ bool waits_for_the_log_lock(const std::function<void()>& function)
         may_begin = true;
         std::this_thread::sleep_for(std::chrono::milliseconds(50));
         has_waited = !is_over;
+        look();
     }
     other.join();
     return has_waited;
@@ -109,8 +111,19 @@ TEST_F(Log_Locks, JoiningRotatingAndPruningWaitForTheLogLock)
     manager_.open_in(folder_.path());
     EXPECT_TRUE(waits_for_the_log_lock([&] { manager_.non_ace_thread_init_log(); }));
     EXPECT_TRUE(waits_for_the_log_lock([&] { manager_.tick(local_time(2014, 3, 5)); }));
-    EXPECT_TRUE(waits_for_the_log_lock([&] { manager_.set_current_file(); }));
     EXPECT_TRUE(waits_for_the_log_lock([&] { manager_.del_old_files(); }));
+}
+
+TEST_F(Log_Locks, NoFileIsOpenedWhileALineMayBeUnderWay)
+{
+    manager_.open_in(folder_.path("a"));
+    const std::string file = manager_.log_file_name();
+    Test_Log_Manager other;
+    other.open_in(folder_.path("b"));
+    ASSERT_TRUE(kr_platform::remove_file(file));
+    EXPECT_TRUE(waits_for_the_log_lock([&] { manager_.set_current_file(); },
+                                       [&] { EXPECT_FALSE(std::filesystem::exists(file)); }));
+    EXPECT_TRUE(std::filesystem::exists(file));
 }
 
 } // namespace
