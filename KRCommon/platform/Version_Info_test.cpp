@@ -8,6 +8,8 @@
 
 #include <cerrno>
 #include <chrono>
+#include <fstream>
+#include <iterator>
 #include <memory>
 #include <optional>
 #include <string>
@@ -20,6 +22,12 @@ using kr_platform::File_Version;
 std::string sample(const std::string& name)
 {
     return std::string(KR_VERSION_SAMPLES) + "/" + name + ".dll";
+}
+
+std::string read_bytes(const std::string& path)
+{
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
 }
 
 // The version that is read with errno as a call of before may have left it. Reading that does not
@@ -52,6 +60,16 @@ TEST(FileVersion, OfWhatHasNoneIsNothing)
     EXPECT_EQ(std::nullopt, file_version(folder.path("missing.dll")));
     EXPECT_EQ(std::nullopt, file_version(folder.path()));
     EXPECT_EQ(std::nullopt, file_version(""));
+}
+
+TEST(FileVersion, OfAFileThatEndsWithinItIsNothing)
+{
+    const std::string whole = read_bytes(sample("x64_6.3.2.15"));
+    ASSERT_EQ(1024u, whole.size());
+    const Temp_Folder folder;
+    for (const std::size_t size : {0x284u, 0x288u, 0x28Cu, 0x290u, 0x2B3u})
+        EXPECT_EQ(std::nullopt, file_version(folder.write("cut.dll", whole.substr(0, size))))
+            << size;
 }
 
 TEST(FileVersion, IsThatOfTheFileNamedBeforeTheFirstZero)
