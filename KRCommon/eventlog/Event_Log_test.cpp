@@ -12,6 +12,7 @@
 
 #include <atomic>
 #include <cerrno>
+#include <chrono>
 #include <memory>
 #include <mutex>
 #include <thread>
@@ -974,6 +975,46 @@ TEST(PrepareEventMsg, TakesManyAndLongParameters)
     const std::string line = "Port = " + std::string(1000, '9') + "\n";
     EXPECT_EQ(12U + 2000U * line.size(), text.size());
     EXPECT_EQ(line, text.substr(text.size() - line.size()));
+}
+
+// A system in which reporting goes on until the test lets it end.
+class Held_System : public Fake_System {
+public:
+    bool report(kr_platform::Event_Source* source, int type, int id,
+                const std::string& text) override
+    {
+        is_reporting = true;
+        while (!may_end)
+            std::this_thread::yield();
+        return Fake_System::report(source, type, id, text);
+    }
+
+    std::atomic<bool> is_reporting{false};
+    std::atomic<bool> may_end{false};
+};
+
+TEST(KrEventLog, DestructionWaitsForAWriteThatIsUnderWay)
+{
+    Held_System system;
+    const Log_Capture quiet;
+    auto writer = std::make_unique<KR_Event_Log>("Video Server", false);
+    writer->registerToEventLog();
+    std::thread writing([&log = *writer] {
+        const Log_Capture capture;
+        log.write(1, 4, "text");
+    });
+    while (!system.is_reporting)
+        std::this_thread::yield();
+    std::thread destroying([object = std::move(writer)]() mutable {
+        const Log_Capture capture;
+        object.reset();
+    });
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    system.may_end = true;
+    writing.join();
+    destroying.join();
+    EXPECT_EQ((Texts{"register Video Server", "report 1 type 4 id 1 text", "deregister 1"}),
+              system.calls());
 }
 
 } // namespace

@@ -275,4 +275,17 @@ TEST_F(PruneLogFiles, AgeIsTheFilesOwnCreationTime)
     EXPECT_EQ(Names{"server_a"}, folder_.names());
 }
 
+TEST_F(PruneLogFiles, AgeIsNotThatOfTheLastLine)
+{
+    const std::string oldest = folder_.write("server_z", std::string(100, 'x'));
+    if (!kr_platform_testing::keeps_creation_time(oldest))
+        GTEST_SKIP() << "files have no creation time of their own here";
+    std::this_thread::sleep_for(std::chrono::milliseconds(1100));
+    folder_.write("server_a", std::string(100, 'x'));
+    std::this_thread::sleep_for(std::chrono::milliseconds(1100));
+    std::ofstream(oldest, std::ios::app) << "y";
+    prune_log_files({folder_.path(), "server", 100});
+    EXPECT_EQ(Names{"server_a"}, folder_.names());
+}
+
 } // namespace

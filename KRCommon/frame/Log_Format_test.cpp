@@ -26,6 +26,16 @@ TEST(LogFormat, ThreadNumberHasAtLeastFourDigits)
     }
 }
 
+TEST(LogFormat, EveryThreadNumberOfFiveDigitsHasItsZeros)
+{
+    Format_Buffer buffer;
+    for (unsigned thread = 0; thread < 20'000; ++thread) {
+        const std::string digits = std::to_string(thread);
+        const std::string zeros(digits.size() < 4 ? 4 - digits.size() : 0, '0');
+        ASSERT_EQ("T" + zeros + digits, with_thread_number("T%04t", thread, buffer) + ""s);
+    }
+}
+
 TEST(LogFormat, OnlyTheFirstThreadDirectiveIsReplaced)
 {
     struct Row {
@@ -112,6 +122,16 @@ TEST(LogFormat, EscapeCutsAUtf8CharacterAsAWhole)
     EXPECT_EQ(euro + "...", escape(euro + euro + euro, 7));
     EXPECT_EQ(euro + "...", escape(euro + euro + euro, 8));
     EXPECT_EQ(euro + euro + euro, escape(euro + euro + euro, 9));
+}
+
+TEST(LogFormat, EscapeCutsBeforeACharacterWhateverItsBytesAre)
+{
+    for (int code = 0x80; code <= 0xFF; ++code) {
+        const char byte = static_cast<char>(code);
+        const bool is_continuation = code < 0xC0;
+        const std::string kept = is_continuation ? "ab"s : "ab\xc3"s;
+        EXPECT_EQ(kept + "...", escape("ab\xc3"s + byte + "defgh", 6)) << code;
+    }
 }
 
 TEST(LogFormat, EscapeDropsThreeContinuationBytesAtMost)

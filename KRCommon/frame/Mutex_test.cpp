@@ -13,6 +13,7 @@
 #include <atomic>
 #include <cerrno>
 #include <chrono>
+#include <cstdio>
 #include <ctime>
 #include <deque>
 #include <functional>
@@ -564,6 +565,21 @@ TEST(MutexDeathTest_Slow, ADeadLockEndsTheProcessAfter130Seconds)
                                           "seconds passed) at Waiter.cpp:42 (locked 1 time(s) by"),
                        testing::Not(testing::HasSubstr("eventually"))));
     EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::seconds(130));
+}
+
+TEST_F(Mutex, AReportTellsTheFirstLocksTimeToTheMicrosecond)
+{
+    Fake_World world({{ETIME, 10'000}, {0, 5'000}});
+    Holder holder(mutex_);
+    world.before_success_ = [&] { holder.let_go(); };
+    const ACE_Time_Value first = mutex_.first_lock_time();
+    char fraction[16];
+    std::snprintf(fraction, sizeof fraction, ".%06ld ", static_cast<long>(first.usec()));
+    const KR_Mutex_Guard guard(mutex_, "mutex_", "Waiter.cpp", 42);
+    ASSERT_EQ(2u, capture_.lines().size());
+    EXPECT_THAT(
+        capture_.lines()[0].text,
+        testing::HasSubstr(" first on " + kr_platform::local_clock_text(first.sec()) + fraction));
 }
 
 } // namespace

@@ -301,4 +301,47 @@ TEST(PeVersion, FailsWithEveryReadThatFails)
     EXPECT_EQ((File_Version{6, 3, 2, 15}), version_with_reads(allowed).value());
 }
 
+// The file with a section before its own one, in the table.
+Bytes with_section_before(Bytes file, std::uint32_t address, std::uint32_t size)
+{
+    constexpr std::size_t table = x64::section_address - 12;
+    std::copy_n(file.begin() + table, 40, file.begin() + table + 40);
+    file = with(with(file, x64::section_address, address), x64::section_size, size);
+    return with(file, x64::section_count, 2);
+}
+
+TEST(PeVersion, LooksIntoTheSectionThatHoldsTheAddress)
+{
+    const Bytes file = sample("x64_6.3.2.15");
+    ASSERT_EQ(0x1000u, number_at(file, x64::section_address));
+    ASSERT_EQ(1u, number_at(file, x64::section_count) & 0xFFFF);
+    EXPECT_EQ("6.3.2.15", version_of(with_section_before(file, 0x0800, 0x0800)));
+    EXPECT_EQ("6.3.2.15", version_of(with_section_before(file, 0x2000, 0x1000)));
+    EXPECT_EQ("6.3.2.15", version_of(with_section_before(file, 0x8000, 0x8000)));
+    EXPECT_EQ("6.3.2.15", version_of(with_section_before(file, 0x1000, 0)));
+    EXPECT_EQ("none", version_of(with_section_before(file, 0x0800, 0x0801)));
+    EXPECT_EQ("none", version_of(with_section_before(file, 0x0FFF, 0x1000)));
+}
+
+// A file of 4 GiB that repeats itself, so that a link taken with its highest bit leads somewhere.
+TEST(PeVersion, TakesTheHighestBitOfALinkForAMarkAndNotForAPlace)
+{
+    const auto is_read = [](const Bytes& file) {
+        return pe_file_version([&](std::uint64_t offset, unsigned char* out, std::size_t count) {
+                   std::memcpy(out, file.data() + (offset & 0x7FFF'FFFF), count);
+                   return true;
+               })
+            .has_value();
+    };
+    const Bytes file = sample("x64_6.3.2.15");
+    const auto without_mark = [&](std::size_t at) {
+        return with(file, at, number_at(file, at) & 0x7FFF'FFFF);
+    };
+    EXPECT_TRUE(is_read(file));
+    EXPECT_FALSE(is_read(without_mark(x64::type_link)));
+    EXPECT_FALSE(is_read(without_mark(x64::name_link)));
+    const std::uint32_t language = number_at(file, x64::language_link);
+    EXPECT_FALSE(is_read(with(file, x64::language_link, language | 0x8000'0000)));
+}
+
 } // namespace

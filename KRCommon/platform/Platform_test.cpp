@@ -400,4 +400,22 @@ TEST_F(TimedWaits, TimedMutexWaitsUntilAnInstant)
     mutex.unlock();
 }
 
+TEST(Platform, CreationTimeOfAFileStaysWhenItIsWrittenLater)
+{
+    const Temp_Folder temp;
+    const std::string path = temp.write("file", "1");
+    if (!kr_platform_testing::keeps_creation_time(path))
+        GTEST_SKIP() << "files have no creation time of their own here";
+    const auto made = file_info(path);
+    ASSERT_TRUE(made);
+    while (coarse_wall_microseconds() / 1'000'000 < made->created + 1) // times are whole seconds
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    std::ofstream(path, std::ios::app) << "2";
+    const auto written = file_info(path);
+    ASSERT_TRUE(written);
+    EXPECT_EQ(2u, written->size);
+    EXPECT_EQ(made->created, written->created);
+}
+
 } // namespace

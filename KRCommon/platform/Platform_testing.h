@@ -51,6 +51,9 @@ private:
     std::intptr_t open_; // a socket or the server's end of a pipe
 };
 
+/// True where a file keeps the time of its creation when it is written. Under Wine it does not.
+bool keeps_creation_time(const std::string& path);
+
 /// Loads a dynamic library, and lets go of it. A null pointer or false: it failed.
 void* load_library(const std::string& path);
 bool unload_library(void* library);

@@ -146,6 +146,27 @@ TEST(KrGuidText, ThatIsNotAcceptedIsNil)
         EXPECT_EQ(nil_text, read(row)) << row;
 }
 
+// A blank or a sign before a number is none of it.
+TEST(KrGuidText, BeginsWithADigitABlankOrASignOnly)
+{
+    const std::string digits = "0123456789ABCDEFabcdef";
+    for (int character = 1; character < 256; ++character) {
+        const char c = static_cast<char>(character);
+        std::string text = "?0000001-8b86-4011-b42d-00c04fc964ff";
+        text[0] = c;
+        const std::size_t digit = digits.find(c);
+        std::string first = "00000000";
+        if (digit != std::string::npos)
+            first = std::string(1, "0123456789abcdefabcdef"[digit]) + "0000001";
+        else if (std::string(" \t\n\v\f\r+").find(c) != std::string::npos)
+            first = "00000001";
+        else if (c == '-')
+            first = "ffffffff";
+        EXPECT_EQ(first == "00000000" && c != '0' ? nil_text : first + text.substr(8), read(text))
+            << character;
+    }
+}
+
 TEST(KrGuidText, QuirkATailBehindAHyphenIsIgnored)
 {
     for (const char* tail : {"-abc", "-1", "-12-34", "- x", "-\tx y", "-}", "--"})

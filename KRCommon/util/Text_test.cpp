@@ -136,6 +136,19 @@ TEST(KrSplit, TakesTextAndDelimiterFromTheVectorItself)
     EXPECT_EQ((Texts{whole[0], "", whole[0]}), whole);
 }
 
+// A vector of so many is given back to the system when it moves.
+TEST(KrSplit, TakesTextAndDelimiterFromALargeVectorItself)
+{
+    Texts out(1'500'000, "a,b");
+    out.back() = ",";
+    out.shrink_to_fit();
+    const std::size_t size = out.size();
+    kr_split(out, out[size / 2], out[size - 1]);
+    ASSERT_EQ(size + 2, out.size());
+    EXPECT_EQ("a", out[size]);
+    EXPECT_EQ("b", out[size + 1]);
+}
+
 TEST(KrSplit, OfManyPiecesJoinedIsTheText)
 {
     std::mt19937 random(1);

@@ -229,6 +229,17 @@ TEST(KrTimeText, OfFieldsIsMadeFromThemAsTheyStand)
         EXPECT_EQ(row.text, kr_to_string(row.date));
 }
 
+TEST(KrTimeText, OfOneFieldWithThreeDigitsIsComplete)
+{
+    EXPECT_EQ("2024/100/01 00:00:00.000000", kr_to_string(date(2024, 100, 1)));
+    EXPECT_EQ("2024/01/100 00:00:00.000000", kr_to_string(date(2024, 1, 100)));
+    EXPECT_EQ("2024/01/01 100:00:00.000000", kr_to_string(date(2024, 1, 1, 100)));
+    EXPECT_EQ("2024/01/01 00:100:00.000000", kr_to_string(date(2024, 1, 1, 0, 100)));
+    EXPECT_EQ("2024/01/01 00:00:100.000000", kr_to_string(date(2024, 1, 1, 0, 0, 100)));
+    EXPECT_EQ("2024/01/01 00:00:00.1000000", kr_to_string(date(2024, 1, 1, 0, 0, 0, 1'000'000)));
+    EXPECT_EQ("10000/01/01 00:00:00.000000", kr_to_string(date(10000, 1, 1)));
+}
+
 TEST(KrTimeText, OfTheLongestFieldsIsComplete)
 {
     constexpr long low = std::numeric_limits<std::int32_t>::min();

@@ -144,6 +144,12 @@ TEST(KrParseUrl, OfTheTable)
         EXPECT_EQ(row.parts, parse(row.url)) << row.url;
 }
 
+TEST(KrParseUrl, FindsNoPortInAHostOfDigits)
+{
+    EXPECT_EQ((Parts{"rtsp", "554", 0, "", ""}), parse("rtsp://554"));
+    EXPECT_EQ((Parts{"rtsp", "10.0.0.1", 0, "x", ""}), parse("rtsp://10.0.0.1/x"));
+}
+
 TEST(KrParseUrl, TakesTheNearestIntForAPortBeyondIt)
 {
     const struct {

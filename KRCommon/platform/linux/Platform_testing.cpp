@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <ctime>
 #include <dlfcn.h>
+#include <fcntl.h>
 #include <filesystem>
 #include <new>
 #include <pthread.h>
@@ -77,6 +78,13 @@ Irregular_Files::Irregular_Files(const std::string& folder)
 Irregular_Files::~Irregular_Files()
 {
     close(static_cast<int>(open_));
+}
+
+bool keeps_creation_time(const std::string& path)
+{
+    struct statx status;
+    return statx(AT_FDCWD, path.c_str(), 0, STATX_BTIME, &status) == 0 &&
+           (status.stx_mask & STATX_BTIME) != 0;
 }
 
 void* load_library(const std::string& path)

@@ -85,6 +85,11 @@ Irregular_Files::~Irregular_Files()
     CloseHandle(reinterpret_cast<HANDLE>(open_));
 }
 
+bool keeps_creation_time(const std::string&)
+{
+    return GetProcAddress(GetModuleHandleA("ntdll.dll"), "wine_get_version") == nullptr;
+}
+
 void* load_library(const std::string& path)
 {
     return LoadLibraryA(path.c_str());
