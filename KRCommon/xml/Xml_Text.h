@@ -58,6 +58,9 @@ struct Xml_Text {
 /// size. Throws std::bad_alloc only.
 Xml_Text read_xml_text(std::string_view document);
 
+/// A number that stands for all that are no characters.
+constexpr char32_t beyond_unicode = 0x110000;
+
 /// Whether XML 1.0 allows the character in a document.
 constexpr bool is_xml_character(char32_t character) noexcept
 {
