@@ -1,6 +1,7 @@
 #include <KRCommon/colors/Configuration_Reader.h>
 
 #include <KRCommon/platform/Regular_File.h>
+#include <KRCommon/text/Digits.h>
 #include <KRCommon/xml/Xml_Parser.h>
 
 #include <algorithm>
@@ -144,7 +145,7 @@ Xml_Code read_named_number(std::string_view text, float& number) noexcept
 bool begins_with_digits(std::string_view text) noexcept
 {
     const std::size_t sign = !text.empty() && (text[0] == '-' || text[0] == '+') ? 1 : 0;
-    return text.size() > sign && (text[sign] == '.' || (text[sign] >= '0' && text[sign] <= '9'));
+    return text.size() > sign && (text[sign] == '.' || is_decimal_digit(text[sign]));
 }
 
 // An xs:float, rounded to the nearest. The number is set on success only.

@@ -1,6 +1,6 @@
 #include <KRCommon/xml/Xml_Characters.h>
 
-#include <KRCommon/xml/Xml_Text.h>
+#include <KRCommon/text/Unicode.h>
 
 #include <algorithm>
 

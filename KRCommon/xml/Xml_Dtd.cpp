@@ -1,6 +1,6 @@
 #include <KRCommon/xml/Xml_Dtd.h>
 
-#include <KRCommon/util/Digits.h>
+#include <KRCommon/text/Digits.h>
 
 #include <algorithm>
 #include <array>
