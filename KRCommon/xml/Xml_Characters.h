@@ -47,12 +47,18 @@ constexpr std::array<unsigned char, 256> make_kinds()
 
 inline constexpr std::array<unsigned char, 256> kinds = make_kinds();
 
-inline bool is(char c, int kind) noexcept
+constexpr bool is(char c, int kind) noexcept
 {
     return (kinds[static_cast<unsigned char>(c)] & kind) != 0;
 }
 
 } // namespace xml_kinds
+
+/// White space of XML 1.0 and of the types of its schemas: blank, tab, carriage return, line feed.
+constexpr bool is_xml_space(char c) noexcept
+{
+    return xml_kinds::is(c, xml_kinds::space);
+}
 
 /// Where the name characters from `position` on end. The text is valid UTF-8.
 const char* skip_name_parts(const char* position, const char* end) noexcept;

@@ -1,6 +1,7 @@
 #include <KRCommon/xml/Xml_Text.h>
 
 #include <KRCommon/text/Digits.h>
+#include <KRCommon/xml/Xml_Characters.h>
 
 #include <algorithm>
 #include <array>
@@ -79,11 +80,6 @@ struct Declaration {
     Encoding encoding = Encoding::undeclared;
     std::size_t encoding_position = 0;
 };
-
-constexpr bool is_space(char c) noexcept
-{
-    return c == ' ' || c == '\t' || c == '\n' || c == '\r';
-}
 
 constexpr bool is_letter(char c) noexcept
 {
@@ -184,7 +180,7 @@ private:
     bool skip_space() noexcept
     {
         const std::size_t first = position_;
-        while (position_ < text_.size() && is_space(text_[position_]))
+        while (position_ < text_.size() && is_xml_space(text_[position_]))
             ++position_;
         return position_ != first;
     }
