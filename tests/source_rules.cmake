@@ -22,11 +22,16 @@ foreach(file ${files})
       string(APPEND failures "${file}: ${CMAKE_MATCH_0} belongs into platform/\n")
     endif()
   endif()
-  # platform/ stands on nothing of the library.
-  string(REPLACE "<KRCommon/platform/" "" text_without_own_includes "${text}")
+  # text/ stands on nothing of the library, and platform/ on text/ alone.
+  string(REPLACE "<KRCommon/text/" "" text_without_own_includes "${text}")
+  if(file MATCHES "^KRCommon/text/" AND
+     text_without_own_includes MATCHES "#include <KRCommon/")
+    string(APPEND failures "${file}: text/ includes nothing of the library\n")
+  endif()
+  string(REPLACE "<KRCommon/platform/" "" text_without_own_includes "${text_without_own_includes}")
   if(file MATCHES "^KRCommon/platform/" AND
      text_without_own_includes MATCHES "#include <KRCommon/")
-    string(APPEND failures "${file}: platform/ includes nothing of the library\n")
+    string(APPEND failures "${file}: platform/ includes nothing of the library but text/\n")
   endif()
   if(file MATCHES "\\.h$" AND NOT text MATCHES "^#pragma once\n")
     string(APPEND failures "${file}: a header begins with #pragma once\n")

@@ -1,5 +1,7 @@
 #include <KRCommon/colors/Color_Table.h>
 
+#include <KRCommon/text/Scanner.h>
+
 #include <emmintrin.h>
 
 #include <algorithm>
@@ -15,37 +17,14 @@ constexpr std::int32_t full_circle = 360;
 using Preset_Ranges = std::map<ns__ColorPreset, std::vector<color_range>>;
 using XML_preset = KRCMN::XML_configuration::XML_colors::XML_presets::XML_preset;
 
-bool is_blank(char c) noexcept
-{
-    return c == ' ' || (c >= '\t' && c <= '\r');
-}
-
-// The value of a hexadecimal digit, 16 for any other character.
-unsigned digit_value(char c) noexcept
-{
-    if (c >= '0' && c <= '9')
-        return static_cast<unsigned>(c - '0');
-    if (c >= 'a' && c <= 'f')
-        return static_cast<unsigned>(c - 'a' + 10);
-    if (c >= 'A' && c <= 'F')
-        return static_cast<unsigned>(c - 'A' + 10);
-    return 16;
-}
-
 std::uint32_t read_hex(std::string_view text) noexcept
 {
-    while (!text.empty() && is_blank(text[0]))
-        text.remove_prefix(1);
-    const bool minus = !text.empty() && text[0] == '-';
-    if (minus || (!text.empty() && text[0] == '+'))
-        text.remove_prefix(1);
-    if (text.size() >= 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X'))
-        text.remove_prefix(2);
+    Scanner scan(text);
+    scan.blanks();
+    const bool minus = scan.minus();
+    scan.hex_prefix();
     std::uint32_t number = 0;
-    for (const char c : text) {
-        const unsigned digit = digit_value(c);
-        if (digit == 16)
-            break;
+    for (unsigned digit = scan.digit(16); digit != no_digit; digit = scan.digit(16)) {
         if (number > 0x0FFF'FFFF)
             return 0xFFFF'FFFF; // with a minus as well, as strtoul has it
         number = number * 16 + digit;

@@ -1,6 +1,8 @@
 #include <KRCommon/colors/Configuration_Reader.h>
 
 #include <KRCommon/platform/Regular_File.h>
+#include <KRCommon/text/Digits.h>
+#include <KRCommon/xml/Xml_Characters.h>
 #include <KRCommon/xml/Xml_Parser.h>
 
 #include <algorithm>
@@ -70,16 +72,11 @@ Preset_Attribute preset_attribute(std::string_view name) noexcept
     }
 }
 
-constexpr bool is_blank(char character) noexcept
-{
-    return character == ' ' || character == '\t' || character == '\r' || character == '\n';
-}
-
 std::string_view trimmed(std::string_view text) noexcept
 {
-    while (!text.empty() && is_blank(text.front()))
+    while (!text.empty() && is_xml_space(text.front()))
         text.remove_prefix(1);
-    while (!text.empty() && is_blank(text.back()))
+    while (!text.empty() && is_xml_space(text.back()))
         text.remove_suffix(1);
     return text;
 }
@@ -144,7 +141,7 @@ Xml_Code read_named_number(std::string_view text, float& number) noexcept
 bool begins_with_digits(std::string_view text) noexcept
 {
     const std::size_t sign = !text.empty() && (text[0] == '-' || text[0] == '+') ? 1 : 0;
-    return text.size() > sign && (text[sign] == '.' || (text[sign] >= '0' && text[sign] <= '9'));
+    return text.size() > sign && (text[sign] == '.' || is_decimal_digit(text[sign]));
 }
 
 // An xs:float, rounded to the nearest. The number is set on success only.
@@ -280,7 +277,7 @@ private:
     void check_text()
     {
         const std::string_view text = parser_.text();
-        const auto offending = std::find_if_not(text.begin(), text.end(), is_blank);
+        const auto offending = std::find_if_not(text.begin(), text.end(), is_xml_space);
         if (offending == text.end())
             return;
         const auto offset = static_cast<std::size_t>(offending - text.begin());

@@ -1,5 +1,8 @@
 #include <KRCommon/frame/Log_Format.h>
 
+#include <KRCommon/text/Digits.h>
+#include <KRCommon/text/Unicode.h>
+
 #include <algorithm>
 #include <charconv>
 #include <cstring>
@@ -15,11 +18,6 @@ bool is_control(char c) noexcept
     return code < 0x20 || code == 0x7f;
 }
 
-bool is_utf8_continuation(char c) noexcept
-{
-    return (static_cast<unsigned char>(c) & 0xc0) == 0x80;
-}
-
 void append_escaped(std::string& out, char c)
 {
     switch (c) {
@@ -28,9 +26,8 @@ void append_escaped(std::string& out, char c)
     case '\t': out += "\\t"; return;
     default: break;
     }
-    constexpr char digits[] = "0123456789abcdef";
     const auto code = static_cast<unsigned char>(c);
-    out += {'\\', 'x', digits[code >> 4], digits[code & 15]};
+    out += {'\\', 'x', lower_hex_digits[code >> 4], lower_hex_digits[code & 15]};
 }
 
 // Ends a text that is too long; does not leave the front half of a UTF-8 character behind.
@@ -38,7 +35,7 @@ void cut(std::string& text, std::size_t room)
 {
     constexpr std::string_view mark = "...";
     std::size_t end = std::min(text.size(), room - mark.size());
-    for (int i = 0; i < 3 && end > 0 && end < text.size() && is_utf8_continuation(text[end]); ++i)
+    for (int i = 0; i < 3 && end > 0 && end < text.size() && is_continuation(text[end]); ++i)
         --end;
     text.resize(end);
     text += mark;

@@ -32,7 +32,7 @@ TEST(LogFormat, EveryThreadNumberOfFiveDigitsHasItsZeros)
     for (unsigned thread = 0; thread < 20'000; ++thread) {
         const std::string digits = std::to_string(thread);
         const std::string zeros(digits.size() < 4 ? 4 - digits.size() : 0, '0');
-        ASSERT_EQ("T" + zeros + digits, with_thread_number("T%04t", thread, buffer) + ""s);
+        ASSERT_EQ("T" + zeros + digits, with_stamp("T%04t", "", thread, buffer) + ""s);
     }
 }
 

@@ -22,7 +22,8 @@ std::optional<std::string> read(const Regular_File& file, std::uint64_t offset, 
     const std::optional<std::size_t> size = file.read_at(offset, text.data(), count);
     if (!size)
         return std::nullopt;
-    EXPECT_EQ(std::string(count - *size, '?'), text.substr(*size)) << "written beyond what was read";
+    EXPECT_EQ(std::string(count - *size, '?'), text.substr(*size))
+        << "written beyond what was read";
     return text.substr(0, *size);
 }
 

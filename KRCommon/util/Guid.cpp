@@ -1,10 +1,15 @@
 #include <KRCommon/util/Guid.h>
 
+#include <KRCommon/text/Digits.h>
+#include <KRCommon/text/Scanner.h>
+
 #include <array>
 #include <cstring>
 #include <string_view>
 
 namespace {
+
+using kr_internal::digit_value;
 
 constexpr std::size_t text_length = 36;
 constexpr std::size_t byte_count = 16;
@@ -13,27 +18,6 @@ constexpr std::size_t byte_count = 16;
 constexpr std::array<std::uint8_t, byte_count> digit_positions = {0,  2,  4,  6,  9,  11, 14, 16,
                                                                   19, 21, 24, 26, 28, 30, 32, 34};
 constexpr std::array<std::uint8_t, 4> hyphen_positions = {8, 13, 18, 23};
-
-constexpr std::uint8_t no_digit = 0xFF;
-
-// The value of each hexadecimal digit, by character.
-constexpr auto digit_values = [] {
-    std::array<std::uint8_t, 256> values{};
-    for (auto& value : values)
-        value = no_digit;
-    for (unsigned digit = 0; digit < 10; ++digit)
-        values['0' + digit] = static_cast<std::uint8_t>(digit);
-    for (unsigned digit = 10; digit < 16; ++digit) {
-        values['A' + digit - 10] = static_cast<std::uint8_t>(digit);
-        values['a' + digit - 10] = static_cast<std::uint8_t>(digit);
-    }
-    return values;
-}();
-
-std::uint8_t digit_value(char character) noexcept
-{
-    return digit_values[static_cast<unsigned char>(character)];
-}
 
 // The bytes in the order of their digits in the text.
 using Bytes = std::array<std::uint8_t, byte_count>;
@@ -91,73 +75,23 @@ bool read_plain(std::string_view text, KR_GUID& guid) noexcept
     return true;
 }
 
-// Hexadecimal numbers and marks as scanf takes them, in the "C" locale. A zero byte is none of
-// them.
-class Scanner {
-public:
-    explicit Scanner(std::string_view text) noexcept : rest_(text) {}
-
-    // At most 8 characters wide. Keeps the low bits that the value has room for.
-    template <typename Value>
-    bool number(std::size_t width, Value& value) noexcept
-    {
-        blanks();
-        std::string_view field = rest_.substr(0, width);
-        const bool is_negative = !field.empty() && field.front() == '-';
-        if (is_negative || (!field.empty() && field.front() == '+'))
-            field.remove_prefix(1);
-        const bool has_prefix =
-            field.size() > 1 && field[0] == '0' && (field[1] == 'x' || field[1] == 'X');
-        if (has_prefix)
-            field.remove_prefix(2);
-        else if (field.empty() || digit_value(field.front()) == no_digit)
-            return false;
-        std::uint32_t magnitude = 0;
-        for (; !field.empty() && digit_value(field.front()) != no_digit; field.remove_prefix(1))
-            magnitude = magnitude << 4 | digit_value(field.front());
-        value = static_cast<Value>(is_negative ? 0 - magnitude : magnitude);
-        rest_.remove_prefix(static_cast<std::size_t>(field.data() - rest_.data()));
-        return true;
-    }
-
-    bool hyphen() noexcept
-    {
-        if (rest_.empty() || rest_.front() != '-')
-            return false;
-        rest_.remove_prefix(1);
-        return true;
-    }
-
-    bool word() noexcept
-    {
-        blanks();
-        return !rest_.empty();
-    }
-
-private:
-    void blanks() noexcept
-    {
-        rest_.remove_prefix(std::min(rest_.find_first_not_of(" \t\n\v\f\r"), rest_.size()));
-    }
-
-    std::string_view rest_;
-};
-
 // Any other text of which ACE_Utils::UUID makes an identifier.
 bool read_odd(std::string_view text, KR_GUID& guid) noexcept
 {
     text = text.substr(0, text.find('\0'));
     if (text.size() < text_length)
         return false;
-    Scanner scan(text);
-    if (!(scan.number(8, guid.Data1) && scan.hyphen() && scan.number(4, guid.Data2) &&
-          scan.hyphen() && scan.number(4, guid.Data3) && scan.hyphen() &&
-          scan.number(2, guid.Data4[0]) && scan.number(2, guid.Data4[1]) && scan.hyphen()))
+    kr_internal::Scanner scan(text);
+    if (!(scan.hexadecimal(8, guid.Data1) && scan.mark('-') && scan.hexadecimal(4, guid.Data2) &&
+          scan.mark('-') && scan.hexadecimal(4, guid.Data3) && scan.mark('-') &&
+          scan.hexadecimal(2, guid.Data4[0]) && scan.hexadecimal(2, guid.Data4[1]) &&
+          scan.mark('-')))
         return false;
     for (std::size_t index = 2; index < std::size(guid.Data4); ++index)
-        if (!scan.number(2, guid.Data4[index]))
+        if (!scan.hexadecimal(2, guid.Data4[index]))
             return false;
-    return text.size() == text_length || (scan.hyphen() && scan.word());
+    // after the last digits, when there is more, a hyphen and a word
+    return text.size() == text_length || (scan.mark('-') && scan.blanks() && !scan.rest().empty());
 }
 
 } // namespace
@@ -173,16 +107,7 @@ KR_GUID kr_to_guid(const std::string& text) noexcept
 
 namespace {
 
-// "00", "01", ... "ff".
-constexpr auto digit_pairs = [] {
-    constexpr char digits[] = "0123456789abcdef";
-    std::array<char, 512> pairs{};
-    for (std::size_t byte = 0; byte < 256; ++byte) {
-        pairs[2 * byte] = digits[byte >> 4];
-        pairs[2 * byte + 1] = digits[byte & 0xF];
-    }
-    return pairs;
-}();
+constexpr auto digit_pairs = kr_internal::hex_pairs(kr_internal::lower_hex_digits);
 
 } // namespace
 

@@ -7,7 +7,7 @@
 ///
 /// Nothing here knows the length of a buffer: the caller has checked that [offset, offset + size)
 /// lies inside. Every bit pattern is a valid number and comes back as it was; only a signalling NaN
-/// may become a quiet one where put_float() or get_float() passes it as a value.
+/// may become a quiet one where get_float() passes it as a value.
 /// Threads: no state. Never fails.
 
 #include <cstddef>
@@ -59,11 +59,6 @@ inline void put_u8(unsigned char* bytes, std::size_t offset, std::uint8_t number
     put_number(bytes, offset, number);
 }
 
-inline void put_i8(unsigned char* bytes, std::size_t offset, std::int8_t number) noexcept
-{
-    put_number(bytes, offset, number);
-}
-
 inline void put_u16(unsigned char* bytes, std::size_t offset, std::uint16_t number) noexcept
 {
     put_number(bytes, offset, number);
@@ -89,11 +84,6 @@ inline void put_i64(unsigned char* bytes, std::size_t offset, std::int64_t numbe
     put_number(bytes, offset, number);
 }
 
-inline void put_float(unsigned char* bytes, std::size_t offset, float number) noexcept
-{
-    put_number(bytes, offset, number);
-}
-
 /// The numbers of an array, one behind the other.
 template <std::size_t count>
 void put_floats(unsigned char* bytes, std::size_t offset, const float (&numbers)[count]) noexcept
@@ -114,11 +104,6 @@ inline void put_zeros(unsigned char* bytes, const Field& field) noexcept
 [[nodiscard]] inline std::int8_t get_i8(const unsigned char* bytes, std::size_t offset) noexcept
 {
     return get_number<std::int8_t>(bytes, offset);
-}
-
-[[nodiscard]] inline std::uint16_t get_u16(const unsigned char* bytes, std::size_t offset) noexcept
-{
-    return get_number<std::uint16_t>(bytes, offset);
 }
 
 [[nodiscard]] inline std::uint32_t get_u32(const unsigned char* bytes, std::size_t offset) noexcept

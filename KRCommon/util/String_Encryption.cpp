@@ -1,5 +1,6 @@
 #include <KRCommon/util/String_Encryption.h>
 
+#include <KRCommon/text/Digits.h>
 #include <KRCommon/util/Rijndael.h>
 #include <KRCommon/util/Sizes.h>
 
@@ -9,6 +10,8 @@
 namespace {
 
 using kr_internal::CRijndael;
+using kr_internal::digit_value;
+using kr_internal::no_digit;
 
 constexpr std::size_t block_size = CRijndael::block_size;
 constexpr std::size_t block_characters = block_size / 2;
@@ -79,10 +82,9 @@ void fill_block(Block& block, const char* characters, std::size_t count)
 
 void write_digits(const Block& block, char* hex)
 {
-    constexpr const char* digits = "0123456789ABCDEF";
     for (const unsigned char byte : block.bytes) {
-        *hex++ = digits[byte >> 4];
-        *hex++ = digits[byte & 15];
+        *hex++ = kr_internal::upper_hex_digits[byte >> 4];
+        *hex++ = kr_internal::upper_hex_digits[byte & 15];
     }
 }
 
@@ -107,25 +109,13 @@ std::string encrypt_string(const std::string& plain)
 
 namespace {
 
-// The value of a hexadecimal digit, -1 for any other character.
-int digit_of(char character)
-{
-    if (character >= '0' && character <= '9')
-        return character - '0';
-    if (character >= 'A' && character <= 'F')
-        return character - 'A' + 10;
-    if (character >= 'a' && character <= 'f')
-        return character - 'a' + 10;
-    return -1;
-}
-
 unsigned char read_pair(const char* pair)
 {
-    const int high = digit_of(pair[0]);
-    const int low = digit_of(pair[1]);
-    if (high < 0)
+    const unsigned high = digit_value(pair[0]);
+    const unsigned low = digit_value(pair[1]);
+    if (high == no_digit)
         return 0;
-    return static_cast<unsigned char>(low < 0 ? high : high * 16 + low);
+    return static_cast<unsigned char>(low == no_digit ? high : high * 16 + low);
 }
 
 // Zeros behind the last byte.
@@ -146,7 +136,7 @@ bool is_allowed(unsigned char character)
     case '_': return true;
     default:
         return (character >= 'a' && character <= 'z') || (character >= 'A' && character <= 'Z') ||
-               (character >= '0' && character <= '9');
+               kr_internal::is_decimal_digit(static_cast<char>(character));
     }
 }
 

@@ -1,5 +1,6 @@
 #include <KRCommon/util/Text.h>
 
+#include <KRCommon/text/Digits.h>
 #include <KRCommon/util/Sizes.h>
 
 #include <emmintrin.h>
@@ -18,16 +19,7 @@ namespace {
 
 constexpr std::size_t block = 16;
 
-// "00", "01", ... "FF".
-constexpr auto digit_pairs = [] {
-    constexpr char digits[] = "0123456789ABCDEF";
-    std::array<char, 512> pairs{};
-    for (std::size_t byte = 0; byte < 256; ++byte) {
-        pairs[2 * byte] = digits[byte >> 4];
-        pairs[2 * byte + 1] = digits[byte & 0xF];
-    }
-    return pairs;
-}();
+constexpr auto digit_pairs = kr_internal::hex_pairs(kr_internal::upper_hex_digits);
 
 __m128i load(const void* bytes) noexcept
 {

@@ -1,6 +1,7 @@
 #include <KRCommon/util/Time_Text.h>
 
 #include <KRCommon/platform/Platform.h>
+#include <KRCommon/text/Scanner.h>
 
 #include <algorithm>
 #include <array>
@@ -218,11 +219,6 @@ std::string kr_to_string(const ACE_Date_Time& date)
 
 namespace {
 
-bool is_digit(char character) noexcept
-{
-    return character >= '0' && character <= '9';
-}
-
 // Reads pairs of characters as digits; whether all of them were some is asked once, at the end.
 class Digit_Pairs {
 public:
@@ -266,58 +262,18 @@ bool read_full_shape(const std::string& text, Reading& reading) noexcept
     return pairs.are_digits();
 }
 
-// Numbers and marks as scanf takes them, in the "C" locale. A zero byte is none of them.
-class Scanner {
-public:
-    explicit Scanner(std::string_view text) noexcept : rest_(text) {}
-
-    bool number(std::size_t width, int& value) noexcept
-    {
-        blanks();
-        std::string_view field = rest_.substr(0, width);
-        const bool is_signed = !field.empty() && (field.front() == '-' || field.front() == '+');
-        const bool is_negative = is_signed && field.front() == '-';
-        if (is_signed)
-            field.remove_prefix(1);
-        if (field.empty() || !is_digit(field.front()))
-            return false;
-        int magnitude = 0; // fields are too short to overflow
-        for (; !field.empty() && is_digit(field.front()); field.remove_prefix(1))
-            magnitude = magnitude * 10 + (field.front() - '0');
-        value = is_negative ? -magnitude : magnitude;
-        rest_.remove_prefix(static_cast<std::size_t>(field.data() - rest_.data()));
-        return true;
-    }
-
-    bool mark(char expected) noexcept
-    {
-        if (rest_.empty() || rest_.front() != expected)
-            return false;
-        rest_.remove_prefix(1);
-        return true;
-    }
-
-    bool blanks() noexcept
-    {
-        rest_.remove_prefix(std::min(rest_.find_first_not_of(" \t\n\v\f\r"), rest_.size()));
-        return true;
-    }
-
-private:
-    std::string_view rest_;
-};
-
 Reading read_any_shape(const std::string& text) noexcept
 {
     Reading reading;
     Calendar_Time& time = reading.time;
-    Scanner scan(text);
+    kr_internal::Scanner scan(text);
     // Stops at the first that does not match.
-    static_cast<void>(scan.number(4, time.year) && scan.mark('/') && scan.number(2, time.month) &&
-                      scan.mark('/') && scan.number(2, time.day) && scan.blanks() &&
-                      scan.number(2, time.hour) && scan.mark(':') && scan.number(2, time.minute) &&
-                      scan.mark(':') && scan.number(2, time.second) && scan.mark('.') &&
-                      scan.number(6, reading.microsecond));
+    static_cast<void>(scan.decimal(4, time.year) && scan.mark('/') && scan.decimal(2, time.month) &&
+                      scan.mark('/') && scan.decimal(2, time.day) && scan.blanks() &&
+                      scan.decimal(2, time.hour) && scan.mark(':') &&
+                      scan.decimal(2, time.minute) && scan.mark(':') &&
+                      scan.decimal(2, time.second) && scan.mark('.') &&
+                      scan.decimal(6, reading.microsecond));
     return reading;
 }
 

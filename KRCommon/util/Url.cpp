@@ -1,5 +1,7 @@
 #include <KRCommon/util/Url.h>
 
+#include <KRCommon/text/Scanner.h>
+
 #include <algorithm>
 #include <cstdint>
 #include <limits>
@@ -12,17 +14,14 @@ constexpr std::string_view protocol_end = "://";
 // As atoi in the "C" locale; beyond the range of int the nearest number in it, which C leaves open.
 int read_decimal(std::string_view text) noexcept
 {
-    text.remove_prefix(std::min(text.find_first_not_of(" \t\n\v\f\r"), text.size()));
-    const bool is_negative = !text.empty() && text.front() == '-';
-    if (is_negative || (!text.empty() && text.front() == '+'))
-        text.remove_prefix(1);
+    using namespace kr_internal;
+    Scanner scan(text);
+    scan.blanks();
+    const bool is_negative = scan.minus();
     constexpr std::int64_t limit = std::int64_t{1} << 31;
     std::int64_t magnitude = 0;
-    for (const char character : text) {
-        if (character < '0' || character > '9')
-            break;
-        magnitude = std::min(magnitude * 10 + (character - '0'), limit);
-    }
+    for (unsigned digit = scan.digit(10); digit != no_digit; digit = scan.digit(10))
+        magnitude = std::min(magnitude * 10 + digit, limit);
     const std::int64_t number = is_negative ? -magnitude : magnitude;
     return static_cast<int>(std::min<std::int64_t>(number, std::numeric_limits<int>::max()));
 }

@@ -53,7 +53,7 @@
 /// "encoding" or "standalone". A name that is cut off or too long is not known yet.
 ///
 /// Bounds: no external entity is ever read; depth, lengths, and what entities expand to are bounded
-/// by the constants below. The cost is linear in the size of the document, and no memory is taken
+/// by the constants of Xml_Limits.h. The cost is linear in the size of the document, and no memory is taken
 /// per element or attribute.
 /// Not done: declared default values of attributes are not filled in, declared content models are
 /// not checked, parameter entities are not expanded, and names are not taken apart at colons.
@@ -66,16 +66,6 @@
 #include <string_view>
 
 namespace kr_internal {
-
-namespace xml_limits {
-constexpr std::size_t depth = 64;               ///< open elements
-constexpr std::size_t name_length = 1'024;      ///< bytes of any name
-constexpr std::size_t value_length = 65'536;    ///< bytes of an attribute's value
-constexpr std::size_t dtd_length = 65'536;      ///< bytes of the internal DTD subset
-constexpr std::size_t entities = 64;            ///< declared general entities, each name once
-constexpr std::size_t entity_depth = 8;         ///< entities open within each other
-constexpr std::size_t expanded_length = 65'536; ///< bytes all declared entities expand to
-} // namespace xml_limits
 
 class Xml_Parser {
 public:

@@ -1,5 +1,7 @@
 #include <KRCommon/xml/Xml_Parser.h>
 
+#include <KRCommon/xml/Xml_Limits.h>
+
 #include <gtest/gtest.h>
 
 #include <algorithm>

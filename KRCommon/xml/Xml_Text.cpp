@@ -1,5 +1,8 @@
 #include <KRCommon/xml/Xml_Text.h>
 
+#include <KRCommon/text/Digits.h>
+#include <KRCommon/xml/Xml_Characters.h>
+
 #include <algorithm>
 #include <array>
 #include <cstdint>
@@ -78,11 +81,6 @@ struct Declaration {
     std::size_t encoding_position = 0;
 };
 
-constexpr bool is_space(char c) noexcept
-{
-    return c == ' ' || c == '\t' || c == '\n' || c == '\r';
-}
-
 constexpr bool is_letter(char c) noexcept
 {
     return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
@@ -91,7 +89,7 @@ constexpr bool is_letter(char c) noexcept
 // What the values in a declaration are made of.
 constexpr bool is_value_character(char c) noexcept
 {
-    return is_letter(c) || (c >= '0' && c <= '9') || c == '.' || c == '_' || c == '-' || c == ':';
+    return is_letter(c) || is_decimal_digit(c) || c == '.' || c == '_' || c == '-' || c == ':';
 }
 
 // The declaration by XML 1.0 section 2.8. Its text is ASCII in each 8-bit encoding, so it can be
@@ -182,7 +180,7 @@ private:
     bool skip_space() noexcept
     {
         const std::size_t first = position_;
-        while (position_ < text_.size() && is_space(text_[position_]))
+        while (position_ < text_.size() && is_xml_space(text_[position_]))
             ++position_;
         return position_ != first;
     }
@@ -242,25 +240,16 @@ const char* skip_plain(const char* position, const char* end) noexcept
     return position;
 }
 
-bool is_continuation(const char* position) noexcept
-{
-    return (static_cast<unsigned char>(*position) & 0xC0) == 0x80;
-}
-
 // The length of the UTF-8 sequence that begins with a byte above 0x7F, or 0 (RFC 3629 section 4).
 std::size_t sequence_length(const char* position, const char* end) noexcept
 {
     const auto first = static_cast<unsigned char>(position[0]);
-    const std::size_t length = first < 0xC2 ? 0 : first < 0xE0 ? 2 : first < 0xF0 ? 3 : 4;
-    if (length == 0 || first > 0xF4 || static_cast<std::size_t>(end - position) < length)
+    const auto length = static_cast<std::size_t>(continuation_count(first) + 1);
+    if (length == 0 || static_cast<std::size_t>(end - position) < length ||
+        !may_follow(first, static_cast<unsigned char>(position[1])))
         return 0;
-    const auto second = static_cast<unsigned char>(position[1]);
-    const unsigned char lowest = first == 0xE0 ? 0xA0 : first == 0xF0 ? 0x90 : 0x80;
-    const unsigned char highest = first == 0xED ? 0x9F : first == 0xF4 ? 0x8F : 0xBF;
-    if (second < lowest || second > highest)
-        return 0;
-    for (std::size_t i = 2; i < length; ++i)
-        if (!is_continuation(position + i))
+    for (std::size_t i = 1; i < length; ++i)
+        if (!is_continuation(position[i]))
             return 0;
     return length;
 }
@@ -362,7 +351,7 @@ public:
                 if (first_pair == nullptr)
                     first_pair = out;
                 ++i;
-                character = 0x10000 + ((character - 0xD800) << 10) + (unit(i) - 0xDC00);
+                character = character_of(character, unit(i));
             }
             if (!is_xml_character(character)) {
                 text.end_code =
@@ -379,10 +368,6 @@ public:
     }
 
 private:
-    static bool is_high_surrogate(char32_t unit) noexcept { return unit >> 10 == 0xD800 >> 10; }
-    static bool is_low_surrogate(char32_t unit) noexcept { return unit >> 10 == 0xDC00 >> 10; }
-    static bool is_surrogate(char32_t unit) noexcept { return unit >> 11 == 0xD800 >> 11; }
-
     char32_t unit(std::size_t index) const noexcept
     {
         const std::size_t at = index * 2;
@@ -428,42 +413,6 @@ Xml_Text read_xml_text(std::string_view document)
     case Family::four_bytes: text.end_code = Xml_Code::encoding_not_supported; break;
     }
     return text;
-}
-
-char32_t decode_utf8(const char*& position) noexcept
-{
-    const auto next = [&position] { return static_cast<unsigned char>(*position++); };
-    const auto more = [&next](char32_t bits) { return bits << 6 | (next() & 0x3Fu); };
-    const char32_t first = next();
-    if (first < 0x80)
-        return first;
-    if (first < 0xE0)
-        return more(first & 0x1F);
-    if (first < 0xF0)
-        return more(more(first & 0x0F));
-    return more(more(more(first & 0x07)));
-}
-
-char* encode_utf8(char32_t character, char* out) noexcept
-{
-    const auto put = [&out](char32_t byte) { *out++ = static_cast<char>(byte); };
-    const auto put_rest = [&put](char32_t bits) { put(0x80 | (bits & 0x3F)); };
-    if (character < 0x80) {
-        put(character);
-    } else if (character < 0x800) {
-        put(0xC0 | character >> 6);
-        put_rest(character);
-    } else if (character < 0x10000) {
-        put(0xE0 | character >> 12);
-        put_rest(character >> 6);
-        put_rest(character);
-    } else {
-        put(0xF0 | character >> 18);
-        put_rest(character >> 12);
-        put_rest(character >> 6);
-        put_rest(character);
-    }
-    return out;
 }
 
 } // namespace kr_internal

@@ -15,6 +15,7 @@
 ///
 /// Threads: all functions may be called at once from any thread.
 
+#include <KRCommon/text/Unicode.h>
 #include <KRCommon/xml/Xml_Error.h>
 
 #include <cstddef>
@@ -58,6 +59,9 @@ struct Xml_Text {
 /// size. Throws std::bad_alloc only.
 Xml_Text read_xml_text(std::string_view document);
 
+/// A number that stands for all that are no characters.
+constexpr char32_t beyond_unicode = last_character + 1;
+
 /// Whether XML 1.0 allows the character in a document.
 constexpr bool is_xml_character(char32_t character) noexcept
 {
@@ -66,11 +70,5 @@ constexpr bool is_xml_character(char32_t character) noexcept
     return character < 0xD800 || (character > 0xDFFF && character < 0xFFFE) ||
            (character > 0xFFFF && character <= 0x10FFFF);
 }
-
-/// Reads the character at `position` and steps over it. Valid UTF-8 only: nothing is checked.
-char32_t decode_utf8(const char*& position) noexcept;
-
-/// Writes a character, at most U+10FFFF, as 1 to 4 bytes and returns where they end.
-char* encode_utf8(char32_t character, char* out) noexcept;
 
 } // namespace kr_internal

@@ -429,29 +429,4 @@ TEST(XmlText, CharactersOfXml10)
         EXPECT_FALSE(is_xml_character(bad)) << std::hex << bad;
 }
 
-TEST(XmlText, CharactersAsUtf8AndBack)
-{
-    struct Row {
-        char32_t character;
-        const char* bytes;
-    };
-    const Row rows[] = {{0x1, "\x01"},
-                        {0x7F, "\x7F"},
-                        {0x80, "\xC2\x80"},
-                        {0x7FF, "\xDF\xBF"},
-                        {0x800, "\xE0\xA0\x80"},
-                        {0x20AC, "\xE2\x82\xAC"},
-                        {0xFFFF, "\xEF\xBF\xBF"},
-                        {0x10000, "\xF0\x90\x80\x80"},
-                        {0x1F600, "\xF0\x9F\x98\x80"},
-                        {0x10FFFF, "\xF4\x8F\xBF\xBF"}};
-    for (const Row& row : rows) {
-        char buffer[4];
-        EXPECT_EQ(row.bytes, std::string(buffer, encode_utf8(row.character, buffer)));
-        const char* position = row.bytes;
-        EXPECT_EQ(row.character, decode_utf8(position));
-        EXPECT_EQ('\0', *position);
-    }
-}
-
 } // namespace

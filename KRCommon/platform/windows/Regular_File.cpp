@@ -27,10 +27,9 @@ bool is_regular(std::intptr_t file) noexcept
 
 // Anonymous: the server of a pipe must not act in our name.
 Regular_File::Regular_File(const std::string& path) noexcept
-    : file_(reinterpret_cast<std::intptr_t>(
-          CreateFileA(path.c_str(), GENERIC_READ,
-                      FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
-                      OPEN_EXISTING, SECURITY_SQOS_PRESENT | SECURITY_ANONYMOUS, nullptr)))
+    : file_(reinterpret_cast<std::intptr_t>(CreateFileA(
+          path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+          nullptr, OPEN_EXISTING, SECURITY_SQOS_PRESENT | SECURITY_ANONYMOUS, nullptr)))
 {
     if (!is_open() || is_regular(file_))
         return;
