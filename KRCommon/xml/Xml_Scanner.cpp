@@ -282,7 +282,7 @@ bool Xml_Scanner::take(std::string_view literal, Xml_Code otherwise)
     return true;
 }
 
-// Takes a name. Nothing can end behind a name: there is always a character left.
+// Takes a name. Nothing can end after a name: there is always a character left.
 bool Xml_Scanner::read_name(std::string_view& name, Xml_Code otherwise)
 {
     const char* const first = position_;

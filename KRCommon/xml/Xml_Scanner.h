@@ -2,7 +2,7 @@
 
 /// \file
 /// What reads a document's content and what reads its DOCTYPE have in common: the cursor, names,
-/// quoted values, references with the entities behind them, comments, instructions, and the error.
+/// quoted values, references and their entities, comments, instructions, and the error.
 /// Xml_Dtd and Xml_Parser are built on it, each on the one before.
 ///
 /// All steps that return bool give false after an error, which is the last thing that happens.
