@@ -1,8 +1,10 @@
 # Flags and run-time parts that everything built in this project shares.
 
+# Both compilers are held to one list: clang's -Wconversion alone has -Wsign-conversion in it.
 add_library(kr_warnings INTERFACE)
 target_compile_options(kr_warnings INTERFACE
   $<$<COMPILE_LANGUAGE:CXX>:-Wall;-Wextra;-Wpedantic;-Wconversion;-Wshadow>
+  $<$<COMPILE_LANG_AND_ID:CXX,Clang>:-Wno-sign-conversion>
   $<$<AND:$<COMPILE_LANGUAGE:CXX>,$<BOOL:${KR_WERROR}>>:-Werror>)
 
 # Fused multiply-add would round colour arithmetic differently from one machine to another.
@@ -59,9 +61,8 @@ function(kr_find_runtime_dlls)
   foreach(dll ${dlls})
     get_filename_component(name ${dll} NAME)
     set(copy ${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/${name})
-    if(${dll} IS_NEWER_THAN ${copy})
-      execute_process(COMMAND ${CMAKE_STRIP} -o ${copy} ${dll} COMMAND_ERROR_IS_FATAL ANY)
-    endif()
+    execute_process(COMMAND ${CMAKE_STRIP} -o ${copy}.new ${dll} COMMAND_ERROR_IS_FATAL ANY)
+    file(RENAME ${copy}.new ${copy})
   endforeach()
   set(KR_RUNTIME_DLLS ${dlls} PARENT_SCOPE)
 endfunction()

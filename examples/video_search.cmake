@@ -6,7 +6,8 @@ set(folder ${CMAKE_BINARY_DIR}/video_search)
 
 set(options
   -DCMAKE_BUILD_TYPE=${CMAKE_BUILD_TYPE} -DCMAKE_PREFIX_PATH=${stage}
-  -DCMAKE_EXPORT_COMPILE_COMMANDS=ON -DVIDEO_SEARCH_TESTS=${KR_TESTS})
+  -DCMAKE_EXPORT_COMPILE_COMMANDS=ON -DVIDEO_SEARCH_TESTS=${KR_TESTS}
+  -DVIDEO_SEARCH_WERROR=${KR_WERROR})
 if(KR_SANITIZE)
   set(flags "-fsanitize=${KR_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all")
 elseif(KR_COVERAGE)

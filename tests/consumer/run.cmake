@@ -82,15 +82,18 @@ file(COPY ${CMAKE_CURRENT_LIST_DIR}/../support/run.cmake DESTINATION ${WORK}/hos
 file(MAKE_DIRECTORY ${WORK}/empty)
 set(build_hosts ${CMAKE_COMMAND} -D WORK=${WORK} -D PREFIX=${PREFIX} -D CXX=${CXX} -D FLAGS=${FLAGS}
     -D IS_WINDOWS=${IS_WINDOWS} -P ${WORK}/host/hosts.cmake)
-execute_process(COMMAND unshare --map-root-user --mount true RESULT_VARIABLE result ERROR_QUIET)
-if(result EQUAL 0)
+execute_process(
+  COMMAND unshare --map-root-user --mount mount --bind ${WORK}/empty ${WORK}/empty
+  RESULT_VARIABLE result ERROR_QUIET)
+cmake_path(IS_PREFIX ROOT ${WORK} NORMALIZE is_inside)
+if(result EQUAL 0 AND NOT is_inside)
   set(script "cd ${WORK}")
   foreach(folder ${BUILD} ${ACE_ROOT} ${ROOT})
     string(APPEND script " && mount --bind empty ${folder}")
   endforeach()
   set(build_hosts unshare --map-root-user --mount sh -c "${script} && exec \"$@\"" sh ${build_hosts})
 else()
-  message("not hidden, only out of every path: this system allows no name spaces")
+  message("not hidden, only out of every path: no name spaces here, or a temporary folder in the project")
 endif()
 run(${CMAKE_COMMAND} -E env HOME=${WORK}/empty XDG_CACHE_HOME=${WORK}/empty
     KRCOMMON_CACHE=${WORK}/empty ${build_hosts})
