@@ -144,9 +144,10 @@ void KR_Mutex_Guard::acquire_slowly()
         error = attempt(seconds_until_end);
         if (error == ETIME) {
             if (world.may_log_last_line())
-                report_holder(failed_site,
-                              "%T T%04t*EMR KR_GUARD:[%d] %s - Lock acquire failed (%d seconds "
-                              "passed) at %s:%d (locked %d time(s) by T%d first on %s at %s:%d).\n");
+                report_holder(
+                    failed_site,
+                    "%T T%04t*EMR KR_GUARD:[%d] %s - Lock acquire failed (%d seconds "
+                    "passed) at %s:%d (locked %d time(s) by T%d first on %s at %s:%d).\n");
             world.end_process(1);
             return;
         }
