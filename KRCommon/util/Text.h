@@ -9,6 +9,7 @@
 /// log.
 /// Failure: none is reported; where memory is needed, std::bad_alloc may be thrown.
 /// Same on Windows and Linux.
+/// Exceptions: std::bad_alloc alone, see KRCommon_Export.h, and that of kr_is_prefix_match().
 
 #include <KRCommon/KRCommon_Export.h>
 
