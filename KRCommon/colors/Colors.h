@@ -27,6 +27,7 @@
 ///
 /// Threads: all public operations that are const may be called from any thread at once. Nothing is
 /// locked. Failure: none is reported. What fills a vector may throw std::bad_alloc.
+/// Exceptions: std::bad_alloc alone, see KRCommon_Export.h.
 
 #include <KRCommon/KRCommon_Export.h>
 #include <KRCommon/colors/Configuration.h>

@@ -28,6 +28,7 @@
 /// other call but prepareEventMsg().
 ///
 /// Linux: there is no registry, so createRegistry() fails with error 95; events go to syslog.
+/// Exceptions: std::bad_alloc alone, see KRCommon_Export.h.
 
 #include <KRCommon/KRCommon_Export.h>
 

@@ -65,6 +65,7 @@
 /// hook. Such a wait is reported after 10 seconds and ends the process after 130 (Mutex.h).
 ///
 /// Same on Windows and Linux, but for how the process ends in ~KR_Component_Base().
+/// Exceptions: std::bad_alloc alone, see KRCommon_Export.h, and those of the host's hooks.
 
 #include <KRCommon/KRCommon_Export.h>
 #include <KRCommon/frame/Mutex.h>

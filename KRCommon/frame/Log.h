@@ -17,8 +17,14 @@
 ///
 /// The severity is part of the format's text and must match the priority.
 ///
+/// The end: the line before the process ends, of a failed assertion or a dead lock, is waited for no
+/// longer than a second. When the log is stuck by then (a thread writes to a pipe that nobody reads),
+/// or no other thread gets to run (Windows: somebody holds the loader's lock), it is lost, and the
+/// process ends with exit code 1 without it.
+///
 /// Threads: everything here may be called from any thread at any time. A line that passes the
 /// priority mask is written under ACE's log lock; a masked line takes no lock.
+/// Exceptions: std::bad_alloc alone, see KRCommon_Export.h.
 
 #include <KRCommon/KRCommon_Export.h>
 #include <KRCommon/frame/Log_Check.h>
@@ -167,7 +173,8 @@ void log_checked(Text text, const KR_Log_Site& site, const char (&format)[size],
 /// literal itself, so this is a macro; it is used like a function that returns nothing.
 ///
 /// The system's error number, taken first of all, is kept for "%p" and for log callbacks. errno
-/// is the same after the call. Never fails and never reports failure.
+/// is the same after the call. Never throws and never reports failure: when memory runs out a line is
+/// lost, or a text in it.
 ///
 ///     kr_log(KR_LOG_SITE(LM_INFO), "%T T%04t INF %s: %d frames\n", camera_name, frames);
 #define kr_log(site, ...)                                                                          \
@@ -179,7 +186,8 @@ void log_checked(Text text, const KR_Log_Site& site, const char (&format)[size],
 
 /// What a failed assertion does: logs
 /// "%T T%04t*EMR Assertion failed for '%s' in %N:%l.\n" at LM_EMERGENCY with the expression's
-/// text and ends the process at once with exit code 1. No clean-up runs, nothing is thrown.
+/// text and ends the process with exit code 1: at once, or after a second when the log is stuck. No
+/// clean-up runs, nothing is thrown.
 [[noreturn]] KRCOMMON_EXPORT void kr_assertion_failed(const char* expression, const char* file,
                                                       int line);
 

@@ -16,8 +16,20 @@
 /// Nothing here reports an error or logs one: a folder that cannot be made, a file that cannot be
 /// opened or deleted is passed over, and logging goes on as well as it can.
 ///
+/// Files: no child process inherits the log file, and it never takes one of the descriptors 0 to 2,
+/// closed though they may be. Several processes may have one directory and prefix: lines are whole,
+/// on Windows up to 1,000 characters, and none is lost. Each process rotates by itself.
+///
+/// Forks (Linux): a child goes on with the same file, and its first thread with its settings. It has no
+/// timer: open() again, with a reactor and better a prefix of its own, starts one. A process forks
+/// when no line is being written: fork() waits for those under way. What the library cannot
+/// make good are the C library's own locks: a stamp that ACE or the host makes ("%T" in ACE's macros,
+/// localtime()) may wait for ever in the child when another thread was making one. Lines of kr_log() do
+/// not. A reactor of the parent's must not be touched: end the child by _exit() or exec().
+///
 /// Threads: every operation may be called from any thread at any time; ACE's log lock guards
 /// what they share. No operation may be called while the caller holds that lock.
+/// Exceptions: std::bad_alloc alone, see KRCommon_Export.h.
 
 #include <KRCommon/KRCommon_Export.h>
 
@@ -59,6 +71,8 @@ public:
     ///            working folder
     /// prefix     stem of every file name; null counts as empty. It must not hold "_part_". Files
     ///            of another prefix that begins with this one are pruned with it
+    ///
+    /// When memory runs out (std::bad_alloc) the manager is closed and without a timer.
     void open(ACE_Reactor* reactor, const char* directory, const char* prefix);
 
     /// Cancels the timer and forgets the reactor; handle_close() is not called. The log file stays
@@ -96,7 +110,8 @@ public:
     /// The timer's upcall: starts the next file when `now` is on another day (its first part) or
     /// the file has reached its size limit (the next part), and prunes. `now` decides alone; it is
     /// read in local time. Quirk: the day of the month alone tells the days apart. Does nothing on
-    /// a thread that has no output stream. `act` is not used. Returns 0: the timer stays.
+    /// a thread that has no output stream. `act` is not used. Returns 0: the timer stays. Never
+    /// throws: when memory runs out the file in use stays, and the next tick tries again.
     int handle_timeout(const ACE_Time_Value& now, const void* act) override;
 
 protected:

@@ -12,6 +12,7 @@
 /// Threads: guards are for locking, so any thread may build one on a shared mutex; one guard belongs
 /// to one thread. The mutex's record may be read by any thread at any time; its fields are read one
 /// by one, so a reader may see a record that is being changed.
+/// Exceptions: std::bad_alloc alone, see KRCommon_Export.h.
 
 #include <KRCommon/KRCommon_Export.h>
 #include <KRCommon/frame/Log.h>

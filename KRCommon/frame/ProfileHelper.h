@@ -31,6 +31,7 @@
 /// take turns on one KR_Mutex_Ex and may stall as Mutex.h says, a long wait being logged and a very
 /// long one ending the process. A ProfileHelperBlock belongs to one thread at a time. Nothing here
 /// throws but std::bad_alloc.
+/// Exceptions: std::bad_alloc alone, see KRCommon_Export.h.
 
 #include <KRCommon/KRCommon_Export.h>
 #include <KRCommon/frame/Mutex.h>

@@ -7,6 +7,7 @@
 ///     KR_SEH::instance()->set_dump_type(MiniDumpWithFullMemory);
 ///
 /// Threads: the choice is not locked; make it before other threads read it.
+/// Exceptions: std::bad_alloc alone, see KRCommon_Export.h.
 
 #include <KRCommon/KRCommon_Export.h>
 #include <KRCommon/platform/Minidump_Type.h>

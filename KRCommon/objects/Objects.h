@@ -23,6 +23,7 @@
 /// Threads: an object belongs to one thread at a time. Copies share the auxiliary data block, which
 /// nothing locks.
 /// Failure: copying and decoding may throw std::bad_alloc; moving never throws.
+/// Exceptions: std::bad_alloc alone, see KRCommon_Export.h.
 
 #include <KRCommon/KRCommon_Export.h>
 #include <KRCommon/objects/Geom_Box2D.h>

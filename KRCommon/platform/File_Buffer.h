@@ -8,14 +8,13 @@
 #include <cerrno>
 #include <ext/stdio_filebuf.h>
 #include <new>
-#include <unistd.h>
 #include <utility>
 
 namespace kr_platform {
 
-/// Puts an open descriptor behind `file`, which owns it from here, at the end of its file. Whatever
-/// the outcome, which is as of open_for_writing(), the caller has nothing to close.
-inline bool put_behind(std::filebuf& file, int descriptor, Write_Mode mode)
+/// Puts an open descriptor behind `file`, at the end of its file. The descriptor is closed in every
+/// case, sooner or later; `close` does so here. The outcome is that of open_for_writing().
+inline bool put_behind(std::filebuf& file, int descriptor, Write_Mode mode, int (*close)(int))
 {
     const std::ios::openmode out =
         mode == Write_Mode::append ? std::ios::out | std::ios::app : std::ios::out;

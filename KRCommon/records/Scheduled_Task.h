@@ -16,6 +16,7 @@
 /// the services agree on among themselves; they are carried as they are.
 /// Threads: a value; it belongs to one thread at a time.
 /// Failure: copying and converting may throw std::bad_alloc; moving never throws.
+/// Exceptions: std::bad_alloc alone, see KRCommon_Export.h.
 
 #include <KRCommon/KRCommon_Export.h>
 

@@ -9,6 +9,7 @@
 ///
 /// Threads: a value; it belongs to one thread at a time.
 /// Failure: copying may throw std::bad_alloc, as copying the address may.
+/// Exceptions: std::bad_alloc alone, see KRCommon_Export.h.
 
 #include <KRCommon/KRCommon_Export.h>
 

@@ -13,6 +13,7 @@
 /// services agree on among themselves; it is carried as it is.
 /// Threads: a value; it belongs to one thread at a time.
 /// Failure: copying may throw std::bad_alloc; moving and comparing never throw.
+/// Exceptions: std::bad_alloc alone, see KRCommon_Export.h.
 
 #include <KRCommon/KRCommon_Export.h>
 

@@ -10,6 +10,7 @@
 ///
 /// Threads: no state; all functions may run on any thread at once; get_net_address_info() logs.
 /// Failure: std::bad_alloc may be thrown, nothing else.
+/// Exceptions: std::bad_alloc alone, see KRCommon_Export.h.
 
 #include <KRCommon/KRCommon_Export.h>
 

@@ -18,6 +18,7 @@
 /// - A last group with fewer than four characters counts as filled up with "=", so that "TWE"
 ///   decodes like "TWE=" and "T" like "TA==".
 ///
+/// Exceptions: std::bad_alloc alone, see KRCommon_Export.h.
 /// Threads: no state, safe from any thread at once. Failure: none is reported; where memory runs
 /// out, or a text would be longer than any can be, std::bad_alloc leaves and out is valid, with
 /// unspecified content. Same on Windows and Linux.

@@ -17,6 +17,7 @@
 ///
 /// Threads: no state; all functions may run on any thread at once. They take no lock, do not log.
 /// Failure: std::bad_alloc may be thrown, nothing else.
+/// Exceptions: std::bad_alloc alone, see KRCommon_Export.h.
 
 #include <KRCommon/KRCommon_Export.h>
 

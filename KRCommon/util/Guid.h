@@ -9,6 +9,7 @@
 ///
 /// Threads: no state; all functions may run on any thread at once. They take no lock and do not
 /// log. Same on Windows and Linux.
+/// Exceptions: std::bad_alloc alone, see KRCommon_Export.h.
 
 #include <KRCommon/KRCommon_Export.h>
 

@@ -14,6 +14,7 @@
 /// messages with one digest.
 ///
 /// Threads: an object belongs to one thread at a time. Same on Windows and Linux.
+/// Exceptions: std::bad_alloc alone, see KRCommon_Export.h.
 
 #include <KRCommon/KRCommon_Export.h>
 

@@ -17,6 +17,7 @@
 /// AES-256 (FIPS 197) in cipher-block chaining, with one fixed key and initial chain for all texts.
 /// Cipher texts last: every version of the library reads those of all others.
 ///
+/// Exceptions: std::bad_alloc alone, see KRCommon_Export.h.
 /// Threads: no state, safe from any thread at once. Failure: none is reported; only std::bad_alloc
 /// may leave, where memory runs out or a result would be longer than any text can be: 256 Mi
 /// characters are too many in a 32-bit process. Same on Windows and Linux.

@@ -10,6 +10,7 @@
 /// Failure: none is reported; where memory is needed, or a text would be longer than any can be,
 /// std::bad_alloc may be thrown.
 /// Same on Windows and Linux.
+/// Exceptions: std::bad_alloc alone, see KRCommon_Export.h, and that of kr_is_prefix_match().
 
 #include <KRCommon/KRCommon_Export.h>
 

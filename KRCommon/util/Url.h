@@ -10,6 +10,7 @@
 ///
 /// Threads: no state; may run on any thread at once. Takes no lock and does not log.
 /// Same on Windows and Linux.
+/// Exceptions: std::bad_alloc alone, see KRCommon_Export.h.
 
 #include <KRCommon/KRCommon_Export.h>
 

@@ -8,6 +8,7 @@
 ///
 /// Threads: one thread at a time per object, but constant ones may be read by all.
 /// Failure: none is reported but by the text; std::bad_alloc may be thrown.
+/// Exceptions: std::bad_alloc alone, see KRCommon_Export.h.
 
 #include <KRCommon/KRCommon_Export.h>
 

@@ -4,6 +4,7 @@
 
 #include <KRCommon/platform/Process_testing.h>
 #include <tests/support/Child_Process.h>
+#include <tests/support/Sanitizers.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -14,6 +15,7 @@
 #include <memory>
 #include <set>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace {
@@ -83,25 +85,36 @@ private:
     bool is_running_ = false;
 };
 
-TEST(Log_Process, TwoProcessesWithOnePrefixLoseNoLine)
+// One line of a child, from stamp to last word.
+bool is_whole(const std::string& line)
 {
-    constexpr int count = 10'000;
+    constexpr std::string_view end = " what it is doing";
+    const std::size_t message = line.find(" INF ");
+    return line.size() > end.size() &&
+           line.compare(line.size() - end.size(), end.size(), end) == 0 &&
+           message != std::string::npos && line.find(" INF ", message + 1) == std::string::npos;
+}
+
+TEST(Log_Process, ProcessesWithOnePrefixLoseNoLine)
+{
+    constexpr std::size_t count = 10'000;
     const Temp_Folder folder;
-    Background_Child a({"write", folder.path(), "shared", std::to_string(count), "a"});
-    Background_Child b({"write", folder.path(), "shared", std::to_string(count), "b"});
+    std::vector<std::unique_ptr<Background_Child>> children;
+    for (const char* name : {"a", "b", "c", "d"})
+        children.push_back(std::make_unique<Background_Child>(std::vector<std::string>{
+            "write", folder.path(), "shared", std::to_string(count), name}));
     folder.write("go", "");
-    EXPECT_EQ(0, a.wait(100));
-    EXPECT_EQ(0, b.wait(100));
+    for (const auto& child : children)
+        EXPECT_EQ(0, child->wait(100));
     std::set<std::string> messages;
     int torn = 0;
-    for (const std::string& line : lines_of(log_text(folder, "shared_"))) {
-        const std::size_t at = line.find(" INF ");
-        if (at == 22 || at == 23 || at == 21 || line.find("what it is doing") == line.size() - 16)
-            messages.insert(line.substr(at + 5));
+    for (const std::string& line : lines_of(log_text(folder, "shared_")))
+        if (is_whole(line))
+            messages.insert(line.substr(line.find(" INF ")));
         else
             ++torn;
-    }
-    EXPECT_EQ(2u * count, messages.size()) << 2 * count - messages.size() << " lines are lost";
+    const std::size_t all = children.size() * count;
+    EXPECT_EQ(all, messages.size()) << all - messages.size() << " lines are lost";
     EXPECT_EQ(0, torn);
 }
 
@@ -145,7 +158,20 @@ TEST(Log_Process, ForkedChildrenOfAProcessWhoseThreadsLogCanLog)
         EXPECT_THAT(text, HasSubstr(mark + " by ACE: a text"));
     }
     for (const std::string& line : lines_of(text))
-        ASSERT_TRUE(line.size() > 40 && line.find("what it is doing") == line.size() - 16) << line;
+        ASSERT_TRUE(is_whole(line)) << line;
+}
+
+TEST(Log_Process, AForkedChildOpensALogOfItsOwnAndTheParentKeepsIts)
+{
+    if (!kr_platform_testing::can_fork())
+        GTEST_SKIP() << "this system has no fork()";
+    const Temp_Folder folder;
+    const Child_Result child = run_child("log_child", {"reopen", folder.path()});
+    EXPECT_THAT(child.output, HasSubstr("child 0\n"));
+    EXPECT_THAT(child.output, HasSubstr("timers 1\n"));
+    EXPECT_THAT(log_text(folder, "child_"), HasSubstr("in the child's own file"));
+    EXPECT_THAT(log_text(folder, "parent_"), HasSubstr("in the parent's file"));
+    EXPECT_THAT(log_text(folder, "parent_"), testing::Not(HasSubstr("own file")));
 }
 
 // Nobody reads what the process says on stderr: its thread that logs gets stuck inside the log.
@@ -162,8 +188,13 @@ private:
     kr_platform_testing::Pipe ends_;
 };
 
+// ThreadSanitizer's own _exit() flushes stderr first, which is what hangs here.
+constexpr const char* no_end_under_it = "ThreadSanitizer lets no process end whose stderr is stuck";
+
 TEST(Log_Process, AFailedAssertionEndsTheProcessThoughTheLogIsStuck)
 {
+    if (is_under_thread_sanitizer)
+        GTEST_SKIP() << no_end_under_it;
     const Stuck_Log stuck;
     Background_Child child({"assert"}, stuck.write_end());
     EXPECT_EQ(1, child.wait(8)) << "1 second until the assertion, and at most 1 for its line";
@@ -171,6 +202,8 @@ TEST(Log_Process, AFailedAssertionEndsTheProcessThoughTheLogIsStuck)
 
 TEST(Log_Process_Slow, ADeadLockEndsTheProcessThoughItsHolderIsStuckInTheLog)
 {
+    if (is_under_thread_sanitizer)
+        GTEST_SKIP() << no_end_under_it;
     const Stuck_Log stuck;
     Background_Child child({"guard"}, stuck.write_end());
     EXPECT_EQ(1, child.wait(145)) << "130 seconds for the lock, and at most 1 for the line";

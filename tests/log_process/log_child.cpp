@@ -5,6 +5,7 @@
 //                                   the library's it has open and whether the old part can go
 //     log_child daemon FOLDER DIGITS   with these descriptors closed, "2" or "012"
 //     log_child fork FOLDER COUNT   so many forked children of a process whose threads log
+//     log_child reopen FOLDER       a forked child of a process with a reactor opens a log of its own
 //     log_child assert              an assertion fails while a thread is stuck in the log
 //     log_child guard               a mutex's holder is stuck in the log
 //     log_child wait FILE           until there is such a file
@@ -19,6 +20,8 @@
 #include <ace/OS_NS_sys_time.h>
 #include <ace/OS_NS_unistd.h>
 #include <ace/Process.h>
+#include <ace/Reactor.h>
+#include <ace/Thread.h>
 
 #include <atomic>
 #include <chrono>
@@ -128,7 +131,8 @@ int fork_children(const Arguments& arguments)
             KR_LOG_MANAGER::instance()->non_ace_thread_init_log();
             for (int line = 0; !is_over; ++line) {
                 if (i < 2)
-                    kr_log(KR_LOG_SITE(LM_INFO), "%T T%04t INF thread %d %d: %s\n", i, line, filler);
+                    kr_log(KR_LOG_SITE(LM_INFO), "%T T%04t INF thread %d %d: %s\n", i, line,
+                           filler);
                 else
                     ACE_ERROR((LM_INFO, "%T T%t INF thread %d %d: %C\n", i, line, filler));
                 std::this_thread::sleep_for(std::chrono::microseconds(20)); // the lock is not fair
@@ -150,6 +154,38 @@ int fork_children(const Arguments& arguments)
     for (std::thread& thread : threads)
         thread.join();
     std::printf("ended %d of %d\n", ended, static_cast<int>(children.size()));
+    return 0;
+}
+
+// The parent's reactor waits on a thread of its own, which the child does not have.
+int reopen_in_child(const Arguments& arguments)
+{
+    const std::string& folder = arguments.at(1);
+    ACE_Reactor& reactor = *new ACE_Reactor; // its end would wait in the child for that thread
+    std::atomic<bool> is_over{false};
+    std::thread events([&] {
+        reactor.owner(ACE_Thread::self());
+        while (!is_over) {
+            ACE_Time_Value wait(0, 200'000);
+            reactor.handle_events(wait);
+        }
+    });
+    KR_LOG_MANAGER* const logs = KR_LOG_MANAGER::instance();
+    logs->open(&reactor, folder.c_str(), "parent");
+    sleep_for(50); // the reactor waits by now
+    const std::int64_t child = kr_platform_testing::fork_process([&] {
+        logs->close();
+        logs->open(nullptr, folder.c_str(), "child");
+        kr_log(KR_LOG_SITE(LM_INFO), "%T T%04t INF in the child's own file\n");
+        std::exit(0); // with all that a process's end does
+        return 1;
+    });
+    std::printf("child %d\n", kr_platform_testing::wait_for_process(child, 5'000));
+    kr_log(KR_LOG_SITE(LM_INFO), "%T T%04t INF in the parent's file\n");
+    std::printf("timers %d\n", reactor.cancel_timer(logs));
+    logs->close();
+    is_over = true;
+    events.join();
     return 0;
 }
 
@@ -195,10 +231,10 @@ struct Mode {
     int (*run)(const Arguments&);
 };
 
-constexpr Mode modes[] = {{"write", &write_lines},    {"rotate", &rotate},
-                          {"daemon", &run_as_daemon}, {"fork", &fork_children},
-                          {"assert", &fail_an_assertion}, {"guard", &wait_for_a_dead_lock},
-                          {"wait", &wait}};
+constexpr Mode modes[] = {{"write", &write_lines},          {"rotate", &rotate},
+                          {"daemon", &run_as_daemon},       {"fork", &fork_children},
+                          {"reopen", &reopen_in_child},     {"assert", &fail_an_assertion},
+                          {"guard", &wait_for_a_dead_lock}, {"wait", &wait}};
 
 } // namespace
 

@@ -28,7 +28,7 @@ bool open_for_writing(std::filebuf& file, const std::string& path, Write_Mode mo
     const int flags = mode == Write_Mode::append ? O_APPEND : O_TRUNC;
     const int descriptor =
         moved_up(open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | flags, 0666));
-    return descriptor != -1 && put_behind(file, descriptor, mode);
+    return descriptor != -1 && put_behind(file, descriptor, mode, &close);
 }
 
 } // namespace kr_platform

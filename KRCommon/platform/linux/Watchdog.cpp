@@ -49,7 +49,8 @@ bool start_watchdog(const Order& given) noexcept
 bool end_process_after(std::int64_t milliseconds, int exit_code) noexcept
 {
     const int error = errno;
-    static const bool is_certain = start_watchdog({steady_milliseconds() + milliseconds, exit_code});
+    static const bool is_certain =
+        start_watchdog({steady_milliseconds() + milliseconds, exit_code});
     errno = error;
     return is_certain;
 }

@@ -65,7 +65,7 @@ bool open_for_writing(std::filebuf& file, const std::string& path, Write_Mode mo
         CloseHandle(handle);
         return false;
     }
-    return put_behind(file, descriptor, mode);
+    return put_behind(file, descriptor, mode, &_close);
 }
 
 } // namespace kr_platform

@@ -49,9 +49,8 @@ bool end_process_after(std::int64_t milliseconds, int exit_code) noexcept
 {
     const int runtime_error = errno;
     const DWORD error = GetLastError();
-    static const bool is_certain =
-        start_watchdog({static_cast<DWORD>(milliseconds), exit_code,
-                        CreateEventA(nullptr, TRUE, FALSE, nullptr)});
+    static const bool is_certain = start_watchdog(
+        {static_cast<DWORD>(milliseconds), exit_code, CreateEventA(nullptr, TRUE, FALSE, nullptr)});
     SetLastError(error);
     errno = runtime_error;
     return is_certain;
