@@ -3,6 +3,7 @@
 #include <KRCommon/platform/Version_Info.h>
 
 #include <KRCommon/platform/Pe_Version.h>
+#include <KRCommon/platform/linux/Descriptor.h>
 
 #include <cerrno>
 #include <fcntl.h>
@@ -21,25 +22,16 @@ public:
     {
     }
 
-    ~Regular_File()
-    {
-        if (file_ >= 0)
-            close(file_);
-    }
-
-    Regular_File(const Regular_File&) = delete;
-    Regular_File& operator=(const Regular_File&) = delete;
-
     bool is_open() const noexcept
     {
         struct stat status {};
-        return file_ >= 0 && fstat(file_, &status) == 0 && S_ISREG(status.st_mode);
+        return file_.is_open() && fstat(file_.number(), &status) == 0 && S_ISREG(status.st_mode);
     }
 
     bool read_at(std::uint64_t offset, unsigned char* out, std::size_t count) const noexcept
     {
         while (count > 0) {
-            const ssize_t got = pread(file_, out, count, static_cast<off_t>(offset));
+            const ssize_t got = pread(file_.number(), out, count, static_cast<off_t>(offset));
             if (got < 0 && errno == EINTR)
                 continue;
             if (got <= 0)
@@ -52,7 +44,7 @@ public:
     }
 
 private:
-    int file_;
+    Descriptor file_;
 };
 
 } // namespace
