@@ -19,8 +19,8 @@ void require(bool holds)
         std::abort();
 }
 
-// At most 2 x 65,535 sections and 65,535 resources, and what leads to them.
-constexpr std::size_t most_reads = 200'000;
+// At most 2 x 65,535 sections and 65,535 kinds and names of resources, and what leads to them.
+constexpr std::size_t most_reads = 300'000;
 
 std::optional<File_Version> version_of(const std::uint8_t* data, std::size_t size)
 {

@@ -4,6 +4,7 @@
 #include <KRCommon/frame/Log.h>
 #include <KRCommon/platform/Event_Source.h>
 #include <KRCommon/platform/Platform.h>
+#include <KRCommon/util/Sizes.h>
 
 #include <algorithm>
 #include <array>
@@ -145,6 +146,11 @@ void configure_source(Event_System& system, Registry_Key* source_key)
 
 void KR_Event_Log::createRegistry()
 {
+    kr_internal::within_memory([this] { create_registry(); });
+}
+
+void KR_Event_Log::create_registry()
+{
     const std::lock_guard<std::recursive_mutex> lock(mutex_);
     kr_log(KR_LOG_SITE(LM_DEBUG),
            "%T T%04t DBG KR_Event_Log::KR_Event_Log - log_name = %s. exclusive = %d\n", log_name_,
@@ -240,6 +246,18 @@ void KR_Event_Log::prepareEventMsg(ns__NotificationCode code, std::string& messa
                                    const std::vector<ns__LogParam>& params,
                                    const ns__LogEntity& entity, std::string& result) const
 {
+    kr_internal::within_memory([&] {
+        const std::string parameters = parameters_text(code, params, entity);
+        result = "Message = " + message;
+        if (code != message_only_code)
+            result += '\n' + parameters;
+    });
+}
+
+std::string KR_Event_Log::parameters_text(ns__NotificationCode code,
+                                          const std::vector<ns__LogParam>& params,
+                                          const ns__LogEntity& entity) const
+{
     std::string parameters;
     for (const ns__LogParam& param : params) {
         const std::string name = narrow(param.name);
@@ -249,8 +267,5 @@ void KR_Event_Log::prepareEventMsg(ns__NotificationCode code, std::string& messa
     if (takes_entity(code))
         for (const ns__LogParam& param : entity.params)
             append_parameter(parameters, narrow(param.name), param.value);
-
-    result = "Message = " + message;
-    if (code != message_only_code)
-        result += '\n' + parameters;
+    return parameters;
 }

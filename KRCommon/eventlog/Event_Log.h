@@ -17,7 +17,8 @@
 /// event, and where events go on Linux.
 ///
 /// Failure: no operation returns an error. What the system refuses is logged as below with the
-/// system's error number, and ends the operation. Nothing is thrown but std::bad_alloc.
+/// system's error number, and ends the operation. Nothing is thrown but std::bad_alloc, also where a
+/// text would be longer than any can be.
 ///
 /// Each line is logged as from "Event_Log.cpp", behind the stamp and the thread.
 /// Quirk: those of createRegistry() and registerToEventLog() name the constructor.
@@ -124,8 +125,10 @@ public:
     ///      DBG KR_Event_Log::write - id = %d
     ///     *ERR KR_Event_Log::write - Failed in function ReportEvent - error %d
     ///
-    /// Linux: may wait while the daemon's queue is full. It is never known whether the daemon has
-    /// received the event, so the second line does not occur.
+    /// Linux: the second line tells with error 2 or 111 that no daemon is there, with 90 that the
+    /// text is too long (the program's and the source's names and the text have some 212,900 bytes
+    /// in all by default), and with 110 that the daemon has not read for a second. From then on
+    /// events are not waited for until one got through again.
     void write(int id, int type, const std::string& text);
 
     /// The text of an event:
@@ -155,6 +158,10 @@ public:
                          std::string& result) const;
 
 private:
+    void create_registry();
+    std::string parameters_text(ns__NotificationCode code, const std::vector<ns__LogParam>& params,
+                                const ns__LogEntity& entity) const;
+
     kr_platform::Event_Source* source_ = nullptr; // null: unregistered
     std::recursive_mutex mutex_;
     const std::string log_name_;

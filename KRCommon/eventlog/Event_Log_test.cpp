@@ -559,6 +559,9 @@ TEST(KrEventLog, WithoutARegistryEachCallSaysThatThisIsNotSupported)
 
 TEST(KrEventLog, RealSystemTakesARegistrationAndEventsAndGivesTheSourceBack)
 {
+    const auto log = kr_platform_testing::System_Log::open();
+    if (log == nullptr && !kr_platform_testing::has_registry())
+        GTEST_SKIP() << "no syslog here, a daemon of its own at /dev/log, or no right to be one";
     const Log_Capture capture;
     {
         KR_Event_Log writer("KRCommon test", false);
@@ -571,6 +574,43 @@ TEST(KrEventLog, RealSystemTakesARegistrationAndEventsAndGivesTheSourceBack)
     EXPECT_EQ("*ERR KR_Event_Log::KR_Event_Log - Failed in function DeregisterEventSource - error "
               "0 \n",
               lines_of(capture)[1]);
+}
+
+TEST(KrEventLog, AnEventThatSyslogDoesNotTakeIsLoggedAsFailed)
+{
+    auto log = kr_platform_testing::System_Log::open();
+    if (log == nullptr)
+        GTEST_SKIP() << "no syslog here, a daemon of its own at /dev/log, or no right to be one";
+    const auto line = [](int error) {
+        return "*ERR KR_Event_Log::write - Failed in function ReportEvent - error " +
+               std::to_string(error) + "\n\n";
+    };
+    const auto writes = [](KR_Event_Log& writer, const std::string& text) {
+        const Log_Capture capture;
+        writer.write(24, 1, text);
+        return lines_of(capture).back();
+    };
+    const Log_Capture quiet;
+    KR_Event_Log writer("KRCommon test", false);
+    writer.registerToEventLog();
+    const std::string written = " DBG KR_Event_Log::write - id = 24 \n";
+    EXPECT_EQ(written, writes(writer, std::string(200'000, 'x')));
+    EXPECT_EQ(line(90), writes(writer, std::string(213'000, 'x'))) << "too long";
+
+    std::string last = written; // until the socket, which nobody reads, is full
+    for (int i = 0; i < 100'000 && last == written; ++i)
+        last = writes(writer, "text");
+    EXPECT_EQ(line(110), last) << "not read";
+    std::vector<std::thread> others;
+    const auto start = std::chrono::steady_clock::now();
+    for (int i = 0; i < 20; ++i)
+        others.emplace_back([&] { EXPECT_EQ(line(110), writes(writer, "text")); });
+    for (std::thread& other : others)
+        other.join();
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10)) << "one each";
+
+    log.reset();
+    EXPECT_EQ(line(2), writes(writer, "text")) << "no daemon";
 }
 
 TEST(KrEventLog, RegistersUnderItsNameAndLogsNothing)

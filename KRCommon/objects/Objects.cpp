@@ -2,6 +2,7 @@
 
 #include <KRCommon/frame/Log.h>
 #include <KRCommon/util/Little_Endian.h>
+#include <KRCommon/util/Sizes.h>
 
 #include <emmintrin.h>
 
@@ -140,17 +141,18 @@ constexpr Field fields[] = {red, green, blue, area, code};
 static_assert(tiles(fields, color_size), "a colour must tile its 5 bytes");
 } // namespace color_entry
 
-std::uint32_t auxiliary_length(const KR_Auxiliary_Data& data)
+std::uint64_t auxiliary_size(const KR_Auxiliary_Data& data)
 {
-    return data != nullptr ? static_cast<std::uint32_t>(data->size()) : 0;
+    return data != nullptr ? data->size() : 0;
 }
 
 } // namespace
 
 unsigned KR_ObjectBase::serialize_size(unsigned limit) const
 {
-    return fixed_block_size + serialize_instances_size(limit) + auxiliary_length_size +
-           auxiliary_length(AuxiliaryData);
+    // Checked, or a caller would make a buffer of the low 32 bits.
+    return size_of_32_bits(std::uint64_t{fixed_block_size} + serialize_instances_size(limit) +
+                           auxiliary_length_size + auxiliary_size(AuxiliaryData));
 }
 
 namespace {
@@ -181,7 +183,7 @@ void put_fixed_block(unsigned char* bytes, const KR_ObjectBase& object)
 
 unsigned put_auxiliary_data(unsigned char* bytes, const KR_Auxiliary_Data& data)
 {
-    const std::uint32_t length = auxiliary_length(data);
+    const auto length = static_cast<std::uint32_t>(auxiliary_size(data));
     put_u32(bytes, 0, length);
     if (length > 0)
         std::memcpy(bytes + auxiliary_length_size, data->data(), length);
@@ -527,7 +529,7 @@ void reserve_instances(std::size_t count, unsigned length,
                        std::vector<KR_ObjectBase::Instance>& instances)
 {
     const std::size_t possible = instances.size() + length / instance_size;
-    instances.reserve(std::min(count, possible));
+    instances.reserve(size_for(instances, std::min(count, possible)));
 }
 
 // Appends until the object holds as many instances as the list counts; returns the bytes consumed.

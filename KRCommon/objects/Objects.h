@@ -110,7 +110,8 @@ public:
     bool operator==(const KR_ObjectBase& other) const;
     bool operator!=(const KR_ObjectBase& other) const { return !(*this == other); }
 
-    /// How many bytes serialize() writes with the same limit, provided that it is 4 or more.
+    /// How many bytes serialize() writes with the same limit, provided that it is 4 or more. Throws
+    /// std::bad_alloc for a record of 4 GiB or more, as large auxiliary data may make it.
     [[nodiscard]] unsigned serialize_size(unsigned limit) const;
 
     /// Writes the record: the fixed block of 132 bytes, the instance list, the length of the

@@ -62,10 +62,12 @@ public:
     /// type  as Windows numbers them: 0 success, 1 error, 2 warning, 4 information, 8 audit
     ///       success, 16 audit failure; the low 16 bits count
     ///
-    /// Linux: sends "<name>: event <id>: <text>" to syslog with the process's own identity and
-    /// facility (openlog() is the host's to call), at LOG_ERR for errors, LOG_WARNING for warnings
-    /// and audit failures, LOG_NOTICE for audit successes, LOG_INFO for everything else. Always
-    /// true: syslog tells nobody whether a daemon has received it.
+    /// Linux: sends "<name>: event <id>: <text>" to syslog's daemon under the program's name, as of
+    /// the facility "user", at LOG_ERR for errors, LOG_WARNING for warnings and audit failures,
+    /// LOG_NOTICE for audit successes, LOG_INFO for everything else. openlog() does not matter;
+    /// setlogmask() does. Fails with ENOENT or ECONNREFUSED where no daemon is, with EMSGSIZE for
+    /// a text that is too long (Syslog.h) and with ETIMEDOUT when the daemon has not read for a
+    /// second; then at once until an event got through again.
     [[nodiscard]] virtual bool report(Event_Source* source, int type, int id,
                                       const std::string& text) = 0;
 

@@ -151,9 +151,11 @@ TEST(EventSource, IsRegisteredReportsAndIsGivenBackWithoutAnError)
     EXPECT_EQ(0, last_error());
     ASSERT_NE(nullptr, source);
     set_last_errors(7, 8);
-    EXPECT_TRUE(system.report(source, 4, 24, "Message = test"));
-    EXPECT_EQ(0, last_error());
-    set_last_errors(7, 8);
+    if (has_registry()) { // Linux needs a daemon, see below
+        EXPECT_TRUE(system.report(source, 4, 24, "Message = test"));
+        EXPECT_EQ(0, last_error());
+        set_last_errors(7, 8);
+    }
     EXPECT_TRUE(system.deregister_source(source));
     EXPECT_EQ(0, last_error());
 }
@@ -185,6 +187,21 @@ TEST(EventSource, SendsItsNameIdentifierAndTextToSyslogAtTheTypesLevel)
     }
     EXPECT_TRUE(system.report(second, 1, -1073741800, std::string("cut\0here", 8)));
     EXPECT_THAT(log->receive(), FullyMatches("<11>" + stamp + "100%s: event -1073741800: cut"));
+    // As the C library's function would have sent it, but for a second that has passed.
+    EXPECT_TRUE(system.report(first, 1, 24, "x"));
+    const std::string own = log->receive();
+    log->send_by_runtime(3, "Video Server: event 24: x");
+    const std::string runtime = log->receive();
+    const std::size_t after_stamp = std::string("<11>Mmm dd hh:mm:ss").size();
+    ASSERT_GT(own.size(), after_stamp);
+    EXPECT_EQ(runtime.size(), own.size());
+    EXPECT_EQ(runtime.substr(0, 7), own.substr(0, 7));
+    EXPECT_EQ(runtime.substr(after_stamp), own.substr(after_stamp));
+
+    EXPECT_FALSE(system.report(first, 1, 24, std::string(300'000, 'x')));
+    EXPECT_EQ(90, last_error()) << "too long";
+    EXPECT_TRUE(system.report(first, 1, 24, std::string(200'000, 'x')));
+    EXPECT_EQ(0, last_error());
     EXPECT_TRUE(system.deregister_source(first));
     EXPECT_TRUE(system.deregister_source(second));
 }

@@ -45,6 +45,9 @@ public:
     /// seconds, then it is empty.
     virtual std::string receive() = 0;
 
+    /// Has the C library's own function send a record of this level, 0 to 7.
+    virtual void send_by_runtime(int level, const std::string& text) = 0;
+
 protected:
     System_Log() = default;
 };

@@ -110,4 +110,10 @@ struct Pipe_Files {
 };
 Pipe_Files open_pipe();
 
+/// True where the system has a reader of version resources of its own.
+bool has_version_reader();
+
+/// What that reader says of an intact file: "6.3.2.15", or empty when there is no version.
+std::string system_file_version(const std::string& path);
+
 } // namespace kr_platform_testing

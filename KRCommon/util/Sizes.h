@@ -10,6 +10,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <new>
 #include <stdexcept>
 
@@ -46,6 +47,14 @@ std::size_t size_for(const Container& container, std::uint64_t size)
     if (size > container.max_size())
         throw std::bad_alloc();
     return static_cast<std::size_t>(size);
+}
+
+/// The size as one that fits into 32 bits. Throws std::bad_alloc when it does not.
+inline unsigned size_of_32_bits(std::uint64_t size)
+{
+    if (size > std::numeric_limits<std::uint32_t>::max())
+        throw std::bad_alloc();
+    return static_cast<unsigned>(size);
 }
 
 /// Does what joins texts of any length: throws std::bad_alloc where std::length_error would leave.

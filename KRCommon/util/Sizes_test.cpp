@@ -73,6 +73,14 @@ TEST(Sizes, ThatAContainerCannotHaveAreALackOfMemory)
         std::bad_alloc);
 }
 
+TEST(Sizes, OfMoreThan32BitsAreALackOfMemoryWhereThereAreNoMore)
+{
+    EXPECT_EQ(0U, size_of_32_bits(0));
+    EXPECT_EQ(0xFFFF'FFFFU, size_of_32_bits(highest));
+    EXPECT_THROW(size_of_32_bits(highest + 1), std::bad_alloc);
+    EXPECT_THROW(size_of_32_bits(highest + 133), std::bad_alloc);
+}
+
 TEST(Sizes, WithinMemoryHandsOnResultsAndOtherExceptions)
 {
     EXPECT_EQ(5, within_memory([] { return 5; }));

@@ -14,7 +14,7 @@
 
 #include <string>
 
-/// Reads the file version (not the product version) from the version resource of a file, 32- or
+/// Reads the file version (not the product version) from the version resource of a file, 16-, 32- or
 /// 64-bit, and keeps it: four numbers from 0 to 65535 with dots between them. Every failure gives
 /// "Version not supported": no such file, no version resource, a damaged one.
 ///

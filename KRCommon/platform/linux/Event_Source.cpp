@@ -2,6 +2,8 @@
 
 #include <KRCommon/platform/Event_Source.h>
 
+#include <KRCommon/platform/linux/Syslog.h>
+
 #include <cerrno>
 #include <memory>
 #include <syslog.h>
@@ -61,11 +63,14 @@ public:
         return source.release();
     }
 
-    // Without openlog(): its settings are the whole process's, so they are the host's affair.
     bool report(Event_Source* source, int type, int id, const std::string& text) override
     {
-        syslog(level_of(type), "%s: event %d: %s", source->name.c_str(), id, text.c_str());
-        return succeeded();
+        const int level = level_of(type);
+        if ((setlogmask(0) & LOG_MASK(level)) == 0)
+            return succeeded(); // the host wants none of them
+        const std::string event = ": event " + std::to_string(id) + ": ";
+        errno = daemon_.send(LOG_USER | level, source->name.c_str() + event + text.c_str());
+        return errno == 0;
     }
 
     bool deregister_source(Event_Source* source) override
@@ -73,6 +78,11 @@ public:
         delete source;
         return succeeded();
     }
+
+private:
+    static constexpr int patience = 1000; // milliseconds
+
+    Syslog daemon_{"/dev/log", patience};
 };
 
 } // namespace

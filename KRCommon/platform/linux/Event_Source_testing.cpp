@@ -6,6 +6,7 @@
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/un.h>
+#include <syslog.h>
 #include <unistd.h>
 
 namespace kr_platform_testing {
@@ -88,6 +89,12 @@ public:
                 return {record, static_cast<std::size_t>(size)};
         }
         return {};
+    }
+
+    void send_by_runtime(int level, const std::string& text) override
+    {
+        syslog(level, "%s", text.c_str());
+        closelog();
     }
 
 private:

@@ -160,4 +160,14 @@ Pipe_Files open_pipe()
     return {fdopen(ends[0], "rb"), fdopen(ends[1], "wb")};
 }
 
+bool has_version_reader()
+{
+    return false;
+}
+
+std::string system_file_version(const std::string&)
+{
+    return {};
+}
+
 } // namespace kr_platform_testing

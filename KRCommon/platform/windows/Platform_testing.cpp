@@ -7,6 +7,7 @@
 #include <io.h>
 #include <new>
 #include <stdexcept>
+#include <vector>
 #include <windows.h>
 
 namespace kr_platform_testing {
@@ -175,6 +176,28 @@ Pipe_Files open_pipe()
     if (_pipe(ends, 65'536, _O_BINARY | _O_NOINHERIT) != 0)
         return {};
     return {_fdopen(ends[0], "rb"), _fdopen(ends[1], "wb")};
+}
+
+bool has_version_reader()
+{
+    return true;
+}
+
+std::string system_file_version(const std::string& path)
+{
+    DWORD ignored = 0;
+    const DWORD size = GetFileVersionInfoSizeA(path.c_str(), &ignored);
+    std::vector<unsigned char> block(size + 10);
+    void* root = nullptr;
+    UINT length = 0;
+    if (size == 0 || !GetFileVersionInfoA(path.c_str(), 0, size, block.data()) ||
+        !VerQueryValueA(block.data(), "\\", &root, &length) || length != sizeof(VS_FIXEDFILEINFO))
+        return {};
+    const auto* const fixed = static_cast<const VS_FIXEDFILEINFO*>(root);
+    return std::to_string(HIWORD(fixed->dwFileVersionMS)) + '.' +
+           std::to_string(LOWORD(fixed->dwFileVersionMS)) + '.' +
+           std::to_string(HIWORD(fixed->dwFileVersionLS)) + '.' +
+           std::to_string(LOWORD(fixed->dwFileVersionLS));
 }
 
 } // namespace kr_platform_testing
