@@ -38,6 +38,19 @@ bool keeps_creation_time(const std::string& path);
 void* load_library(const std::string& path);
 bool unload_library(void* library);
 
+/// Whether a library is in memory, by the name that it was loaded under.
+bool is_library_loaded(const std::string& path);
+
+/// A library of the system that no test program needs, and the name of a function in it.
+struct Spare_Library {
+    std::string path;
+    std::string function;
+};
+Spare_Library spare_library();
+
+/// A loaded library's function; null when it has none of that name.
+void (*find_function(void* library, const std::string& name))();
+
 /// True where a library is told of each thread that starts.
 bool are_thread_starts_reported();
 
