@@ -58,9 +58,14 @@ protected:
     Test_Log_Manager manager_;
 };
 
-TEST_F(Log_Locks, OpeningAndClosingWaitForTheLogLock)
+TEST_F(Log_Locks, OpeningWaitsForTheLogLock)
 {
     EXPECT_TRUE(waits_for_the_log_lock([&] { manager_.open_in(folder_.path()); }));
+}
+
+TEST_F(Log_Locks, ClosingWaitsForTheLogLock)
+{
+    manager_.open_in(folder_.path());
     EXPECT_TRUE(waits_for_the_log_lock([&] { manager_.close(); }));
 }
 
