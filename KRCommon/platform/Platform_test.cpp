@@ -443,7 +443,7 @@ TEST(Platform, CoarseWallClockIsAStepBehindAtMost)
     for (int i = 0; i < 30; ++i) {
         const std::int64_t before = wall_microseconds();
         const std::int64_t coarse = coarse_wall_microseconds();
-        EXPECT_GE(coarse, before - 50'000); // a step of 16 ms, and more for a virtual machine
+        EXPECT_GE(coarse, before - 200'000); // a step of 16 ms, and more on a busy machine
         EXPECT_LE(coarse, wall_microseconds() + 1'000);
         std::this_thread::sleep_for(std::chrono::milliseconds(7));
     }
