@@ -20,10 +20,10 @@
 
 namespace {
 
-// Whether the function, called on another thread, is still under way while this one has held the
-// log lock for a while. It may go on then; `look` is called before.
-bool waits_for_the_log_lock(
-    const std::function<void()>& function, const std::function<void()>& look = [] {})
+// Whether the function, called on another thread, is still under way when this one has held the
+// log lock for that time. It may go on then; `look` is called before.
+bool is_held_up(const std::function<void()>& function, std::chrono::milliseconds time,
+                const std::function<void()>& look)
 {
     std::atomic<bool> may_begin{false};
     std::atomic<bool> is_ready{false};
@@ -42,12 +42,25 @@ bool waits_for_the_log_lock(
     {
         const kr_internal::Log_Lock lock;
         may_begin = true;
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        const auto end = std::chrono::steady_clock::now() + time;
+        while (!is_over && std::chrono::steady_clock::now() < end)
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
         has_waited = !is_over;
         look();
     }
     other.join();
     return has_waited;
+}
+
+bool waits_for_the_log_lock(
+    const std::function<void()>& function, const std::function<void()>& look = [] {})
+{
+    return is_held_up(function, std::chrono::milliseconds(50), look);
+}
+
+bool leaves_the_log_lock_alone(const std::function<void()>& function)
+{
+    return !is_held_up(function, std::chrono::seconds(20), [] {});
 }
 
 class Log_Locks : public Log_Manager_Fixture {
@@ -58,9 +71,14 @@ protected:
     Test_Log_Manager manager_;
 };
 
-TEST_F(Log_Locks, OpeningAndClosingWaitForTheLogLock)
+TEST_F(Log_Locks, OpeningWaitsForTheLogLock)
 {
     EXPECT_TRUE(waits_for_the_log_lock([&] { manager_.open_in(folder_.path()); }));
+}
+
+TEST_F(Log_Locks, ClosingWaitsForTheLogLock)
+{
+    manager_.open_in(folder_.path());
     EXPECT_TRUE(waits_for_the_log_lock([&] { manager_.close(); }));
 }
 
@@ -90,11 +108,11 @@ TEST_F(Log_Locks, DestructionWaitsForTheLogLockWhenOpen)
 TEST_F(Log_Locks, DestructionLeavesTheLogLockAloneWhenNotOpen)
 {
     auto manager = std::make_unique<Test_Log_Manager>();
-    EXPECT_FALSE(waits_for_the_log_lock([&] { manager.reset(); }));
+    EXPECT_TRUE(leaves_the_log_lock_alone([&] { manager.reset(); }));
     manager = std::make_unique<Test_Log_Manager>();
     manager->open_in(folder_.path());
     manager->close();
-    EXPECT_FALSE(waits_for_the_log_lock([&] { manager.reset(); }));
+    EXPECT_TRUE(leaves_the_log_lock_alone([&] { manager.reset(); }));
 }
 
 TEST_F(Log_Locks, SettingsAreWrittenAndReadUnderTheLogLock)

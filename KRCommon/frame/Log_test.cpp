@@ -337,4 +337,18 @@ TEST(Assertion, ThatHoldsDoesNothing)
     EXPECT_TRUE(capture.lines().empty());
 }
 
+TEST_F(Log, AMaskedLineLeavesNoTrace)
+{
+    ACE_Log_Msg& log = *ACE_Log_Msg::instance();
+    kr_log(error_site, "%T T%04t*ERR heard\n");
+    log.priority_mask(LM_ERROR, ACE_Log_Msg::PROCESS);
+    kr_log(info_site, "%T T%04t INF %s\n", "masked");
+    EXPECT_EQ(1u, capture_.lines().size());
+    EXPECT_EQ(13, log.linenum()) << "the place of the last line that was heard";
+    EXPECT_EQ(-1, log.op_status());
+    kr_log(emergency_site, "%T T%04t*EMR masked as well\n");
+    EXPECT_EQ(1u, capture_.lines().size());
+    EXPECT_EQ(13, log.linenum());
+}
+
 } // namespace

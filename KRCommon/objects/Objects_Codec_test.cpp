@@ -815,6 +815,18 @@ TEST(KrObjectCodec, BoxPairWithANanStaysInItsOrder)
     EXPECT_EQ(list_of_one(instance), list_of_one(read));
 }
 
+TEST(KrObjectCodec, BoxPairOfZerosStaysInItsOrder)
+{
+    Instance instance;
+    instance.Box = Geom_Box2D<float>(0.0F, -0.0F, -0.0F, 0.0F);
+    const Instance read = round_trip(instance);
+    EXPECT_FALSE(std::signbit(read.Box.MinX));
+    EXPECT_TRUE(std::signbit(read.Box.MaxX));
+    EXPECT_TRUE(std::signbit(read.Box.MinY));
+    EXPECT_FALSE(std::signbit(read.Box.MaxY));
+    EXPECT_EQ(list_of_one(instance), list_of_one(read));
+}
+
 TEST(KrObjectCodec, UnsetBoxComesBackSet)
 {
     EXPECT_EQ(1, round_trip(Instance()).Box.IsSet);

@@ -358,6 +358,16 @@ TEST(PeVersion, RefusesWhatLeadsOutOfItsPlace)
         EXPECT_EQ("none", version_of(with(file, damage.at, damage.number))) << damage.what;
 }
 
+TEST(PeVersion, NeedsEveryByteOfTheKey)
+{
+    const Bytes file = sample("x64_6.3.2.15");
+    for (std::size_t at = x64::block + 6; at < x64::block + 6 + 32; ++at) {
+        Bytes damaged = file;
+        damaged[at] ^= 1;
+        EXPECT_EQ("none", version_of(damaged)) << at;
+    }
+}
+
 TEST(PeVersion, PassesOverWhatDoesNotMatter)
 {
     const Bytes file = sample("x64_6.3.2.15");

@@ -418,4 +418,48 @@ TEST(Platform, CreationTimeOfAFileStaysWhenItIsWrittenLater)
     EXPECT_EQ(made->created, written->created);
 }
 
+TEST(Platform, CreationTimeIsToldWhereTheFileSystemKeepsNone)
+{
+    const std::string path = kr_platform_testing::unwritable_folder(); // of the kernel's own making
+    const auto info = file_info(path);
+    ASSERT_TRUE(info);
+    EXPECT_GT(info->created, 0) << path;
+    EXPECT_LE(info->created, std::time(nullptr) + 2) << path;
+}
+
+TEST(Platform, CoarseWallClockIsAStepBehindAtMost)
+{
+    const auto wall_microseconds = [] {
+        const auto now = std::chrono::system_clock::now().time_since_epoch();
+        return std::chrono::duration_cast<std::chrono::microseconds>(now).count();
+    };
+    for (int i = 0; i < 30; ++i) {
+        const std::int64_t before = wall_microseconds();
+        const std::int64_t coarse = coarse_wall_microseconds();
+        EXPECT_GE(coarse, before - 200'000); // a step of 16 ms, and more on a busy machine
+        EXPECT_LE(coarse, wall_microseconds() + 1'000);
+        std::this_thread::sleep_for(std::chrono::milliseconds(7));
+    }
+}
+
+TEST(Platform, ALibraryIsKeptLoadedThatWasLetGoOf)
+{
+    using namespace kr_platform_testing;
+    const auto [path, name] = spare_library();
+    if (is_library_loaded(path))
+        GTEST_SKIP() << path << " is there already";
+    void* library = load_library(path);
+    ASSERT_NE(nullptr, library) << path;
+    EXPECT_TRUE(unload_library(library));
+    EXPECT_FALSE(is_library_loaded(path)) << "without keep_loaded()";
+
+    library = load_library(path);
+    ASSERT_NE(nullptr, library) << path;
+    void (*const function)() = find_function(library, name);
+    ASSERT_NE(nullptr, function) << name;
+    keep_loaded(function);
+    EXPECT_TRUE(unload_library(library));
+    EXPECT_TRUE(is_library_loaded(path));
+}
+
 } // namespace

@@ -58,6 +58,16 @@ bool keeps_creation_time(const std::string& path);
 void* load_library(const std::string& path);
 bool unload_library(void* library);
 
+/// Whether a library is in memory, by the name that it was loaded under.
+bool is_library_loaded(const std::string& path);
+
+/// A library of the system that no test program needs, and the name of a function in it.
+struct Spare_Library {
+    std::string path;
+    std::string function;
+};
+Spare_Library spare_library();
+
 /// A function that the library exports, by its name in the file. A null pointer: it does not, or the
 /// library is a null pointer.
 void (*find_function(void* library, const std::string& name))();

@@ -35,7 +35,7 @@ std::string read_bytes(const std::string& path)
 std::optional<File_Version> version_after(int error, const std::string& path)
 {
     const auto version = std::make_shared<std::optional<File_Version>>();
-    EXPECT_TRUE(ends_within(std::chrono::seconds(10), [version, error, path] {
+    EXPECT_TRUE(ends_within(std::chrono::seconds(30), [version, error, path] {
         errno = error;
         *version = file_version(path);
     })) << path;

@@ -1283,4 +1283,43 @@ TEST(XmlParser, TextMayComeInPieces)
     EXPECT_EQ(Event::end_element, parser.next());
 }
 
+TEST(XmlParser, CharacterReferencesTakeHexadecimalDigitsOfEitherCase)
+{
+    expect_content({
+        {"<a>&#x4a;&#x4b;&#x4c;&#x4d;&#x4e;&#x4f;</a>", "<a>JKLMNO</a>"},
+        {"<a>&#x4A;&#x4B;&#x4C;&#x4D;&#x4E;&#x4F;</a>", "<a>JKLMNO</a>"},
+        {"<a>&#x20ac;&#x1f600;</a>", "<a>\xE2\x82\xAC\xF0\x9F\x98\x80</a>"},
+    });
+}
+
+// What stands where a declaration is at fault could be the next one.
+TEST(XmlParser, AFaultyDeclarationEndsTheDocumentWhateverFollowsIt)
+{
+    for (const char* declaration : {"<!ELEMENT",
+                                    "<!ELEMENT a",
+                                    "<!ELEMENT a ",
+                                    "<!ELEMENT a (",
+                                    "<!ELEMENT a (b",
+                                    "<!ATTLIST",
+                                    "<!ATTLIST ",
+                                    "<!ATTLIST a b",
+                                    "<!ATTLIST a b ",
+                                    "<!ATTLIST a b CDATA",
+                                    "<!ATTLIST a b CDATA #FIXED",
+                                    "<!ENTITY",
+                                    "<!ENTITY e",
+                                    "<!ENTITY e ",
+                                    "<!ENTITY e 'x' ",
+                                    "<!NOTATION",
+                                    "<!NOTATION n",
+                                    "<!NOTATION n ",
+                                    "<!NOTATION n PUBLIC ",
+                                    "<!NOTATION n PUBLIC 'p",
+                                    "<!NOTATION n SYSTEM "})
+        for (const char* next : {"<!---->", "<?p d?>", "<!ELEMENT c ANY>"}) {
+            const std::string document = "<!DOCTYPE a ["s + declaration + next + "]><a/>";
+            EXPECT_NE(Xml_Code::no_error, error_of_exact(document).code) << document;
+        }
+}
+
 } // namespace

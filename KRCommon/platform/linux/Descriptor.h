@@ -1,7 +1,7 @@
 #pragma once
 
 /// \file
-/// A descriptor and its end.
+/// Descriptors: where they may lie, and their end.
 
 #include <cerrno>
 #include <fcntl.h>
@@ -9,21 +9,25 @@
 
 namespace kr_platform {
 
-/// Owns a descriptor that was opened close-on-exec, or none. Never one below 3: where the host has
-/// closed its standard streams, a new descriptor gets such a number, and what somebody else prints
-/// would go there.
+/// What open() or socket() gave, or the same under a number that is none of the standard three: where
+/// the host has closed its standard streams, a new descriptor gets such a number, and what somebody
+/// else prints would go there. -1: there is none, and errno tells why.
+inline int above_standard(int number) noexcept
+{
+    if (number < 0 || number > STDERR_FILENO)
+        return number;
+    const int higher = fcntl(number, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+    const int error = errno;
+    ::close(number);
+    errno = error;
+    return higher;
+}
+
+/// Owns a descriptor that was opened close-on-exec, or none. Never one below 3.
 class Descriptor {
 public:
     /// Takes what open() or socket() gave; errno tells why there is none.
-    explicit Descriptor(int number) noexcept : number_(number)
-    {
-        if (number < 0 || number > STDERR_FILENO)
-            return;
-        number_ = fcntl(number, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
-        const int error = errno;
-        ::close(number);
-        errno = error;
-    }
+    explicit Descriptor(int number) noexcept : number_(above_standard(number)) {}
 
     ~Descriptor()
     {

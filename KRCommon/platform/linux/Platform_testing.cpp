@@ -97,6 +97,17 @@ bool unload_library(void* library)
     return dlclose(library) == 0;
 }
 
+bool is_library_loaded(const std::string& path)
+{
+    void* const library = dlopen(path.c_str(), RTLD_NOW | RTLD_NOLOAD);
+    return library != nullptr && dlclose(library) == 0;
+}
+
+Spare_Library spare_library()
+{
+    return {"libBrokenLocale.so.1", "__ctype_get_mb_cur_max"};
+}
+
 void (*find_function(void* library, const std::string& name))()
 {
     void* const function = library == nullptr ? nullptr : dlsym(library, name.c_str());

@@ -1,9 +1,9 @@
 // The Linux side of Regular_File.h; its twin is ../windows/Regular_File.cpp.
 
 #include <KRCommon/platform/Regular_File.h>
+#include <KRCommon/platform/linux/Descriptor.h>
 
 #include <cerrno>
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -26,7 +26,7 @@ bool is_regular(std::intptr_t file) noexcept
 
 // Without waiting: a pipe is opened at once, and known for one when it is open.
 Regular_File::Regular_File(const std::string& path) noexcept
-    : file_(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY))
+    : file_(above_standard(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY)))
 {
     if (!is_open() || is_regular(file_))
         return;

@@ -101,6 +101,16 @@ bool unload_library(void* library)
     return FreeLibrary(static_cast<HMODULE>(library)) != 0;
 }
 
+bool is_library_loaded(const std::string& path)
+{
+    return GetModuleHandleA(path.c_str()) != nullptr;
+}
+
+Spare_Library spare_library()
+{
+    return {"cabinet.dll", "FDICreate"};
+}
+
 void (*find_function(void* library, const std::string& name))()
 {
     const auto function =
