@@ -39,8 +39,8 @@ struct Process_Lock {
 ///
 /// The lock behind it is of this process alone, recursive for its thread and fair: it may be taken
 /// by whoever asks for it until the first of those who wait has waited for a millisecond; then it is
-/// handed over in order of arrival. It holds nothing of the system's, and so a mutex costs 56 bytes
-/// (48 in 32 bits) and nothing else.
+/// handed over in order of arrival. It holds nothing of the system's: a mutex costs its 48 bytes and
+/// nothing else, and a thread, with its first guard, a record that a later thread inherits.
 ///
 /// A mutex is free when it is destroyed. When a thread ends while it holds one, in whatever way, the
 /// mutex passes to the next guard as if released, with a fresh record. In the child of a fork the
@@ -48,7 +48,8 @@ struct Process_Lock {
 /// next guard, as those threads do not exist there, and may guard what is half changed.
 template <class LOCK>
 class KR_Mutex_Ex {
-    static_assert(std::is_same_v<LOCK, ACE_Process_Mutex>, "KR_Mutex_Ex<ACE_Process_Mutex> is all");
+    static_assert(std::is_same_v<LOCK, ACE_Process_Mutex>,
+                  "there is KR_Mutex_Ex<ACE_Process_Mutex> only");
 
 public:
     KR_Mutex_Ex() = default;
