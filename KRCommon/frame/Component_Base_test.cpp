@@ -338,10 +338,11 @@ public:
 
     std::int64_t steady_milliseconds() override { return now_; }
     std::int64_t wall_microseconds() override { return kr_platform::coarse_wall_microseconds(); }
-    int acquire_for(kr_internal::Process_Lock& lock, std::int64_t milliseconds) override
+    int acquire_for(kr_internal::Process_Lock& lock, std::int64_t milliseconds,
+                    std::int64_t arrival) override
     {
         if (now_ > 0)
-            return lock.acquire_for(milliseconds);
+            return kr_internal::acquire_for(lock, milliseconds, arrival);
         now_ = milliseconds;
         let_go_();
         errno = ETIME;

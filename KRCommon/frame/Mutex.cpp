@@ -2,6 +2,7 @@
 
 #include <KRCommon/frame/Last_Line.h>
 #include <KRCommon/frame/Mutex_World.h>
+#include <KRCommon/platform/Lock.h>
 #include <KRCommon/platform/Platform.h>
 
 #include <cerrno>
@@ -18,9 +19,9 @@ class Real_World final : public Guard_World {
 public:
     std::int64_t steady_milliseconds() override { return kr_platform::steady_milliseconds(); }
     std::int64_t wall_microseconds() override { return kr_platform::coarse_wall_microseconds(); }
-    int acquire_for(Process_Lock& lock, std::int64_t milliseconds) override
+    int acquire_for(Process_Lock& lock, std::int64_t milliseconds, std::int64_t arrival) override
     {
-        return lock.acquire_for(milliseconds);
+        return kr_internal::acquire_for(lock, milliseconds, arrival);
     }
     bool may_log_last_line() override { return kr_internal::may_log_last_line(); }
     void end_process(int exit_code) override { kr_platform::end_process(exit_code); }
@@ -40,25 +41,6 @@ void set_guard_world(Guard_World* world) noexcept
     replaced_world = world;
 }
 
-Process_Lock::Process_Lock() : lock_(kr_platform::Lock::make()) {}
-
-Process_Lock::~Process_Lock() = default;
-
-int Process_Lock::try_acquire() noexcept
-{
-    return lock_->try_acquire();
-}
-
-int Process_Lock::acquire_for(std::int64_t milliseconds) noexcept
-{
-    return lock_->acquire_for(milliseconds);
-}
-
-int Process_Lock::release() noexcept
-{
-    return lock_->release();
-}
-
 } // namespace kr_internal
 
 namespace {
@@ -75,17 +57,6 @@ constexpr int depth_assertion_line = 150;
 // The record is for reports: each field is whole by itself, none promises anything of another.
 constexpr std::memory_order relaxed = std::memory_order_relaxed;
 
-// A number of the calling thread's own. Unlike a thread id it is never given to a later thread,
-// which must not pass for one that ended while it held a mutex.
-std::uint64_t own_token() noexcept
-{
-    static std::atomic<std::uint64_t> last_token{0};
-    thread_local std::uint64_t token = 0;
-    if (token == 0)
-        token = ++last_token;
-    return token;
-}
-
 // "hh:mm:ss.uuuuuu" in local time.
 std::string clock_text(std::int64_t microseconds)
 {
@@ -101,11 +72,17 @@ int seconds_since(std::int64_t start)
 
 } // namespace
 
+// A thread that holds the mutex only counts. Clocks for waiting are read when the lock is not to be
+// had at once.
 KR_Mutex_Guard::KR_Mutex_Guard(KR_Mutex_Ex<ACE_Process_Mutex>& lock, const char* name,
                                const char* file, int line)
-    : lock_(lock), name_(name), file_(file), line_(line)
+    : lock_(lock), file_(file), line_(line)
 {
-    acquire();
+    switch (kr_internal::try_acquire(lock_.lock_)) {
+    case kr_internal::Attempt::taken: take(); return;
+    case kr_internal::Attempt::own: take_again(); return;
+    case kr_internal::Attempt::busy: acquire_slowly(name); return;
+    }
 }
 
 KR_Mutex_Guard::~KR_Mutex_Guard()
@@ -113,36 +90,25 @@ KR_Mutex_Guard::~KR_Mutex_Guard()
     release();
 }
 
-// A thread that holds the mutex only counts. The others try first: clocks for waiting are read
-// when the lock is not to be had at once.
-void KR_Mutex_Guard::acquire()
-{
-    if (lock_.holder_.load(relaxed) == own_token())
-        take_again();
-    else if (lock_.lock_.try_acquire() == 0)
-        take();
-    else
-        acquire_slowly();
-}
-
-void KR_Mutex_Guard::acquire_slowly()
+void KR_Mutex_Guard::acquire_slowly(const char* name)
 {
     kr_internal::Guard_World& world = kr_internal::guard_world();
     const std::int64_t start = world.steady_milliseconds();
+    const std::int64_t arrival = kr_platform::steady_microseconds();
     // The record is read while its owner may be changing it: by design, it is a report.
     const auto report_holder = [&](const KR_Log_Site& site, const char* tag, const char* event) {
         kr_log(site,
                "%T T%04t*%s KR_GUARD:[%d] %s - Lock acquire %s (%d seconds passed) at "
                "%s:%d (locked %d time(s) by T%d first on %s at %s:%d).\n",
-               tag, acquisitions_, name_, event, seconds_since(start), file_, line_, lock_.depth(),
+               tag, acquisitions_, name, event, seconds_since(start), file_, line_, lock_.depth(),
                static_cast<int>(lock_.owner()), clock_text(lock_.first_lock_time_),
                lock_.first_locker_file(), lock_.first_locker_line());
     };
-    int error = attempt(seconds_until_report);
+    int error = attempt(seconds_until_report, arrival);
     const bool is_delayed = error == ETIME;
     if (is_delayed) {
         report_holder(delay_site, "ERR", "delay");
-        error = attempt(seconds_until_end);
+        error = attempt(seconds_until_end, arrival);
         if (error == ETIME) {
             if (world.may_log_last_line())
                 report_holder(failed_site, "EMR", "failed");
@@ -154,7 +120,7 @@ void KR_Mutex_Guard::acquire_slowly()
         if (world.may_log_last_line())
             kr_log(panic_site,
                    "%T T%04t*EMR KR_GUARD:[%d] %s - Lock panic at %s:%d, ace error %d, %p.\n",
-                   acquisitions_, name_, file_, line_, error, "OS");
+                   acquisitions_, name, file_, line_, error, "OS");
         world.end_process(1);
         return;
     }
@@ -163,14 +129,14 @@ void KR_Mutex_Guard::acquire_slowly()
         kr_log(acquired_site,
                "%T T%04t*ERR KR_GUARD:[%d] %s - Lock eventually acquired after %d seconds at "
                "%s:%d.\n",
-               acquisitions_, name_, seconds_since(start), file_, line_);
+               acquisitions_, name, seconds_since(start), file_, line_);
 }
 
 // Waits for the lock; 0 or the error, which is ETIME when the time is over.
-int KR_Mutex_Guard::attempt(std::int64_t seconds)
+int KR_Mutex_Guard::attempt(std::int64_t seconds, std::int64_t arrival)
 {
     kr_platform::clear_last_error();
-    result_ = kr_internal::guard_world().acquire_for(lock_.lock_, seconds * 1000);
+    result_ = kr_internal::guard_world().acquire_for(lock_.lock_, seconds * 1000, arrival);
     return result_ == 0 ? 0 : kr_platform::last_error();
 }
 
@@ -182,7 +148,6 @@ void KR_Mutex_Guard::take()
     lock_.first_locker_file_.store(file_, relaxed);
     lock_.first_locker_line_.store(line_, relaxed);
     lock_.owner_.store(kr_platform::thread_id(), relaxed);
-    lock_.holder_.store(own_token(), relaxed);
     lock_.dbg_depth_.store(0, relaxed);
     take_again();
 }
@@ -198,7 +163,7 @@ int KR_Mutex_Guard::release()
 {
     if (result_ == -1)
         return -1;
-    if (lock_.holder_.load(relaxed) != own_token()) {
+    if (!kr_internal::is_own(lock_.lock_)) {
         errno = EPERM; // another thread's
         return -1;
     }
@@ -208,10 +173,10 @@ int KR_Mutex_Guard::release()
     result_ = -1;
     if (depth > 0)
         return 0;
-    lock_.holder_.store(0, relaxed);
     lock_.owner_.store(0, relaxed);
     lock_.first_locker_file_.store(nullptr, relaxed);
     lock_.first_locker_line_.store(-1, relaxed);
     lock_.first_lock_time_.store(0, relaxed);
-    return lock_.lock_.release();
+    kr_internal::release(lock_.lock_);
+    return 0;
 }

@@ -22,55 +22,36 @@
 
 #include <atomic>
 #include <cstdint>
-#include <memory>
-
-namespace kr_platform {
-class Lock;
-}
+#include <type_traits>
 
 class KR_Mutex_Guard;
 
 namespace kr_internal {
 
-/// The lock behind KR_Mutex_Ex<ACE_Process_Mutex>: recursive for its thread and able to wait with
-/// a limit on both systems. On Windows it holds an ACE_Process_Mutex; on Linux, where that class can
-/// do neither, a POSIX mutex. Both are of this process alone. When a thread ends while it holds the
-/// lock, the lock passes to the next guard.
-class KRCOMMON_EXPORT Process_Lock {
-public:
-    Process_Lock();
-    ~Process_Lock();
-    Process_Lock(const Process_Lock&) = delete;
-    Process_Lock& operator=(const Process_Lock&) = delete;
-
-    /// Each gives 0, or -1 with the thread's last error set.
-
-    /// Never waits; EBUSY when another thread holds the lock.
-    int try_acquire() noexcept;
-    /// Waits at most so long, not at all for 0 and less; ETIME when the time is over.
-    int acquire_for(std::int64_t milliseconds) noexcept;
-    /// Gives one acquisition back; an error when the calling thread holds none.
-    int release() noexcept;
-
-private:
-    const std::unique_ptr<kr_platform::Lock> lock_;
-};
-
-/// Which lock stands behind the name of an ACE lock.
-template <class LOCK>
-struct Lock_Trait;
-
-template <>
-struct Lock_Trait<ACE_Process_Mutex> {
-    using type = Process_Lock;
+/// The lock behind KR_Mutex_Ex, see frame/Mutex_Lock.h.
+struct Process_Lock {
+    std::atomic<std::uint64_t> word{0};
 };
 
 } // namespace kr_internal
 
 /// A mutex with a record of its holder. The record is written when a thread's first guard takes
 /// the mutex and cleared when the last one releases it; a free mutex has an empty record.
+///
+/// The lock behind it is of this process alone, recursive for its thread and fair: it may be taken
+/// by whoever asks for it until the first of those who wait has waited for a millisecond; then it is
+/// handed over in order of arrival. It holds nothing of the system's: a mutex costs its 48 bytes and
+/// nothing else, and a thread, with its first guard, a record that a later thread inherits.
+///
+/// A mutex is free when it is destroyed. When a thread ends while it holds one, in whatever way, the
+/// mutex passes to the next guard as if released, with a fresh record. In the child of a fork the
+/// forking thread still holds what it held and can release it; what other threads held passes to the
+/// next guard, as those threads do not exist there, and may guard what is half changed.
 template <class LOCK>
 class KR_Mutex_Ex {
+    static_assert(std::is_same_v<LOCK, ACE_Process_Mutex>,
+                  "there is KR_Mutex_Ex<ACE_Process_Mutex> only");
+
 public:
     KR_Mutex_Ex() = default;
     virtual ~KR_Mutex_Ex() = default;
@@ -95,13 +76,11 @@ public:
 
 private:
     friend class KR_Mutex_Guard;
-    friend struct KR_Mutex_Record_Access; // lets a test falsify the record
 
-    typename kr_internal::Lock_Trait<LOCK>::type lock_;
+    kr_internal::Process_Lock lock_;
     std::atomic<const char*> first_locker_file_{nullptr};
     std::atomic<int> first_locker_line_{-1};
     std::atomic<unsigned> owner_{0};
-    std::atomic<std::uint64_t> holder_{0}; // tells its thread from all others, ended ones included
     std::atomic<std::int64_t> first_lock_time_{0}; // microseconds since 1970 UTC
     std::atomic<int> dbg_depth_{0};
 };
@@ -120,7 +99,7 @@ public:
     /// Acquires at once.
     ///
     /// lock  must live longer than the guard
-    /// name  the mutex as written at the guarding site, "mutex_"; read while the guard lives
+    /// name  the mutex as written at the guarding site, "mutex_"; read by the constructor alone
     /// file  bare name of the guarding site's source file; must live as long as the process
     /// line  its line
     KR_Mutex_Guard(KR_Mutex_Ex<ACE_Process_Mutex>& lock, const char* name, const char* file,
@@ -137,15 +116,14 @@ public:
     int release();
 
 private:
-    void acquire();
-    void acquire_slowly();
-    int attempt(std::int64_t seconds);
+    void acquire_slowly(const char* name);
+    int attempt(std::int64_t seconds, std::int64_t arrival);
     void take();
     void take_again();
 
+    // The name is not among these: it is for reports, and they come while the guard is constructed.
     KR_Mutex_Ex<ACE_Process_Mutex>& lock_;
     int result_ = -1; // 0 held, -1 not held
-    const char* name_;
     const char* file_;
     int line_;
     int acquisitions_ = 0;

@@ -3,7 +3,7 @@
 /// \file
 /// What a guard asks of the world, so that a test can answer in a millisecond.
 
-#include <KRCommon/frame/Mutex.h>
+#include <KRCommon/frame/Mutex_Lock.h>
 
 namespace kr_internal {
 
@@ -15,8 +15,9 @@ public:
     /// Microseconds since 1970 UTC of the wall clock, which may be set at any time.
     virtual std::int64_t wall_microseconds() = 0;
 
-    /// As Process_Lock::acquire_for(), of that lock.
-    virtual int acquire_for(Process_Lock& lock, std::int64_t milliseconds) = 0;
+    /// As kr_internal::acquire_for().
+    virtual int acquire_for(Process_Lock& lock, std::int64_t milliseconds,
+                            std::int64_t arrival) = 0;
 
     /// As kr_internal::may_log_last_line(): asked before the line that announces the end.
     virtual bool may_log_last_line() { return true; }

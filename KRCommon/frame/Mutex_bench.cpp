@@ -1,26 +1,30 @@
 // What a guard costs beside bare locks, in the same run.
 //
 //   Guard                 one guard on a free mutex; threads:2 and threads:4 contend for one
-//   GuardLiteral          the same steps without the short cut: two clock reads around a timed acquire
-//   BareLock              the lock behind the mutex, tried and released
 //   TimedMutexUntil       std::timed_mutex::try_lock_until(now + 10 s)
 //   AbslMutex             absl::MutexLock
 //   AceProcessMutex       acquire and release of the bare class
 //   NestedGuard           a guard inside a guard
 //   NestedRecursiveMutex  std::recursive_mutex, locked once more
+//   Greedy<...>           threads:N that hold a lock as often as they can, for microseconds:N each
+//                         (0: empty sections), with how that was shared out: longest_wait_ms,
+//                         least_share (turns of the thread that got the fewest, in percent of the
+//                         one that got the most) and sections per second
 
 #include <KRCommon/frame/Mutex.h>
-#include <KRCommon/platform/Platform.h>
-
-#include <ace/OS_NS_sys_time.h>
 
 #include <absl/synchronization/mutex.h>
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
+#include <atomic>
 #include <chrono>
+#include <cstdint>
+#include <future>
 #include <mutex>
 #include <string>
 #include <thread>
+#include <vector>
 
 namespace {
 
@@ -40,33 +44,6 @@ void Guard(benchmark::State& state)
     for (auto _ : state) {
         KR_GUARD(mutex);
         benchmark::DoNotOptimize(++shared_counter);
-    }
-}
-
-void GuardLiteral(benchmark::State& state)
-{
-    static const auto lock = kr_platform::Lock::make();
-    for (auto _ : state) {
-        const std::string name = "mutex_";
-        benchmark::DoNotOptimize(ACE_OS::gettimeofday());
-        kr_platform::clear_last_error();
-        if (lock->acquire_for(10'000) != 0)
-            state.SkipWithError("not acquired");
-        benchmark::DoNotOptimize(ACE_OS::gettimeofday());
-        benchmark::DoNotOptimize(kr_platform::thread_id());
-        benchmark::DoNotOptimize(++shared_counter);
-        lock->release();
-    }
-}
-
-void BareLock(benchmark::State& state)
-{
-    static const auto lock = kr_platform::Lock::make();
-    for (auto _ : state) {
-        while (lock->try_acquire() != 0)
-            ;
-        benchmark::DoNotOptimize(++shared_counter);
-        lock->release();
     }
 }
 
@@ -119,13 +96,108 @@ void NestedRecursiveMutex(benchmark::State& state)
     }
 }
 
+class Guarded {
+public:
+    template <typename Section>
+    void run(Section section)
+    {
+        KR_GUARD(mutex_);
+        section();
+    }
+
+private:
+    Process_Mutex_Ex mutex_;
+};
+
+template <class MUTEX>
+class Locked {
+public:
+    template <typename Section>
+    void run(Section section)
+    {
+        const std::lock_guard<MUTEX> lock(mutex_);
+        section();
+    }
+
+private:
+    MUTEX mutex_;
+};
+
+struct Turns {
+    std::int64_t count = 0;
+    std::chrono::steady_clock::duration longest_wait{};
+};
+
+// What one greedy thread gets until it is told to stop. Of empty sections every 16th is timed, so
+// that the clock is not what is measured.
+template <class LOCK>
+Turns take_turns(LOCK& lock, std::chrono::microseconds section, const std::atomic<bool>& is_over)
+{
+    using Clock = std::chrono::steady_clock;
+    const int every = section.count() == 0 ? 16 : 1;
+    Turns turns;
+    while (!is_over.load(std::memory_order_relaxed)) {
+        const bool is_timed = turns.count++ % every == 0;
+        const Clock::time_point start = is_timed ? Clock::now() : Clock::time_point();
+        lock.run([&] {
+            if (is_timed)
+                turns.longest_wait = std::max(turns.longest_wait, Clock::now() - start);
+            if (section.count() != 0)
+                std::this_thread::sleep_for(section);
+        });
+    }
+    return turns;
+}
+
+template <class LOCK>
+void Greedy(benchmark::State& state)
+{
+    std::int64_t sections = 0;
+    double longest_wait = 0;
+    double least_share = 100;
+    for (auto _ : state) {
+        LOCK lock;
+        std::atomic<bool> is_over{false};
+        std::vector<std::future<Turns>> threads;
+        for (std::int64_t i = 0; i < state.range(0); ++i)
+            threads.push_back(std::async(std::launch::async, [&] {
+                return take_turns(lock, std::chrono::microseconds(state.range(1)), is_over);
+            }));
+        std::this_thread::sleep_for(std::chrono::seconds(3));
+        is_over = true;
+        std::int64_t fewest = INT64_MAX;
+        std::int64_t most = 0;
+        for (std::future<Turns>& thread : threads) {
+            const Turns turns = thread.get();
+            sections += turns.count;
+            fewest = std::min(fewest, turns.count);
+            most = std::max(most, turns.count);
+            longest_wait =
+                std::max(longest_wait,
+                         std::chrono::duration<double, std::milli>(turns.longest_wait).count());
+        }
+        least_share =
+            std::min(least_share, 100 * static_cast<double>(fewest) / static_cast<double>(most));
+    }
+    state.counters["longest_wait_ms"] = longest_wait;
+    state.counters["least_share"] = least_share;
+    state.SetItemsProcessed(sections);
+}
+
+void greedy_arguments(benchmark::internal::Benchmark* benchmark)
+{
+    benchmark->ArgNames({"threads", "microseconds"})->Args({4, 0})->Args({4, 2000});
+    benchmark->Args({16, 0})->Iterations(1)->UseRealTime()->Unit(benchmark::kSecond);
+}
+
 } // namespace
 
 BENCHMARK(Guard)->UseRealTime()->Threads(1)->Threads(2)->Threads(4);
-BENCHMARK(GuardLiteral)->UseRealTime()->Threads(1)->Threads(2)->Threads(4);
-BENCHMARK(BareLock)->UseRealTime()->Threads(1)->Threads(2)->Threads(4);
 BENCHMARK(TimedMutexUntil)->UseRealTime()->Threads(1)->Threads(2)->Threads(4);
 BENCHMARK(AbslMutex)->UseRealTime()->Threads(1)->Threads(2)->Threads(4);
 BENCHMARK(AceProcessMutex)->UseRealTime()->Threads(1)->Threads(2)->Threads(4);
 BENCHMARK(NestedGuard);
 BENCHMARK(NestedRecursiveMutex);
+BENCHMARK_TEMPLATE(Greedy, Guarded)->Apply(greedy_arguments);
+BENCHMARK_TEMPLATE(Greedy, Locked<std::mutex>)->Apply(greedy_arguments);
+BENCHMARK_TEMPLATE(Greedy, Locked<std::timed_mutex>)->Apply(greedy_arguments);

@@ -1,6 +1,8 @@
 #include <KRCommon/frame/Mutex.h>
 
 #include <KRCommon/frame/Mutex_World.h>
+#include <KRCommon/platform/Lock.h>
+#include <KRCommon/platform/Lock_testing.h>
 #include <KRCommon/platform/Platform.h>
 #include <KRCommon/platform/Platform_testing.h>
 #include <tests/support/Log_Capture.h>
@@ -26,9 +28,15 @@
 
 using Process_Mutex_Ex = KR_Mutex_Ex<ACE_Process_Mutex>;
 
-struct KR_Mutex_Record_Access {
-    static void set_depth(Process_Mutex_Ex& mutex, int depth) { mutex.dbg_depth_ = depth; }
+// Reaches a private member without a word in the header: an explicit instantiation may name it.
+std::atomic<int>& depth_of(Process_Mutex_Ex& mutex);
+
+template <std::atomic<int> Process_Mutex_Ex::*DEPTH>
+struct Depth_Access {
+    friend std::atomic<int>& depth_of(Process_Mutex_Ex& mutex) { return mutex.*DEPTH; }
 };
+
+template struct Depth_Access<&Process_Mutex_Ex::dbg_depth_>;
 
 namespace {
 
@@ -92,16 +100,18 @@ public:
     std::int64_t steady_milliseconds() override { return now_; }
     std::int64_t wall_microseconds() override { return wall_ * 1000; }
 
-    int acquire_for(kr_internal::Process_Lock& lock, std::int64_t milliseconds) override
+    int acquire_for(kr_internal::Process_Lock& lock, std::int64_t milliseconds,
+                    std::int64_t arrival) override
     {
         waits_.push_back(milliseconds);
+        arrivals_.push_back(arrival);
         const Attempt attempt = attempts_.front();
         attempts_.pop_front();
         now_ += attempt.milliseconds;
         wall_ += attempt.milliseconds + attempt.wall_step;
         if (attempt.error == 0) {
             before_success_();
-            return lock.acquire_for(10'000);
+            return kr_internal::acquire_for(lock, 10'000, arrival);
         }
         if (attempt.error > 0)
             kr_platform_testing::set_last_errors(attempt.error, 0);
@@ -118,6 +128,7 @@ public:
     std::deque<Attempt> attempts_;
     std::function<void()> before_success_ = [] {};
     std::vector<std::int64_t> waits_;
+    std::vector<std::int64_t> arrivals_;
     std::vector<int> exit_codes_;
     bool does_end_ = false;
     std::int64_t wall_ = 1'400'000'000'000;
@@ -313,6 +324,30 @@ TEST_F(Mutex, AWaitOf130SecondsEndsTheProcess)
     EXPECT_EQ(std::vector<int>{1}, world.exit_codes_);
 }
 
+TEST_F(Mutex, AWaiterKeepsItsPlaceInTheQueueOverTheReport)
+{
+    Fake_World world({{ETIME, 10'000}, {0, 5'000}});
+    const std::int64_t before = kr_platform::steady_microseconds();
+    wait_while_held(world);
+    ASSERT_EQ(2u, world.arrivals_.size());
+    EXPECT_GE(world.arrivals_[0], before);
+    EXPECT_EQ(world.arrivals_[0], world.arrivals_[1]);
+}
+
+TEST_F(Mutex, TheNameMayGoOnceTheGuardIsConstructed)
+{
+    std::string name(200, 'n');
+    Fake_World world({{ETIME, 10'000}, {0, 5'000}});
+    Holder holder(mutex_);
+    world.before_success_ = [&] { holder.let_go(); };
+    KR_Mutex_Guard guard(mutex_, (name + "_mutex_").c_str(), "Waiter.cpp", 42);
+    ASSERT_EQ(2u, capture_.lines().size());
+    for (std::size_t i : {0, 1})
+        EXPECT_THAT(capture_.unstamped(i), testing::HasSubstr("] " + name + "_mutex_ - Lock "));
+    EXPECT_EQ(0, guard.release());
+    EXPECT_EQ(2u, capture_.lines().size());
+}
+
 TEST_F(Mutex, SecondsPassedAreWholeSeconds)
 {
     Fake_World world({{ETIME, 10'999}, {0, 4'000}});
@@ -445,11 +480,34 @@ TEST_F(Mutex, ManyMutexesLeaveNothingOpen)
         KR_GUARD(warm_up);
     }
     const unsigned before = kr_platform_testing::open_handle_count();
-    for (int i = 0; i < 1'000; ++i) {
-        Process_Mutex_Ex mutex;
+    std::vector<Process_Mutex_Ex> mutexes(100'000);
+    for (Process_Mutex_Ex& mutex : mutexes) {
         KR_GUARD(mutex);
     }
     EXPECT_EQ(before, kr_platform_testing::open_handle_count());
+    EXPECT_EQ(48u, sizeof(Process_Mutex_Ex));
+}
+
+TEST_F(Mutex, AGuardHeldAcrossAForkIsReleasedInTheChild)
+{
+    if (!kr_platform_testing::can_fork())
+        GTEST_SKIP() << "no fork on this system";
+    Process_Mutex_Ex others;
+    Holder holder(others, 2);
+    KR_Mutex_Guard outer(mutex_, "mutex_", "Outer.cpp", 1);
+    KR_Mutex_Guard inner(mutex_, "mutex_", "Inner.cpp", 2);
+    EXPECT_EQ(0, kr_platform_testing::run_in_fork([&] {
+                  if (inner.release() != 0 || mutex_.depth() != 1)
+                      return 1;
+                  if (outer.release() != 0 || mutex_.depth() != 0 || mutex_.owner() != 0)
+                      return 2;
+                  KR_GUARD(mutex_);
+                  KR_GUARD(others); // its thread does not exist here
+                  return others.depth() == 1 && mutex_.depth() == 1 ? 0 : 3;
+              }));
+    EXPECT_EQ(2, mutex_.depth());
+    EXPECT_EQ(2, others.depth());
+    EXPECT_TRUE(capture_.lines().empty());
 }
 
 MATCHER(HasOneEmergencyLine, "")
@@ -466,7 +524,7 @@ TEST(MutexDeathTest, ADepthBelowZeroIsAFailedAssertion)
         {
             Process_Mutex_Ex mutex;
             KR_Mutex_Guard guard(mutex, "mutex", "First.cpp", 7);
-            KR_Mutex_Record_Access::set_depth(mutex, 0);
+            depth_of(mutex) = 0;
             guard.release();
         },
         testing::ExitedWithCode(1),

@@ -600,13 +600,14 @@ class Impatient_World final : public kr_internal::Guard_World {
 public:
     std::int64_t steady_milliseconds() override { return 0; }
     std::int64_t wall_microseconds() override { return 0; }
-    int acquire_for(kr_internal::Process_Lock& lock, std::int64_t milliseconds) override
+    int acquire_for(kr_internal::Process_Lock& lock, std::int64_t milliseconds,
+                    std::int64_t arrival) override
     {
         if (++waits_ == 1) {
             errno = ETIME;
             return -1;
         }
-        return lock.acquire_for(milliseconds);
+        return kr_internal::acquire_for(lock, milliseconds, arrival);
     }
     void end_process(int) override {}
 

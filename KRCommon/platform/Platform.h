@@ -11,7 +11,6 @@
 
 #include <cstdint>
 #include <cstdio>
-#include <memory>
 #include <optional>
 #include <string>
 
@@ -75,32 +74,7 @@ std::int64_t steady_milliseconds() noexcept;
 /// on Windows and 4 ms on Linux.
 std::int64_t coarse_wall_microseconds() noexcept;
 
-/// A lock for the threads of one process: recursive for its thread, with a limit for waiting that
-/// no step of the wall clock changes. When a thread ends while it holds the lock, the lock passes
-/// to the next that acquires it, as if released, on both systems.
-///
-/// Results are 0, or -1 with last_error() telling why.
-class Lock {
-public:
-    static std::unique_ptr<Lock> make();
-    virtual ~Lock() = default;
-    Lock(const Lock&) = delete;
-    Lock& operator=(const Lock&) = delete;
-
-    /// Never waits; EBUSY when another thread holds the lock. The holder's call succeeds.
-    virtual int try_acquire() noexcept = 0;
-
-    /// Waits at most so long (2^31 at most); ETIME when the time is over. 0 and less do not wait.
-    virtual int acquire_for(std::int64_t milliseconds) noexcept = 0;
-
-    /// Gives one acquisition back; an error when the calling thread does not hold the lock.
-    virtual int release() noexcept = 0;
-
-protected:
-    Lock() = default;
-};
-
-/// How many bytes a file still has behind its position; 0 where the system does not know it: of a
+/// How many bytes a file still has after its position; 0 where the system does not know it: of a
 /// pipe, a terminal and the like. A file opened as text on Windows may give fewer when it is read.
 /// Changes nothing.
 std::uint64_t bytes_left(std::FILE* file) noexcept;

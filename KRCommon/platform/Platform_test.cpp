@@ -1,7 +1,6 @@
 #include <KRCommon/platform/Platform.h>
 
 #include <KRCommon/platform/Platform_testing.h>
-#include <tests/support/Sanitizers.h>
 #include <tests/support/Temp_Folder.h>
 
 #include <gmock/gmock.h>
@@ -243,117 +242,6 @@ TEST(Platform, CoarseWallClockIsTheWallClock)
     const std::int64_t seconds = coarse_wall_microseconds() / 1'000'000;
     EXPECT_GE(seconds, before - 1);
     EXPECT_LE(seconds, std::time(nullptr) + 1);
-}
-
-class PlatformLock : public testing::Test {
-protected:
-    // What an attempt on another thread gives: 0 or the error. A lock that it gets it gives back.
-    template <typename Attempt>
-    int on_another_thread(Attempt attempt)
-    {
-        int error = 0;
-        std::thread([&] {
-            clear_last_error();
-            if (attempt() != 0)
-                error = last_error();
-            else
-                EXPECT_EQ(0, lock_->release());
-        }).join();
-        return error;
-    }
-
-    int try_elsewhere()
-    {
-        return on_another_thread([&] { return lock_->try_acquire(); });
-    }
-
-    const std::unique_ptr<Lock> lock_ = Lock::make();
-};
-
-TEST_F(PlatformLock, IsExclusiveAndRecursive)
-{
-    EXPECT_EQ(0, lock_->try_acquire());
-    EXPECT_EQ(0, lock_->try_acquire());
-    EXPECT_EQ(0, lock_->acquire_for(1000));
-    for (int i = 0; i < 3; ++i) {
-        EXPECT_EQ(EBUSY, try_elsewhere());
-        EXPECT_EQ(0, lock_->release());
-    }
-    EXPECT_EQ(0, try_elsewhere());
-}
-
-TEST_F(PlatformLock, ReleaseByWhoeverDoesNotHoldItIsAnError)
-{
-    if (is_under_thread_sanitizer)
-        GTEST_SKIP() << "ThreadSanitizer reports the wrong release itself";
-    EXPECT_EQ(-1, lock_->release()) << "free";
-    EXPECT_EQ(0, lock_->try_acquire());
-    std::thread([&] { EXPECT_EQ(-1, lock_->release()); }).join();
-    EXPECT_EQ(EBUSY, try_elsewhere());
-    EXPECT_EQ(0, lock_->release());
-}
-
-TEST_F(PlatformLock, WaitsAsLongAsItIsTold)
-{
-    EXPECT_EQ(0, lock_->try_acquire());
-    for (const std::int64_t milliseconds : {1, 50, 1100}) {
-        const std::int64_t start = steady_milliseconds();
-        EXPECT_EQ(ETIME, on_another_thread([&] { return lock_->acquire_for(milliseconds); }));
-        EXPECT_GE(steady_milliseconds() - start, milliseconds - 1);
-    }
-    EXPECT_EQ(0, lock_->release());
-}
-
-TEST_F(PlatformLock, AWaitWhoseTimeIsOverAlreadyDoesNotWait)
-{
-    for (const std::int64_t milliseconds : {std::int64_t{0}, std::int64_t{-1}, INT64_MIN})
-        EXPECT_EQ(0, on_another_thread([&] { return lock_->acquire_for(milliseconds); })) << "free";
-    EXPECT_EQ(0, lock_->try_acquire());
-    const std::int64_t start = steady_milliseconds();
-    for (const std::int64_t milliseconds : {std::int64_t{0}, std::int64_t{-1}, INT64_MIN})
-        EXPECT_EQ(ETIME, on_another_thread([&] { return lock_->acquire_for(milliseconds); }));
-    EXPECT_LT(steady_milliseconds() - start, 10'000);
-    EXPECT_EQ(0, lock_->release());
-}
-
-TEST_F(PlatformLock, AWaiterGetsItAsSoonAsItIsReleased)
-{
-    EXPECT_EQ(0, lock_->try_acquire());
-    const std::int64_t start = steady_milliseconds();
-    std::thread waiter([&] {
-        EXPECT_EQ(0, lock_->acquire_for(100'000));
-        EXPECT_EQ(0, lock_->release());
-    });
-    std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    EXPECT_EQ(0, lock_->release());
-    waiter.join();
-    EXPECT_LT(steady_milliseconds() - start, 50'000);
-}
-
-TEST_F(PlatformLock, PassesOnWhenItsThreadEnds)
-{
-    std::thread([&] {
-        EXPECT_EQ(0, lock_->try_acquire());
-        EXPECT_EQ(0, lock_->try_acquire());
-    }).join();
-    EXPECT_EQ(0, lock_->try_acquire());
-    EXPECT_EQ(EBUSY, try_elsewhere());
-    EXPECT_EQ(0, lock_->release());
-    EXPECT_EQ(0, try_elsewhere());
-}
-
-TEST_F(PlatformLock, PassesToAWaiterWhenItsThreadEnds)
-{
-    if (is_under_thread_sanitizer)
-        GTEST_SKIP()
-            << "ThreadSanitizer does not see a timed acquire take over from an ended thread";
-    std::thread holder([&] {
-        EXPECT_EQ(0, lock_->try_acquire());
-        std::this_thread::sleep_for(std::chrono::milliseconds(100));
-    });
-    std::this_thread::sleep_for(std::chrono::milliseconds(30));
-    EXPECT_EQ(0, on_another_thread([&] { return lock_->acquire_for(60'000); }));
-    holder.join();
 }
 
 // The waits of the C++ library read a 64-bit time on every target; a run-time library with a

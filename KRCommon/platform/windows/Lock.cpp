@@ -1,65 +1,118 @@
-// The Windows side of kr_platform::Lock; its twin is ../linux/Lock.cpp.
+// The Windows side of Lock.h and of Platform.h's clocks; its twin is ../linux/Lock.cpp.
 
+#include <KRCommon/platform/Lock.h>
 #include <KRCommon/platform/Platform.h>
 
 #include <ace/Process_Mutex.h>
 
 #include <algorithm>
-#include <cerrno>
+#include <cstdlib>
+#include <memory>
+#include <new>
 #include <windows.h>
 
 namespace kr_platform {
 
 namespace {
 
-constexpr std::int64_t longest_wait = 0x7fffffff;
-
-class Process_Mutex_Lock : public Lock {
+// The system gives up a process mutex when its thread ends, also for one that is terminated. An event
+// keeps no list of sleepers on their stacks, which vanish with a terminated thread.
+class Process_Mutex_Seat final : public Seat {
 public:
     // Unnamed, default attributes, the mode of a mutex for everybody.
-    Process_Mutex_Lock() : mutex_(static_cast<const char*>(nullptr), nullptr, 7) {}
-
-    int try_acquire() noexcept override { return wait(0, EBUSY); }
-
-    int acquire_for(std::int64_t milliseconds) noexcept override
+    Process_Mutex_Seat()
+        : mutex_(static_cast<const char*>(nullptr), nullptr, 7),
+          event_(CreateEventW(nullptr, FALSE, FALSE, nullptr))
     {
-        return wait(std::clamp<std::int64_t>(milliseconds, 0, longest_wait), ETIME);
     }
 
-    int release() noexcept override { return mutex_.release(); }
+    ~Process_Mutex_Seat() override
+    {
+        if (event_ != nullptr)
+            CloseHandle(event_);
+    }
+
+    Process_Mutex_Seat(const Process_Mutex_Seat&) = delete;
+    Process_Mutex_Seat& operator=(const Process_Mutex_Seat&) = delete;
+
+    bool is_whole() const noexcept
+    {
+        return event_ != nullptr && mutex_.lock().proc_mutex_ != nullptr;
+    }
+
+    bool take() noexcept override
+    {
+        const DWORD result = WaitForSingleObject(mutex_.lock().proc_mutex_, 0);
+        return result == WAIT_OBJECT_0 || result == WAIT_ABANDONED;
+    }
+
+    void leave() noexcept override { mutex_.release(); }
+
+    void sleep_for(std::int64_t microseconds) noexcept override
+    {
+        constexpr std::int64_t longest_wait = 0x7fffffff;
+        const std::int64_t milliseconds = (microseconds + 999) / 1000;
+        WaitForSingleObject(
+            event_, static_cast<DWORD>(std::clamp<std::int64_t>(milliseconds, 0, longest_wait)));
+    }
+
+    void wake() noexcept override { SetEvent(event_); }
+
+    void forget() noexcept override {}
 
 private:
-    // Not through ACE's timed acquire: it takes an instant of the wall clock, and one that has just
-    // passed, or a clock that steps forward, makes it wait for 49 days.
-    int wait(std::int64_t milliseconds, int error_when_busy) noexcept
-    {
-        switch (WaitForSingleObject(mutex_.lock().proc_mutex_, static_cast<DWORD>(milliseconds))) {
-        case WAIT_OBJECT_0:
-        case WAIT_ABANDONED: // its thread has ended: go on as if it had released the lock
-            return 0;
-        case WAIT_TIMEOUT: errno = error_when_busy; return -1;
-        default: errno = 0; return -1; // the system's own error tells
-        }
-    }
-
     ACE_Process_Mutex mutex_;
+    const HANDLE event_;
 };
+
+SRWLOCK* system_lock(std::atomic<std::uintptr_t>* word) noexcept
+{
+    static_assert(sizeof *word == sizeof(SRWLOCK));
+    return reinterpret_cast<SRWLOCK*>(word);
+}
 
 } // namespace
 
-std::unique_ptr<Lock> Lock::make()
+void Short_Lock::lock() noexcept
 {
-    return std::make_unique<Process_Mutex_Lock>();
+    AcquireSRWLockExclusive(system_lock(&word_));
 }
 
-std::int64_t steady_milliseconds() noexcept
+void Short_Lock::unlock() noexcept
+{
+    ReleaseSRWLockExclusive(system_lock(&word_));
+}
+
+Seat* Seat::make() noexcept
+{
+    try {
+        auto seat = std::make_unique<Process_Mutex_Seat>();
+        return seat->is_whole() ? seat.release() : nullptr;
+    } catch (const std::bad_alloc&) {
+        return nullptr;
+    }
+}
+
+void call_after_fork(void (*)()) noexcept {}
+
+void call_at_unload(void (*function)()) noexcept
+{
+    std::atexit(function);
+}
+
+std::int64_t steady_microseconds() noexcept
 {
     LARGE_INTEGER frequency;
     LARGE_INTEGER now;
     QueryPerformanceFrequency(&frequency);
     QueryPerformanceCounter(&now);
-    return now.QuadPart / frequency.QuadPart * 1000 +
-           now.QuadPart % frequency.QuadPart * 1000 / frequency.QuadPart;
+    return now.QuadPart / frequency.QuadPart * 1'000'000 +
+           now.QuadPart % frequency.QuadPart * 1'000'000 / frequency.QuadPart;
+}
+
+std::int64_t steady_milliseconds() noexcept
+{
+    return steady_microseconds() / 1000;
 }
 
 std::int64_t coarse_wall_microseconds() noexcept
