@@ -3,6 +3,7 @@
 #include <KRCommon/colors/Colors.h>
 #include <KRCommon/colors/Configuration_Reader.h>
 #include <KRCommon/frame/Log.h>
+#include <KRCommon/frame/Log_Gate.h>
 #include <KRCommon/frame/Log_Manager.h>
 #include <KRCommon/platform/Entry.h>
 #include <KRCommon/platform/Platform.h>
@@ -68,4 +69,9 @@ void kr_platform::on_process_attach() noexcept
 void kr_platform::on_thread_attach() noexcept
 {
     kr_internal::Start_Up::attach_thread();
+}
+
+void kr_platform::on_forked() noexcept
+{
+    kr_internal::Log_Gate::of_process().forget_other_threads();
 }

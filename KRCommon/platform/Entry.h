@@ -3,7 +3,7 @@
 /// \file
 /// What the entry routine of the shared library calls: DllMain on Windows, a load-time function on
 /// Linux. The entry routines lie in windows/Entry.cpp and linux/Entry.cpp, which are part of the
-/// shared library alone; the library above defines these two functions.
+/// shared library alone; the library above defines these functions.
 
 namespace kr_platform {
 
@@ -14,5 +14,8 @@ void on_process_attach() noexcept;
 /// A thread has started: the calling one. Windows: the loader's lock is held, and threads from
 /// before the library was loaded are not reported. Linux: never called.
 void on_thread_attach() noexcept;
+
+/// The calling thread is the only one of a process that has just been forked. Windows: never called.
+void on_forked() noexcept;
 
 } // namespace kr_platform

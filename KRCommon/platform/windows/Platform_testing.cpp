@@ -2,7 +2,12 @@
 
 #include <cerrno>
 #include <cstdint>
+#include <fcntl.h>
+#include <io.h>
+#include <process.h>
 #include <windows.h>
+
+#include <psapi.h> // needs windows.h
 
 namespace kr_platform_testing {
 
@@ -17,6 +22,13 @@ unsigned open_handle_count()
         count += GetHandleInformation(reinterpret_cast<HANDLE>(handle), &flags) != 0 ? 1 : 0;
     }
     return count;
+}
+
+std::uint64_t private_memory()
+{
+    PROCESS_MEMORY_COUNTERS counters{};
+    K32GetProcessMemoryInfo(GetCurrentProcess(), &counters, sizeof counters);
+    return counters.PagefileUsage;
 }
 
 std::string unwritable_folder()
@@ -64,12 +76,22 @@ bool unload_library(void* library)
     return FreeLibrary(static_cast<HMODULE>(library)) != 0;
 }
 
+void* find_symbol(void* library, const char* name)
+{
+    return reinterpret_cast<void*>(GetProcAddress(static_cast<HMODULE>(library), name));
+}
+
 namespace {
 
 DWORD WINAPI run_function(void* argument)
 {
     (*static_cast<const std::function<void()>*>(argument))();
     return 0;
+}
+
+unsigned __stdcall run_runtime_function(void* argument)
+{
+    return run_function(argument);
 }
 
 } // namespace
@@ -82,6 +104,39 @@ void run_on_system_thread(const std::function<void()>& function)
         return;
     WaitForSingleObject(thread, INFINITE);
     CloseHandle(thread);
+}
+
+void run_on_runtime_thread(const std::function<void()>& function)
+{
+    const auto thread = reinterpret_cast<HANDLE>(
+        _beginthreadex(nullptr, 0, &run_runtime_function,
+                       const_cast<std::function<void()>*>(&function), 0, nullptr));
+    if (thread == nullptr)
+        return;
+    WaitForSingleObject(thread, INFINITE);
+    CloseHandle(thread);
+}
+
+namespace {
+
+void WINAPI call(void* function)
+{
+    reinterpret_cast<void (*)()>(function)();
+}
+
+} // namespace
+
+void call_at_thread_end(void (*function)())
+{
+    static const DWORD slot = FlsAlloc(&call);
+    FlsSetValue(slot, reinterpret_cast<void*>(function));
+}
+
+void block_stderr()
+{
+    int ends[2];
+    if (_pipe(ends, 4096, _O_BINARY) == 0)
+        _dup2(ends[1], 2);
 }
 
 } // namespace kr_platform_testing
