@@ -5,7 +5,6 @@
 
 #include <ace/Init_ACE.h>
 #include <ace/OS_NS_fcntl.h>
-#include <ace/OS_NS_signal.h>
 #include <ace/OS_NS_unistd.h>
 #include <ace/Process.h>
 
@@ -34,7 +33,7 @@ inline bool ends_in_time(ACE_Process& process, std::chrono::seconds limit)
     const auto deadline = std::chrono::steady_clock::now() + limit;
     while (process.wait(ACE_Time_Value::zero) == 0) {
         if (std::chrono::steady_clock::now() > deadline) {
-            process.kill(SIGKILL);
+            process.terminate();
             process.wait();
             return false;
         }
