@@ -57,6 +57,9 @@ void Log_Text::use_escaped(std::string_view text, std::size_t room)
 
 void log_line(ACE_Log_Msg& log, const KR_Log_Site& site, int error, const char* format, ...)
 {
+    const Log_Passage passage;
+    if (!passage)
+        return;
     if (log.msg() == nullptr)
         return; // ACE had no memory for the thread's line, and would write it to nowhere
     join_log_stream(log);

@@ -24,6 +24,15 @@
 ///
 /// Threads: everything here may be called from any thread at any time. A line that passes the
 /// priority mask is written under ACE's log lock; a masked line takes no lock.
+///
+/// The end of a thread: lines of destructors and of the system's own exit routines go where the
+/// thread's lines went before.
+///
+/// The end of the process: threads may be logging when main() returns or exit() is called. When the
+/// library's own objects are destroyed (Linux), lines that are being written are waited for, one
+/// second at most; from then on lines of other threads are dropped. Those of the thread that ends the
+/// process are logged to the last, unless a line was still stuck after that second. Windows has ended
+/// all other threads by then.
 /// Exceptions: std::bad_alloc alone, see KRCommon_Export.h.
 
 #include <KRCommon/KRCommon_Export.h>
@@ -31,6 +40,7 @@
 
 #include <ace/Log_Msg.h>
 
+#include <atomic>
 #include <cerrno>
 #include <cstddef>
 #include <string>
@@ -116,6 +126,26 @@ constexpr std::size_t room_per_text() noexcept
            (texts > 0 ? texts : 1);
 }
 
+/// What every line passes first, for as long as it takes. While the process ends the passage is
+/// closed to all threads but the one that ends it: ACE's log is no longer there for them.
+class KRCOMMON_EXPORT Log_Passage {
+public:
+    Log_Passage() noexcept;
+    ~Log_Passage();
+    Log_Passage(const Log_Passage&) = delete;
+    Log_Passage& operator=(const Log_Passage&) = delete;
+
+    /// False: closed. ACE's log must not be touched.
+    explicit operator bool() const noexcept { return counter_ != nullptr; }
+
+private:
+    std::atomic<int>* counter_;
+};
+
+/// Whether the passage is closed to the calling thread. One load, so that a masked line, which does
+/// not enter, costs next to nothing.
+KRCOMMON_EXPORT bool is_log_closed() noexcept;
+
 /// The steps of a log site after the priority check: join the thread to the log stream,
 /// set the source location, log. `error` is what last_error_adapter() gave before.
 KRCOMMON_EXPORT void log_line(ACE_Log_Msg& log, const KR_Log_Site& site, int error,
@@ -133,6 +163,8 @@ void log_checked(Text text, const KR_Log_Site& site, const char (&format)[size],
 
     const int saved_errno = errno;
     const int error = saved_errno != 0 ? saved_errno : ACE_Log_Msg::last_error_adapter();
+    if (is_log_closed())
+        return;
     ACE_Log_Msg* const log = ACE_Log_Msg::instance();
     if (log != nullptr && log->log_priority_enabled(site.priority)) {
         [[maybe_unused]] constexpr std::size_t room =

@@ -1,7 +1,5 @@
 #include <KRCommon/frame/Log_Fork.h>
 
-#include <KRCommon/platform/Fork.h>
-
 #include <ace/Base_Thread_Adapter.h>
 #include <ace/Log_Msg.h>
 #include <ace/OS_Log_Msg_Attributes.h>
@@ -10,7 +8,7 @@ namespace kr_internal {
 
 namespace {
 
-void (*step_in_child)() noexcept = nullptr;
+kr_platform::Fork_Steps inner;
 ACE_Log_Msg_Backend* backend = nullptr; // the host's own; guarded by the log lock
 
 // What ACE keeps for the calling thread. A log line that it is in the middle of is not part of it.
@@ -45,10 +43,12 @@ void hold_log() noexcept
         log->acquire();
         backend = ACE_Log_Msg::msg_backend();
     }
+    inner.before();
 }
 
 void release_log() noexcept
 {
+    inner.in_parent();
     if (ACE_Log_Msg* const log = ACE_Log_Msg::instance())
         log->release();
 }
@@ -66,14 +66,14 @@ void renew_log() noexcept
             ACE_Log_Msg::msg_backend(backend);
         }
     }
-    step_in_child();
+    inner.in_child();
 }
 
 } // namespace
 
-void keep_log_across_forks(void (*in_child)() noexcept) noexcept
+void keep_log_across_forks(const kr_platform::Fork_Steps& steps) noexcept
 {
-    step_in_child = in_child;
+    inner = steps;
     kr_platform::around_forks({&hold_log, &release_log, &renew_log});
 }
 

@@ -2,12 +2,16 @@
 
 #include <KRCommon/frame/Log_Files.h>
 #include <KRCommon/frame/Log_Fork.h>
+#include <KRCommon/frame/Log_Gate.h>
 #include <KRCommon/frame/Log_Stream.h>
 
+#include <ace/Guard_T.h>
+#include <ace/Lock.h>
 #include <ace/OS_NS_sys_time.h>
 #include <ace/Reactor.h>
 
 #include <ostream>
+#include <utility>
 
 using kr_internal::Log_Lock;
 using kr_internal::Saved_Log_Attributes;
@@ -45,21 +49,64 @@ bool is_full(std::ostream& stream, std::uint32_t max_file_size)
 
 } // namespace
 
+// The process's manager. Once it has been opened, the process's end does not destroy it: threads
+// of the host run on meanwhile, and a reactor may still hold it.
+class KR_LOG_MANAGER::Of_Process {
+public:
+    Of_Process()
+    {
+        manager_ = new KR_LOG_MANAGER;
+        kr_internal::keep_log_across_forks({&before_fork, &in_parent, &in_child});
+    }
+
+    ~Of_Process()
+    {
+        constexpr int patience = 1000; // ms: a line takes microseconds, unless it is stuck
+        if (kr_platform::do_threads_outlive_exit() &&
+            !kr_internal::Log_Gate::of_process().close(patience))
+            kr_platform::abandon_stderr_lock();
+        if (manager_->openings_ == 0)
+            delete std::exchange(manager_, nullptr);
+        else
+            manager_->leave_reactor();
+    }
+
+    static KR_LOG_MANAGER* manager() noexcept { return manager_; }
+
+private:
+    static void before_fork() noexcept
+    {
+        if (manager_ != nullptr)
+            manager_->timer_mutex_.acquire();
+    }
+    static void in_parent() noexcept
+    {
+        if (manager_ != nullptr)
+            manager_->timer_mutex_.release();
+    }
+    // A child has a copy of the reactor, but not the thread that runs it: asking it to cancel the
+    // timer would wait for ever. So the timer is forgotten.
+    static void in_child() noexcept
+    {
+        kr_internal::Log_Gate::of_process().forget_other_threads();
+        in_parent();
+        if (manager_ != nullptr)
+            manager_->take_timer();
+    }
+
+    static inline KR_LOG_MANAGER* manager_ = nullptr;
+};
+
 KR_LOG_MANAGER* KR_LOG_MANAGER::instance()
 {
-    static KR_LOG_MANAGER manager;
-    return &manager;
+    static const Of_Process process; // built at attach: destroyed before ACE's own objects
+    return Of_Process::manager();
 }
 
 KR_LOG_MANAGER::KR_LOG_MANAGER() : saved_attributes_(std::make_unique<Saved_Log_Attributes>())
 {
-    {
-        const Log_Lock lock;
-        saved_attributes_->capture();
-    }
-    // A forked child has a copy of the reactor, but not the thread that runs it: asking it to cancel
-    // the timer would wait for ever.
-    kr_internal::keep_log_across_forks([]() noexcept { instance()->take_timer(); });
+    const Log_Lock lock;
+    saved_attributes_->capture();
 }
 
 KR_LOG_MANAGER::KR_LOG_MANAGER(const KR_LOG_MANAGER& other)
@@ -78,13 +125,7 @@ KR_LOG_MANAGER& KR_LOG_MANAGER::operator=(const KR_LOG_MANAGER& other)
 
 KR_LOG_MANAGER::~KR_LOG_MANAGER()
 {
-    // At process exit a thread may have died inside the log lock: leave it alone where possible.
-    if (!is_open_ && timer_.reactor == nullptr)
-        return;
-    try {
-        close();
-    } catch (...) { // no memory for the log of a thread that never logged
-    }
+    close();
 }
 
 void KR_LOG_MANAGER::copy_settings(const KR_LOG_MANAGER& other)
@@ -92,7 +133,6 @@ void KR_LOG_MANAGER::copy_settings(const KR_LOG_MANAGER& other)
     const Log_Lock lock;
     current_date_ = other.current_date_;
     part_number_ = other.part_number_;
-    is_open_ = other.is_open_;
     max_total_size_ = other.max_total_size_;
     max_file_size_ = other.max_file_size_;
     file_name_prefix_ = other.file_name_prefix_;
@@ -102,33 +142,31 @@ void KR_LOG_MANAGER::copy_settings(const KR_LOG_MANAGER& other)
 
 void KR_LOG_MANAGER::open(ACE_Reactor* reactor, const char* directory, const char* prefix)
 {
+    const kr_internal::Log_Passage passage;
+    if (!passage)
+        return;
+    // Threads that live on after an unloading would keep a stream that a second load knows nothing
+    // of. Before the log lock is taken, since the loader's lock comes first.
+    kr_platform::keep_loaded(reinterpret_cast<void (*)()>(&KR_LOG_MANAGER::instance));
     Timer previous;
-    unsigned opening = 0;
     try {
         const Log_Lock lock;
         previous = take_timer();
-        opening = openings_;
         lock.log().set_flags(ACE_Log_Msg::STDERR);
         file_name_prefix_ = text_or_empty(prefix);
         log_directory_ = text_or_empty(directory);
         install_first_file();
-        is_open_ = true;
     } catch (...) { // no memory
         cancel(previous);
         throw;
     }
     cancel(previous);
-    start_timer(reactor, opening);
+    start_timer(reactor, previous.opening);
 }
 
 void KR_LOG_MANAGER::close()
 {
-    Timer timer;
-    {
-        const Log_Lock lock;
-        timer = take_timer();
-    }
-    cancel(timer);
+    cancel(take_timer());
 }
 
 // The log lock is held.
@@ -140,16 +178,28 @@ void KR_LOG_MANAGER::install_first_file()
     del_old_files();
 }
 
-// Ends the open state; the log lock is held. The caller cancels the timer when it has released
-// the lock: a reactor's thread that is about to log holds what cancelling waits for.
+// Ends the open state and begins the next, whose number is in the result. The caller cancels the
+// timer when it holds no lock: a reactor's thread that is about to log holds what cancelling waits
+// for.
 KR_LOG_MANAGER::Timer KR_LOG_MANAGER::take_timer()
 {
-    const Timer timer = timer_;
+    const ACE_Guard<ACE_Thread_Mutex> guard(timer_mutex_);
+    Timer timer = timer_;
     timer_ = Timer();
     reactor(nullptr);
-    is_open_ = false;
-    ++openings_;
+    timer.opening = ++openings_;
     return timer;
+}
+
+// At the process's end: as close(), but waits for nobody. A reactor that is busy keeps the timer,
+// which does no harm, since the manager stays.
+void KR_LOG_MANAGER::leave_reactor()
+{
+    const Timer timer = take_timer();
+    if (timer.reactor == nullptr || timer.reactor->lock().tryacquire() == -1)
+        return;
+    cancel(timer);
+    timer.reactor->lock().release();
 }
 
 // By number, not by handler: a timer that another thread's open() has just started stays.
@@ -163,11 +213,11 @@ void KR_LOG_MANAGER::start_timer(ACE_Reactor* reactor, unsigned opening)
 {
     if (reactor == nullptr)
         return;
-    const Timer timer{reactor, reactor->schedule_timer(this, nullptr, tick(), tick())};
+    const Timer timer{reactor, reactor->schedule_timer(this, nullptr, tick(), tick()), opening};
     if (timer.id == -1)
         return;
     {
-        const Log_Lock lock;
+        const ACE_Guard<ACE_Thread_Mutex> guard(timer_mutex_);
         if (openings_ == opening) {
             timer_ = timer;
             return;
@@ -179,6 +229,9 @@ void KR_LOG_MANAGER::start_timer(ACE_Reactor* reactor, unsigned opening)
 
 void KR_LOG_MANAGER::set_debug_level(unsigned level)
 {
+    const kr_internal::Log_Passage passage;
+    if (!passage)
+        return;
     kr_internal::own_log().priority_mask(mask_of_level(level), ACE_Log_Msg::PROCESS);
     const Log_Lock lock;
     saved_attributes_->capture();
@@ -202,12 +255,18 @@ void KR_LOG_MANAGER::get_file_max_sizes(unsigned* max_file_size, unsigned* max_t
 
 void KR_LOG_MANAGER::non_ace_thread_init_log()
 {
+    const kr_internal::Log_Passage passage;
+    if (!passage)
+        return;
     const Log_Lock lock;
     saved_attributes_->inherit(lock.log());
 }
 
 int KR_LOG_MANAGER::handle_timeout(const ACE_Time_Value& now, const void*)
 {
+    const kr_internal::Log_Passage passage;
+    if (!passage)
+        return 0;
     try {
         if (rotate(now))
             del_old_files();

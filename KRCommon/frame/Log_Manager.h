@@ -36,6 +36,7 @@
 #include <ace/Date_Time.h>
 #include <ace/Event_Handler.h>
 #include <ace/Log_Msg.h>
+#include <ace/Thread_Mutex.h>
 
 #include <cstdint>
 #include <memory>
@@ -49,8 +50,10 @@ class Saved_Log_Attributes;
 
 class KRCOMMON_EXPORT KR_LOG_MANAGER : public ACE_Event_Handler {
 public:
-    /// The process's log manager, built on the first call. At process exit it closes, when the
-    /// host did not, so its reactor must be alive then or closed before.
+    /// The process's log manager, built on the first call. At process exit it cancels its timer,
+    /// when the host did not close it, so its reactor must be alive then or closed before. A reactor
+    /// that another thread is in at that moment is left alone, and nothing is waited for: the
+    /// manager itself stays until the process is gone, and its upcalls do nothing any more.
     static KR_LOG_MANAGER* instance();
 
     /// A copy has the same settings, date, part and open flag, but no timer and no reactor: these
@@ -130,7 +133,9 @@ private:
     struct Timer {
         ACE_Reactor* reactor = nullptr; ///< null: no timer
         long id = -1;
+        unsigned opening = 0; ///< the value of openings_ that it belongs to
     };
+    class Of_Process;
 
     KR_LOG_MANAGER();
     void copy_settings(const KR_LOG_MANAGER& other);
@@ -139,15 +144,16 @@ private:
     static void cancel(const Timer& timer);
     void start_timer(ACE_Reactor* reactor, unsigned opening);
     bool rotate(const ACE_Time_Value& now);
+    void leave_reactor();
 
     ACE_Date_Time current_date_;
     std::uint32_t part_number_ = 0;
-    bool is_open_ = false;
     std::uint32_t max_total_size_ = 104'857'600;
     std::uint32_t max_file_size_ = 6'291'456;
     std::string file_name_prefix_;
     std::string log_directory_;
     std::unique_ptr<kr_internal::Saved_Log_Attributes> saved_attributes_;
+    ACE_Thread_Mutex timer_mutex_; ///< for the rest; held for a moment only, unlike the log lock
     Timer timer_;
     unsigned openings_ = 0; ///< counts open() and close(), so that a late timer finds out
 };

@@ -1,6 +1,8 @@
 #include <KRCommon/frame/Log_Stream.h>
 
+#include <KRCommon/frame/Log.h>
 #include <KRCommon/platform/Files.h>
+#include <KRCommon/platform/Platform.h>
 
 #include <ace/Atomic_Op.h>
 #include <ace/Synch_Traits.h>
@@ -20,7 +22,26 @@ namespace {
 // only the standard library's code behind it.
 std::atomic<std::ostream*> log_stream{nullptr};
 
-thread_local bool has_joined = false;
+// What a thread's note says.
+constexpr unsigned char has_joined = 1;
+constexpr unsigned char is_ending = 2; // ACE's object may go and come: each of them joins
+
+// ACE's object of the thread is still there. A thread without its stream stays without.
+void on_thread_end() noexcept
+{
+    const Log_Passage passage;
+    if (passage && ACE_Log_Msg::exists() &&
+        ACE_Log_Msg::instance()->msg_ostream() == log_stream.load())
+        kr_platform::set_thread_note(is_ending);
+}
+
+void note_joined() noexcept
+{
+    if (kr_platform::thread_note() != 0)
+        return;
+    kr_platform::set_thread_note(has_joined);
+    kr_platform::at_thread_end(&on_thread_end);
+}
 
 std::filebuf* file_of(std::ostream& stream) noexcept
 {
@@ -30,7 +51,7 @@ std::filebuf* file_of(std::ostream& stream) noexcept
 void give_stream(ACE_Log_Msg& log, std::ostream* stream) noexcept
 {
     log.msg_ostream(stream, false);
-    has_joined = true;
+    note_joined();
 }
 
 } // namespace
@@ -54,9 +75,12 @@ void open_log_file(ACE_Log_Msg& log, const std::string& path)
 
 void join_log_stream(ACE_Log_Msg& log) noexcept
 {
-    if (log.msg_ostream() != nullptr || has_joined)
+    std::ostream* const stream = log_stream;
+    if (stream == nullptr)
         return;
-    if (std::ostream* const stream = log_stream)
+    if (log.msg_ostream() == stream)
+        note_joined(); // ACE may have handed it on
+    else if (log.msg_ostream() == nullptr && kr_platform::thread_note() != has_joined)
         give_stream(log, stream);
 }
 
@@ -81,7 +105,7 @@ void Saved_Log_Attributes::inherit(ACE_Log_Msg& log)
     if (log.msg_ostream() != ostream_)
         log.msg_ostream(nullptr, false); // inherit_hook would forget a counted stream's share
     ACE_Log_Msg::inherit_hook(nullptr, *this);
-    has_joined = true;
+    note_joined();
 }
 
 } // namespace kr_internal

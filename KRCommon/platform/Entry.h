@@ -3,7 +3,7 @@
 /// \file
 /// What the entry routine of the shared library calls: DllMain on Windows, a load-time function on
 /// Linux. The entry routines lie in windows/Entry.cpp and linux/Entry.cpp, which are part of the
-/// shared library alone; the library above defines these two functions.
+/// shared library alone; the library above defines these functions.
 
 namespace kr_platform {
 

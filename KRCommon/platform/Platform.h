@@ -32,6 +32,22 @@ void keep_loaded(void (*code)()) noexcept;
 /// Windows, the kernel's thread id on Linux (there the first thread's number is the process's).
 unsigned thread_id() noexcept;
 
+/// A note on the calling thread, whatever started the thread: 0 at first. It takes no memory and no
+/// handle, and may be read and set while the system starts or ends the thread.
+unsigned char thread_note() noexcept;
+void set_thread_note(unsigned char note) noexcept;
+
+/// Has the function called on this thread when the thread begins to end, before ACE destroys what it
+/// keeps for the thread. Only the first call of a thread counts, and one function for all threads.
+void at_thread_end(void (*function)() noexcept) noexcept;
+
+/// For the end of a process in which a thread is stuck writing to stderr: whoever flushes stderr
+/// from now on does not wait for that thread. Windows: does nothing, the thread is gone.
+void abandon_stderr_lock() noexcept;
+
+/// True where other threads run on while the static objects of a library are destroyed at exit.
+bool do_threads_outlive_exit() noexcept;
+
 /// Ends the process at once with the given exit code (0 to 255 on Linux): no destructor, no
 /// exit routine and no detach notification runs, unwritten stdio buffers are lost.
 [[noreturn]] void end_process(int exit_code) noexcept;

@@ -8,6 +8,7 @@
 
 #include <ace/Time_Value.h>
 
+#include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <condition_variable>
@@ -53,6 +54,43 @@ TEST(Platform, ThreadsHaveDifferentNumbersThatStay)
     EXPECT_NE(0u, thread_id());
     EXPECT_NE(other, thread_id());
     EXPECT_EQ(thread_id(), thread_id());
+}
+
+TEST(Platform, AThreadsNoteIsItsOwnAndZeroAtFirst)
+{
+    const unsigned char before = thread_note();
+    set_thread_note(7);
+    kr_platform_testing::run_on_system_thread([] {
+        EXPECT_EQ(0, thread_note());
+        set_thread_note(200);
+        EXPECT_EQ(200, thread_note());
+    });
+    EXPECT_EQ(7, thread_note());
+    set_thread_note(before);
+}
+
+TEST(Platform, ReadingAThreadsNoteLeavesTheErrorsAlone)
+{
+    kr_platform_testing::set_last_errors(0, 5);
+    const int before = last_error();
+    thread_note();
+    EXPECT_EQ(before, last_error());
+}
+
+TEST(Platform, AnEndingThreadCallsBackOnce)
+{
+    static std::atomic<int> calls;
+    const auto count = []() noexcept { ++calls; };
+    for (const auto run : {&kr_platform_testing::run_on_system_thread,
+                           &kr_platform_testing::run_on_runtime_thread}) {
+        calls = 0;
+        run([&] {
+            at_thread_end(count);
+            at_thread_end(count);
+            EXPECT_EQ(0, calls);
+        });
+        EXPECT_EQ(1, calls);
+    }
 }
 
 TEST(PlatformDeathTest, EndProcessEndsAtOnceWithTheExitCode)

@@ -16,6 +16,9 @@ namespace kr_platform_testing {
 /// How many descriptors (Linux) or handles (Windows) the process has open.
 unsigned open_handle_count();
 
+/// Bytes of memory that belong to this process alone.
+std::uint64_t private_memory();
+
 /// A folder that exists or not, but in which nobody, root included, can make a file.
 std::string unwritable_folder();
 
@@ -125,5 +128,14 @@ bool has_version_reader();
 
 /// What that reader says of an intact file: "6.3.2.15", or empty when there is no version.
 std::string system_file_version(const std::string& path);
+/// The same on a thread of the C runtime's making.
+void run_on_runtime_thread(const std::function<void()>& function);
+
+/// Has the system, not the C++ library, call the function when the calling thread ends. A thread's
+/// second call replaces the first.
+void call_at_thread_end(void (*function)());
+
+/// Gives stderr a pipe that nobody reads: sooner or later who writes to it waits for ever.
+void block_stderr();
 
 } // namespace kr_platform_testing

@@ -8,13 +8,15 @@
 #include <ace/OS_NS_unistd.h>
 #include <ace/Process.h>
 
+#include <chrono>
 #include <stdexcept>
 #include <string>
+#include <thread>
 #include <vector>
 
 /// What a finished child process left behind.
 struct Child_Result {
-    int exit_code = -1;
+    int exit_code = -1; ///< -1: it did not end in time
     std::string output; ///< stdout and stderr, with "\n" as line end
 };
 
@@ -25,9 +27,25 @@ inline std::string program_folder()
     return path.substr(0, path.rfind(kr_platform::path_separator()) + 1);
 }
 
+/// Waits for the end of a process, at most so long, and ends it then.
+inline bool ends_in_time(ACE_Process& process, std::chrono::seconds limit)
+{
+    const auto deadline = std::chrono::steady_clock::now() + limit;
+    while (process.wait(ACE_Time_Value::zero) == 0) {
+        if (std::chrono::steady_clock::now() > deadline) {
+            process.terminate();
+            process.wait();
+            return false;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    }
+    return true;
+}
+
 /// Runs a program of the test program's folder and waits for its end. No argument may hold a
 /// quotation mark or end in a backslash.
-inline Child_Result run_child(const std::string& program, const std::vector<std::string>& arguments)
+inline Child_Result run_child(const std::string& program, const std::vector<std::string>& arguments,
+                              std::chrono::seconds limit = std::chrono::seconds(110))
 {
     ACE::init(); // on Windows nothing has done so yet in a program that only runs children
     const Temp_Folder folder;
@@ -44,8 +62,8 @@ inline Child_Result run_child(const std::string& program, const std::vector<std:
     ACE_Process process;
     if (process.spawn(options) == ACE_INVALID_PID)
         throw std::runtime_error("cannot run " + line);
-    process.wait();
+    const bool has_ended = ends_in_time(process, limit);
     options.release_handles();
     ACE_OS::close(handle);
-    return {process.return_value(), read_text(log)};
+    return {has_ended ? static_cast<int>(process.return_value()) : -1, read_text(log)};
 }

@@ -3,11 +3,14 @@
 #include <KRCommon/platform/Platform.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <ctime>
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <memory>
+#include <pthread.h>
+#include <stdio_ext.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -18,6 +21,19 @@ static_assert(sizeof(std::time_t) == 8, "seconds are 64 bits wide on every targe
 namespace {
 
 thread_local unsigned own_thread_id = 0; // asked of the kernel once a thread
+
+thread_local unsigned char own_note = 0; // needs no destruction, and so is there until the end
+
+// Destroyed before the values of pthread keys are, ACE's among them.
+struct End_Of_Thread {
+    explicit End_Of_Thread(void (*function)() noexcept) noexcept : function_(function) {}
+    ~End_Of_Thread() { function_(); }
+    End_Of_Thread(const End_Of_Thread&) = delete;
+    End_Of_Thread& operator=(const End_Of_Thread&) = delete;
+
+private:
+    void (*function_)() noexcept;
+};
 
 bool is_supported(std::int64_t seconds) noexcept
 {
@@ -57,6 +73,32 @@ unsigned thread_id() noexcept
         own_thread_id = static_cast<unsigned>(gettid());
     }
     return own_thread_id;
+}
+
+unsigned char thread_note() noexcept
+{
+    return own_note;
+}
+
+void set_thread_note(unsigned char note) noexcept
+{
+    own_note = note;
+}
+
+void at_thread_end(void (*function)() noexcept) noexcept
+{
+    thread_local const End_Of_Thread end(function);
+    static_cast<void>(end);
+}
+
+void abandon_stderr_lock() noexcept
+{
+    __fsetlocking(stderr, FSETLOCKING_BYCALLER);
+}
+
+bool do_threads_outlive_exit() noexcept
+{
+    return true;
 }
 
 void end_process(int exit_code) noexcept

@@ -5,6 +5,7 @@
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <filesystem>
+#include <fstream>
 #include <new>
 #include <pthread.h>
 #include <stdexcept>
@@ -13,6 +14,7 @@
 #include <sys/stat.h>
 #include <sys/time.h>
 #include <sys/un.h>
+#include <threads.h>
 #include <unistd.h>
 
 namespace kr_platform_testing {
@@ -23,6 +25,18 @@ unsigned open_handle_count()
     for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd"))
         count += entry.path().empty() ? 0 : 1;
     return count;
+}
+
+std::uint64_t private_memory()
+{
+    std::ifstream status("/proc/self/status");
+    for (std::string word; status >> word;)
+        if (word == "RssAnon:") {
+            std::uint64_t kilobytes = 0;
+            status >> kilobytes;
+            return 1024 * kilobytes;
+        }
+    return 0;
 }
 
 std::string unwritable_folder()
@@ -179,6 +193,34 @@ bool has_version_reader()
 std::string system_file_version(const std::string&)
 {
     return {};
+}
+
+void run_on_runtime_thread(const std::function<void()>& function)
+{
+    const auto run = [](void* argument) -> int {
+        (*static_cast<const std::function<void()>*>(argument))();
+        return 0;
+    };
+    thrd_t thread;
+    if (thrd_create(&thread, run, const_cast<std::function<void()>*>(&function)) == thrd_success)
+        thrd_join(thread, nullptr);
+}
+
+void call_at_thread_end(void (*function)())
+{
+    static const pthread_key_t key = [] {
+        pthread_key_t made;
+        pthread_key_create(&made, [](void* value) { reinterpret_cast<void (*)()>(value)(); });
+        return made;
+    }();
+    pthread_setspecific(key, reinterpret_cast<void*>(function));
+}
+
+void block_stderr()
+{
+    int ends[2];
+    if (pipe(ends) == 0)
+        dup2(ends[1], 2);
 }
 
 } // namespace kr_platform_testing

@@ -2,7 +2,11 @@
 
 #include <KRCommon/platform/Platform.h>
 
+#include <ace/Thread.h>
+
+#include <atomic>
 #include <cerrno>
+#include <cstdint>
 #include <cstdlib>
 #include <ctime>
 #include <direct.h>
@@ -21,6 +25,28 @@ namespace {
 bool is_supported(std::int64_t seconds) noexcept
 {
     return seconds >= 0 && seconds <= last_second;
+}
+
+// A slot of the system's own. A thread_local of this tool chain would make its thread library
+// register a thread that is about to start, and register it again when it starts: the first
+// record would never be freed. Allocated by the first note and never freed.
+std::atomic<DWORD> note_slot{TLS_OUT_OF_INDEXES};
+
+DWORD make_note_slot() noexcept
+{
+    DWORD slot = note_slot;
+    if (slot != TLS_OUT_OF_INDEXES)
+        return slot;
+    const DWORD fresh = TlsAlloc();
+    if (note_slot.compare_exchange_strong(slot, fresh))
+        return fresh;
+    TlsFree(fresh);
+    return slot;
+}
+
+void call_at_thread_end(void* function)
+{
+    reinterpret_cast<void (*)()>(function)();
 }
 
 HMODULE own_module() noexcept
@@ -56,6 +82,35 @@ void keep_loaded(void (*code)()) noexcept
 unsigned thread_id() noexcept
 {
     return GetCurrentThreadId();
+}
+
+unsigned char thread_note() noexcept
+{
+    const DWORD error = GetLastError(); // the next call sets it
+    void* const note = TlsGetValue(note_slot);
+    SetLastError(error);
+    return static_cast<unsigned char>(reinterpret_cast<std::uintptr_t>(note));
+}
+
+void set_thread_note(unsigned char note) noexcept
+{
+    TlsSetValue(make_note_slot(), reinterpret_cast<void*>(static_cast<std::uintptr_t>(note)));
+}
+
+// A key of ACE's, which runs its destructors last in, first out when a thread ends.
+void at_thread_end(void (*function)() noexcept) noexcept
+{
+    static ACE_thread_key_t key;
+    static const int made = ACE_Thread::keycreate(&key, &call_at_thread_end);
+    if (made == 0)
+        ACE_Thread::setspecific(key, reinterpret_cast<void*>(function));
+}
+
+void abandon_stderr_lock() noexcept {}
+
+bool do_threads_outlive_exit() noexcept
+{
+    return false;
 }
 
 void end_process(int exit_code) noexcept

@@ -6,9 +6,12 @@
 #include <fcntl.h>
 #include <io.h>
 #include <new>
+#include <process.h>
 #include <stdexcept>
 #include <vector>
 #include <windows.h>
+
+#include <psapi.h> // needs windows.h
 
 namespace kr_platform_testing {
 
@@ -23,6 +26,13 @@ unsigned open_handle_count()
         count += GetHandleInformation(reinterpret_cast<HANDLE>(handle), &flags) != 0 ? 1 : 0;
     }
     return count;
+}
+
+std::uint64_t private_memory()
+{
+    PROCESS_MEMORY_COUNTERS counters{};
+    K32GetProcessMemoryInfo(GetCurrentProcess(), &counters, sizeof counters);
+    return counters.PagefileUsage;
 }
 
 std::string unwritable_folder()
@@ -126,6 +136,11 @@ DWORD WINAPI run_function(void* argument)
     return 0;
 }
 
+unsigned __stdcall run_runtime_function(void* argument)
+{
+    return run_function(argument);
+}
+
 } // namespace
 
 void run_on_system_thread(const std::function<void()>& function)
@@ -208,6 +223,39 @@ std::string system_file_version(const std::string& path)
            std::to_string(LOWORD(fixed->dwFileVersionMS)) + '.' +
            std::to_string(HIWORD(fixed->dwFileVersionLS)) + '.' +
            std::to_string(LOWORD(fixed->dwFileVersionLS));
+}
+
+void run_on_runtime_thread(const std::function<void()>& function)
+{
+    const auto thread = reinterpret_cast<HANDLE>(
+        _beginthreadex(nullptr, 0, &run_runtime_function,
+                       const_cast<std::function<void()>*>(&function), 0, nullptr));
+    if (thread == nullptr)
+        return;
+    WaitForSingleObject(thread, INFINITE);
+    CloseHandle(thread);
+}
+
+namespace {
+
+void WINAPI call(void* function)
+{
+    reinterpret_cast<void (*)()>(function)();
+}
+
+} // namespace
+
+void call_at_thread_end(void (*function)())
+{
+    static const DWORD slot = FlsAlloc(&call);
+    FlsSetValue(slot, reinterpret_cast<void*>(function));
+}
+
+void block_stderr()
+{
+    int ends[2];
+    if (_pipe(ends, 4096, _O_BINARY) == 0)
+        _dup2(ends[1], 2);
 }
 
 } // namespace kr_platform_testing

@@ -1,0 +1,52 @@
+#pragma once
+
+/// \file
+/// Who is inside ACE's logging. Where threads run on while the process ends, ACE destroys its log
+/// lock under them. So every line and every timer upcall passes a gate, which the process's end
+/// closes: it waits for those inside, for a limited time, and lets nobody in but its own thread.
+
+#include <KRCommon/frame/Log.h>
+
+#include <array>
+#include <atomic>
+
+namespace kr_internal {
+
+/// Threads: everything may be called from any thread at any time.
+class Log_Gate {
+public:
+    using Counter = std::atomic<int>;
+
+    /// The gate of all lines.
+    static Log_Gate& of_process() noexcept;
+
+    /// Counts the caller in; `where` is an address on its stack. Null when the gate is closed for
+    /// it. Who has entered leaves by the same counter.
+    Counter* enter(const void* where) noexcept;
+    static void leave(Counter& counter) noexcept { counter.fetch_sub(1); }
+
+    /// Closes the gate for all threads but the calling one and waits, at most so long, until
+    /// nobody is inside. False when somebody stays inside, holding the log lock maybe: then the
+    /// gate is closed for the calling thread too. The caller must not be inside.
+    bool close(int milliseconds) noexcept;
+
+    /// Whether the gate is closed for the calling thread: one load while it is open.
+    bool is_closed_for_caller() const noexcept;
+
+    /// For the child of a fork, which has the calling thread alone: nobody else is inside.
+    void forget_other_threads() noexcept;
+
+private:
+    struct alignas(64) Padded_Counter { // in a cache line of its own
+        Counter inside{0};
+    };
+
+    bool is_anybody_inside() const noexcept;
+
+    std::array<Padded_Counter, 16> counters_{}; // threads share them, so that lines of many threads
+                                                // do not meet at one
+    std::atomic<unsigned> ending_thread_{0};    // 0: open
+    std::atomic<bool> is_somebody_stuck_{false};
+};
+
+} // namespace kr_internal

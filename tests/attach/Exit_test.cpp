@@ -1,0 +1,70 @@
+// How processes end that have not closed their log, with threads that know nothing of the end.
+
+#include <KRCommon/platform/Platform.h>
+#include <tests/support/Child_Process.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace {
+
+TEST(Exit, SixteenThreadsMayLogWhileMainReturns)
+{
+    for (int i = 0; i < 10; ++i) {
+        const Temp_Folder folder;
+        const Child_Result child =
+            run_child("host", {"leave", folder.path()}, std::chrono::seconds(30));
+        EXPECT_EQ(0, child.exit_code) << child.output;
+    }
+}
+
+TEST(Exit_Slow, AHundredTimesSixteenThreadsMayLogWhileMainReturns)
+{
+    for (int i = 0; i < 100; ++i) {
+        const Temp_Folder folder;
+        const Child_Result child =
+            run_child("host", {"leave", folder.path()}, std::chrono::seconds(30));
+        ASSERT_EQ(0, child.exit_code) << child.output << "in run " << i;
+    }
+}
+
+// The log's objects are older than what is left of the process, ACE's not: its log lock is gone.
+TEST(Exit, NoThreadEntersAceOnceItsObjectsAreGone)
+{
+    if (!kr_platform::do_threads_outlive_exit())
+        GTEST_SKIP() << "the other threads have ended before objects of a DLL are destroyed";
+    const Temp_Folder folder;
+    const Child_Result child =
+        run_child("plugin_host", {program_folder() + KR_PLUGIN_NAME, "leave", folder.path()});
+    EXPECT_EQ(0, child.exit_code);
+    EXPECT_EQ("0 lines after the end\n", child.output);
+}
+
+TEST(Exit, AThreadMayHoldTheLogLockForEver)
+{
+    const Temp_Folder folder;
+    const Child_Result child =
+        run_child("host", {"stuck", folder.path(), "lock"}, std::chrono::seconds(30));
+    EXPECT_EQ(0, child.exit_code);
+    EXPECT_EQ("main returns\n", child.output);
+}
+
+class Exit_With_A_Stuck_Line : public testing::TestWithParam<const char*> {};
+
+TEST_P(Exit_With_A_Stuck_Line, EndsAfterASecond)
+{
+    if (!kr_platform::do_threads_outlive_exit())
+        GTEST_SKIP() << "the C runtime itself waits for a thread that writes to stderr at exit, "
+                        "before the library is told of anything";
+    const Temp_Folder folder;
+    const Child_Result child =
+        run_child("host", {"stuck", folder.path(), GetParam()}, std::chrono::seconds(30));
+    EXPECT_EQ(0, child.exit_code);
+    EXPECT_EQ("main returns\n", child.output);
+}
+
+INSTANTIATE_TEST_SUITE_P(Exit, Exit_With_A_Stuck_Line, testing::Values("pipe", "reactor"));
+
+} // namespace
