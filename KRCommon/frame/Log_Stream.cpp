@@ -18,8 +18,7 @@ namespace kr_internal {
 namespace {
 
 // Null until the first file is opened. Never destroyed: threads of the host may log after the
-// library's static objects are gone, and even after the library is unloaded, so the stream has
-// only the standard library's code behind it.
+// library's static objects are gone.
 std::atomic<std::ostream*> log_stream{nullptr};
 
 // What a thread's note says.

@@ -51,8 +51,9 @@ private:
 void open_log_file(ACE_Log_Msg& log, const std::string& path);
 
 /// Gives the log stream to a thread that has no stream of its own, once in the thread's life:
-/// a thread whose stream somebody took away later stays without. Does nothing before the first
-/// open_log_file(). `log` is the calling thread's; no lock is needed.
+/// a thread whose stream somebody took away later stays without. While a thread ends, ACE may make
+/// it new log objects: each gets the stream if the thread had it last. Does nothing before the
+/// first open_log_file(). `log` is the calling thread's; no lock is needed.
 void join_log_stream(ACE_Log_Msg& log) noexcept;
 
 /// The log settings that new threads inherit: ACE's record, which never holds a share in a

@@ -182,21 +182,22 @@ private:
 
 int leave_a_stuck_thread(const std::string& folder, const std::string& where)
 {
-    auto* const reactor = new ACE_Reactor; // outlives the process's objects, as its thread does
-    auto* const stuck = new Stuck(where != "lock");
+    // They outlive the process's objects, as their thread does.
+    static ACE_Reactor* const reactor = new ACE_Reactor;
+    static Stuck* const stuck = new Stuck(where != "lock");
     open_log(folder, reactor);
     if (where != "lock") {
         kr_platform_testing::block_stderr();
         ACE_Log_Msg::instance()->set_flags(ACE_Log_Msg::STDERR);
     }
     if (where == "reactor")
-        std::thread([=] {
+        std::thread([] {
             reactor->owner(ACE_Thread::self());
             reactor->schedule_timer(stuck, nullptr, ACE_Time_Value(0, 1000));
             reactor->run_reactor_event_loop();
         }).detach();
     else
-        std::thread([=] { stuck->handle_timeout(ACE_Time_Value(), nullptr); }).detach();
+        std::thread([] { stuck->handle_timeout(ACE_Time_Value(), nullptr); }).detach();
     stuck->wait_until_stuck();
     std::puts("main returns");
     return 0;
