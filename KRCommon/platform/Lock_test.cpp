@@ -112,8 +112,8 @@ TEST_F(PlatformSeat, IsFreeAfterItsThreadHasEnded)
 
 TEST_F(PlatformSeat, IsFreeAfterItsThreadWasKilled)
 {
-    if (is_under_thread_sanitizer)
-        GTEST_SKIP() << "ThreadSanitizer waits for ever for a thread that ends unseen";
+    if (!may_kill_threads)
+        GTEST_SKIP() << "the sanitizer stumbles over a thread that ends unseen";
     std::promise<void> has_taken;
     kr_platform_testing::Mortal_Thread thread([&] {
         EXPECT_TRUE(seat_->take());

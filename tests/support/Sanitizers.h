@@ -7,3 +7,10 @@ constexpr bool is_under_thread_sanitizer = true;
 #else
 constexpr bool is_under_thread_sanitizer = false;
 #endif
+
+/// False under the sanitizers that keep books on threads and stumble over one that ends unseen.
+#if defined(__SANITIZE_ADDRESS__)
+constexpr bool may_kill_threads = false;
+#else
+constexpr bool may_kill_threads = !is_under_thread_sanitizer;
+#endif
