@@ -206,27 +206,27 @@ using Ctype = std::ctype<char>;
 class Own_Ctype final : public Ctype {
 public:
     explicit Own_Ctype(const std::locale& locale)
-        : Ctype(std::use_facet<Ctype>(locale).table(), false, never_deleted), locale_(locale)
+        : Ctype(std::use_facet<Ctype>(locale).table(), false, never_deleted), locale_(locale),
+          shared_(std::use_facet<Ctype>(locale))
     {
     }
 
 private:
     static constexpr std::size_t never_deleted = 1;
 
-    char do_toupper(char character) const override { return shared().toupper(character); }
-    char do_tolower(char character) const override { return shared().tolower(character); }
+    char do_toupper(char character) const override { return shared_.toupper(character); }
+    char do_tolower(char character) const override { return shared_.tolower(character); }
     const char* do_toupper(char* begin, const char* end) const override
     {
-        return shared().toupper(begin, end);
+        return shared_.toupper(begin, end);
     }
     const char* do_tolower(char* begin, const char* end) const override
     {
-        return shared().tolower(begin, end);
+        return shared_.tolower(begin, end);
     }
 
-    const Ctype& shared() const { return std::use_facet<Ctype>(locale_); }
-
-    const std::locale locale_;
+    const std::locale locale_; // keeps the facet
+    const Ctype& shared_;
 };
 
 bool matches_expression(const std::string& list, std::string_view text,

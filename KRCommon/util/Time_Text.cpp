@@ -279,8 +279,10 @@ Reading read_any_shape(const std::string& text) noexcept
 
 Reading read_time(const std::string& text) noexcept
 {
-    Reading reading;
-    return read_full_shape(text, reading) ? reading : read_any_shape(text);
+    Reading reading; // returned in place: a copy would have to wait for the single fields
+    if (!read_full_shape(text, reading))
+        reading = read_any_shape(text);
+    return reading;
 }
 
 ACE_Date_Time date_time_of(const Reading& reading)
@@ -305,22 +307,30 @@ ACE_Date_Time kr_to_ace_date_time(const ACE_Time_Value& value)
 
 namespace {
 
-// As days_to_month(), for any year.
-std::int64_t days_to_any_month(std::int64_t year, int month) noexcept
+// Days from 1970-01-01 to the first day of a month of any number. Cold, since its 64-bit divisions
+// cost as much as all the rest.
+[[gnu::cold, gnu::noinline]] std::int64_t days_to_far_month(std::int64_t year,
+                                                            std::int64_t month) noexcept
 {
-    const bool is_usual = year >= -last_year && year <= last_year;
-    const std::int64_t eras = is_usual ? 0 : floor_divide(year, years_per_era);
-    const int usual_year = static_cast<int>(year - eras * years_per_era);
-    return eras * days_per_era + days_to_month(usual_year, month);
+    const std::int64_t years = floor_divide(month - 1, 12);
+    const std::int64_t eras = floor_divide(year + years, years_per_era);
+    const int year_of_era = static_cast<int>(year + years - eras * years_per_era);
+    return eras * days_per_era + days_to_month(year_of_era, static_cast<int>(month - years * 12));
+}
+
+std::int64_t days_to_any_month(int year, int month) noexcept
+{
+    const auto is_near = [](int number) { return number >= -last_year && number <= last_year; };
+    if (!is_near(year) || !is_near(month))
+        return days_to_far_month(year, month);
+    const auto years = static_cast<int>(floor_divide(month - 1, 12));
+    return days_to_month(year + years, month - years * 12);
 }
 
 // Fields outside their ranges are carried; 64 bits hold every sum of 32-bit ones.
 std::int64_t seconds_of(const Calendar_Time& time) noexcept
 {
-    const std::int64_t months = std::int64_t{time.month} - 1;
-    const std::int64_t years = floor_divide(months, 12);
-    const int month = static_cast<int>(months - years * 12) + 1;
-    const std::int64_t days = days_to_any_month(time.year + years, month) + time.day - 1;
+    const std::int64_t days = days_to_any_month(time.year, time.month) + time.day - 1;
     const std::int64_t seconds =
         days * seconds_per_day + time.hour * 3'600LL + time.minute * 60LL + time.second;
     return seconds >= 0 && seconds <= kr_platform::last_second ? seconds : -1;
