@@ -24,6 +24,7 @@
 #include <regex>
 #include <string>
 #include <thread>
+#include <type_traits>
 #include <vector>
 
 using Process_Mutex_Ex = KR_Mutex_Ex<ACE_Process_Mutex>;
@@ -639,5 +640,11 @@ TEST_F(Mutex, AReportTellsTheFirstLocksTimeToTheMicrosecond)
         capture_.lines()[0].text,
         testing::HasSubstr(" first on " + kr_platform::local_clock_text(first.sec()) + fraction));
 }
+
+// A copy would release once more.
+static_assert(!std::is_copy_constructible_v<KR_Mutex_Guard>);
+static_assert(!std::is_copy_assignable_v<KR_Mutex_Guard>);
+static_assert(!std::is_copy_constructible_v<Process_Mutex_Ex>);
+static_assert(!std::is_copy_assignable_v<Process_Mutex_Ex>);
 
 } // namespace

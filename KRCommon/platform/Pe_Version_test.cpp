@@ -479,4 +479,25 @@ TEST(PeVersion, TakesTheHighestBitOfALinkForAMarkAndNotForAPlace)
     EXPECT_FALSE(is_read(with(file, x64::language_link, language | 0x8000'0000)));
 }
 
+TEST(PeVersion, OneReadThatFailsMakesNoOtherVersion)
+{
+    const Bytes file = sample("x64_6.3.2.15");
+    int reads = 0;
+    const auto version_without_read = [&](int failing) {
+        reads = 0;
+        return pe_file_version([&](std::uint64_t offset, unsigned char* out, std::size_t count) {
+            if (reads++ == failing || offset + count > file.size())
+                return false;
+            std::memcpy(out, file.data() + offset, count);
+            return true;
+        });
+    };
+    constexpr File_Version version{6, 3, 2, 15};
+    EXPECT_EQ(version, version_without_read(-1));
+    const int all = reads;
+    for (int failing = 0; failing < all; ++failing)
+        EXPECT_EQ(version, version_without_read(failing).value_or(version)) << failing;
+    EXPECT_FALSE(version_without_read(all - 1).has_value());
+}
+
 } // namespace

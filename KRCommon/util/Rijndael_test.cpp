@@ -5,11 +5,16 @@
 #include <array>
 #include <cstdio>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 namespace {
 
 using kr_internal::CRijndael;
+
+// A copy would hold the keys once more.
+static_assert(!std::is_copy_constructible_v<CRijndael>);
+static_assert(!std::is_copy_assignable_v<CRijndael>);
 
 using Bytes = std::vector<unsigned char>;
 
