@@ -102,6 +102,9 @@ void KR_LOG_MANAGER::copy_settings(const KR_LOG_MANAGER& other)
 
 void KR_LOG_MANAGER::open(ACE_Reactor* reactor, const char* directory, const char* prefix)
 {
+    // Threads may log after an unloading, through code of this library. Before the log lock is taken,
+    // since the loader's lock comes first.
+    kr_platform::keep_loaded(reinterpret_cast<void (*)()>(&KR_LOG_MANAGER::instance));
     Timer previous;
     unsigned opening = 0;
     try {
