@@ -17,8 +17,8 @@
 /// opened or deleted is passed over, and logging goes on as well as it can.
 ///
 /// Files: no child process inherits the log file, and it never takes one of the descriptors 0 to 2,
-/// closed though they may be. Several processes may have one directory and prefix: lines are whole,
-/// on Windows up to 1,000 characters, and none is lost. Each process rotates by itself.
+/// closed though they may be. Several processes may have one directory and prefix: lines stay whole and
+/// none is lost. Each process rotates by itself.
 ///
 /// Forks (Linux): a child goes on with the same file, and its first thread with its settings. It has no
 /// timer: open() again, with a reactor and better a prefix of its own, starts one. A process forks

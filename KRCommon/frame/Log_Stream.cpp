@@ -18,7 +18,8 @@ namespace kr_internal {
 namespace {
 
 // Null until the first file is opened. Never destroyed: threads of the host may log after the
-// library's static objects are gone.
+// library's static objects are gone, so the stream is there for good, and open() keeps the code
+// behind it loaded.
 std::atomic<std::ostream*> log_stream{nullptr};
 
 // What a thread's note says.
@@ -57,7 +58,7 @@ void give_stream(ACE_Log_Msg& log, std::ostream* stream) noexcept
 
 void open_log_file(ACE_Log_Msg& log, const std::string& path)
 {
-    auto file = std::make_unique<std::filebuf>();
+    std::unique_ptr<std::filebuf> file = kr_platform::make_shared_buffer();
     const bool is_open =
         kr_platform::open_for_writing(*file, path, kr_platform::Write_Mode::append);
     std::ostream* stream = log_stream;

@@ -6,6 +6,7 @@
 /// the log.
 
 #include <fstream>
+#include <memory>
 #include <string>
 
 namespace kr_platform {
@@ -20,11 +21,12 @@ enum class Write_Mode {
 /// then `file` is as it was. The position in a file that is appended to is its size from the
 /// beginning.
 ///
-/// Others may read and write the file meanwhile; on Windows nobody can delete it. What is flushed at
-/// once is written at once, so that lines of several processes stay whole; on Windows up to 1,000
-/// characters.
-///
-/// Nothing of this code stays behind `file`, which may be used when the library is gone.
+/// Others may read and write the file meanwhile; on Windows nobody can delete it.
 bool open_for_writing(std::filebuf& file, const std::string& path, Write_Mode mode);
+
+/// A buffer, still closed, for a file that several processes append to: a text that is flushed at
+/// once stays whole, and none is lost. It throws as `new` does. Windows: code of this library stands
+/// behind it, which must stay loaded.
+std::unique_ptr<std::filebuf> make_shared_buffer();
 
 } // namespace kr_platform
