@@ -28,7 +28,7 @@ public:
 
     std::int64_t steady_milliseconds() override { return 0; }
     std::int64_t wall_microseconds() override { return 0; }
-    int acquire_for(kr_internal::Process_Lock&, std::int64_t) override
+    int acquire_for(kr_internal::Process_Lock&, std::int64_t, std::int64_t) override
     {
         errno = error_;
         return -1;

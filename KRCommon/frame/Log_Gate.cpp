@@ -45,6 +45,9 @@ bool Log_Gate::close(int milliseconds) noexcept
 {
     ending_thread_ = kr_platform::thread_id();
     const std::int64_t deadline = kr_platform::steady_milliseconds() + milliseconds;
+    // Who has just found the gate open and only asks for the mask is not counted, and long gone
+    // after this.
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
     while (is_anybody_inside()) {
         if (kr_platform::steady_milliseconds() >= deadline) {
             is_somebody_stuck_ = true;

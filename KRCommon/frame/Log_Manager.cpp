@@ -123,9 +123,10 @@ KR_LOG_MANAGER& KR_LOG_MANAGER::operator=(const KR_LOG_MANAGER& other)
     return *this;
 }
 
+// Without the log lock: it may be somebody's for ever.
 KR_LOG_MANAGER::~KR_LOG_MANAGER()
 {
-    close();
+    cancel(take_timer());
 }
 
 void KR_LOG_MANAGER::copy_settings(const KR_LOG_MANAGER& other)
@@ -166,7 +167,17 @@ void KR_LOG_MANAGER::open(ACE_Reactor* reactor, const char* directory, const cha
 
 void KR_LOG_MANAGER::close()
 {
-    cancel(take_timer());
+    const kr_internal::Log_Passage passage;
+    if (!passage) {
+        cancel(take_timer());
+        return;
+    }
+    Timer timer;
+    {
+        const Log_Lock lock;
+        timer = take_timer();
+    }
+    cancel(timer);
 }
 
 // The log lock is held.

@@ -4,6 +4,7 @@
 #include <KRCommon/platform/Lock_testing.h>
 #include <KRCommon/platform/Platform.h>
 #include <KRCommon/platform/Platform_testing.h>
+#include <KRCommon/platform/Process_testing.h>
 #include <tests/support/Sanitizers.h>
 
 #include <gmock/gmock.h>

@@ -5,6 +5,7 @@
 #include <KRCommon/platform/Lock_testing.h>
 #include <KRCommon/platform/Platform.h>
 #include <KRCommon/platform/Platform_testing.h>
+#include <KRCommon/platform/Process_testing.h>
 #include <tests/support/Log_Capture.h>
 #include <tests/support/Log_Text_Matching.h>
 

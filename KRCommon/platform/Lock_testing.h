@@ -1,7 +1,7 @@
 #pragma once
 
 /// \file
-/// Ends of threads and copies of processes, for the tests of locks. Not part of the library.
+/// Ends of threads, for the tests of locks. Not part of the library.
 
 #include <functional>
 #include <memory>
@@ -26,12 +26,5 @@ private:
     const std::function<void()> function_;
     std::unique_ptr<System> system_;
 };
-
-/// True where a process can fork.
-bool can_fork();
-
-/// Forks, runs the function in the child, which ends with what it returns as its exit code, and
-/// gives this code; -1 when the child does not end within a minute.
-int run_in_fork(const std::function<int()>& function);
 
 } // namespace kr_platform_testing

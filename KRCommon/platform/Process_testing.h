@@ -41,4 +41,11 @@ std::int64_t fork_process(const std::function<int()>& child);
 /// The exit code of a forked child, or -1: it had to be killed when the time was over.
 int wait_for_process(std::int64_t process, int milliseconds);
 
+/// Forks, runs the function in the child, which ends with what it returns as its exit code, and
+/// gives this code; -1 when the child does not end within a minute.
+inline int run_in_fork(const std::function<int()>& function)
+{
+    return wait_for_process(fork_process(function), 60'000);
+}
+
 } // namespace kr_platform_testing

@@ -3,7 +3,6 @@
 #include <csignal>
 #include <pthread.h>
 #include <sys/syscall.h>
-#include <sys/wait.h>
 #include <unistd.h>
 #include <utility>
 
@@ -44,23 +43,6 @@ void Mortal_Thread::join()
 {
     pthread_join(system_->thread, nullptr);
     system_ = nullptr;
-}
-
-bool can_fork()
-{
-    return true;
-}
-
-int run_in_fork(const std::function<int()>& function)
-{
-    const pid_t child = fork();
-    if (child == 0) {
-        alarm(60);
-        _exit(function());
-    }
-    int status = 0;
-    waitpid(child, &status, 0);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
 } // namespace kr_platform_testing

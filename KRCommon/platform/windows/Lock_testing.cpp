@@ -41,14 +41,4 @@ void Mortal_Thread::join()
     system_ = nullptr;
 }
 
-bool can_fork()
-{
-    return false;
-}
-
-int run_in_fork(const std::function<int()>&)
-{
-    return -1;
-}
-
 } // namespace kr_platform_testing
