@@ -1,5 +1,7 @@
 #include <KRCommon/frame/Log_Fork.h>
 
+#include <KRCommon/frame/Log.h>
+
 #include <ace/Base_Thread_Adapter.h>
 #include <ace/Log_Msg.h>
 #include <ace/OS_Log_Msg_Attributes.h>
@@ -36,10 +38,15 @@ private:
     u_long mask_;
 };
 
-// A thread whose log ACE cannot make for lack of memory forks without the lock.
+thread_local bool holds_log = false;
+
+// A thread whose log ACE cannot make for lack of memory forks without the lock, and so does one that
+// forks while the process ends.
 void hold_log() noexcept
 {
-    if (ACE_Log_Msg* const log = ACE_Log_Msg::instance()) {
+    ACE_Log_Msg* const log = is_log_closed() ? nullptr : ACE_Log_Msg::instance();
+    holds_log = log != nullptr;
+    if (holds_log) {
         log->acquire();
         backend = ACE_Log_Msg::msg_backend();
     }
@@ -49,15 +56,16 @@ void hold_log() noexcept
 void release_log() noexcept
 {
     inner.in_parent();
-    if (ACE_Log_Msg* const log = ACE_Log_Msg::instance())
-        log->release();
+    if (holds_log)
+        ACE_Log_Msg::instance()->release();
 }
 
 // The lock belongs to the thread that took it, by a number which that thread does not have any more:
 // nobody can release it here. ACE throws it away when its log is closed, and makes another.
 void renew_log() noexcept
 {
-    if (ACE_Log_Msg* const log = ACE_Log_Msg::instance()) {
+    if (holds_log) {
+        ACE_Log_Msg* const log = ACE_Log_Msg::instance();
         Thread_Settings settings(*log);
         log->release(); // in vain, but tools that watch locks want to see it
         ACE_Base_Thread_Adapter::close_log_msg();
