@@ -879,7 +879,7 @@ TEST(ConfigurationReader, ABadColorOnLine7IsReportedAsSuch)
 
 // Hostile input.
 
-// The document in a heap block of exactly its size, so that a byte read behind it is found.
+// The document in a heap block of exactly its size, so that a read past it is found.
 std::string verdict_of_exact_copy(std::string_view document)
 {
     const std::unique_ptr<char[]> copy(new char[document.size() + 1]);

@@ -20,7 +20,7 @@
 /// system's error number, and ends the operation. Nothing is thrown but std::bad_alloc, also where a
 /// text would be longer than any can be.
 ///
-/// Each line is logged as from "Event_Log.cpp", behind the stamp and the thread.
+/// Each line is logged as from "Event_Log.cpp", after the stamp and the thread.
 /// Quirk: those of createRegistry() and registerToEventLog() name the constructor.
 ///
 /// Threads: createRegistry(), write() and the destructor take turns on one recursive mutex, for the
@@ -137,7 +137,7 @@ public:
     ///     <name> = <value>
     ///     ...
     ///
-    /// where the first line has a line feed behind it even when no parameter follows, and each
+    /// where the first line has a line feed after it even when no parameter follows, and each
     /// parameter's line ends in one.
     ///
     /// code     15: the message alone, without line feed and parameters. 14, 24, 35, 36, 38, 39:

@@ -37,7 +37,7 @@ public:
     Fake_System(const Fake_System&) = delete;
     Fake_System& operator=(const Fake_System&) = delete;
 
-    // The call that begins with this text fails, from the one behind the first `good` on.
+    // The call that begins with this text fails, from the one after the first `good` on.
     void fail(const std::string& call, int error, int good = 0)
     {
         failing_ = call;
@@ -135,7 +135,7 @@ private:
     std::atomic<int> most_at_once_{0};
 };
 
-// The lines behind stamp and thread, each checked for what it must hold beside its text.
+// The lines after stamp and thread, each checked for what it must hold beside its text.
 Texts lines_of(const Log_Capture& capture)
 {
     Texts texts;

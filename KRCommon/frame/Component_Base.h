@@ -46,7 +46,7 @@
 /// | running  | component_stop  | not 0            | that value | -1, failed to stop     |
 /// | stopped  | component_stop  | (not called)     | stopped    | -1, cannot stop        |
 ///
-/// Each call logs one line, as from "Component_Base.cpp", behind the stamp and the thread:
+/// Each call logs one line, as from "Component_Base.cpp", after the stamp and the thread:
 ///
 /// | line | priority | text                                                      |
 /// |------|----------|-----------------------------------------------------------|

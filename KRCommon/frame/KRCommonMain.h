@@ -23,7 +23,7 @@ public:
     static void attach_thread() noexcept;
 
     /// KRCommon.xml in the folder of a module: everything before the last separator of its path, or
-    /// the whole text where there is none, and the file's name behind a separator.
+    /// the whole text where there is none, and the file's name after a separator.
     static std::string configuration_path(const std::string& module_path);
 
     /// Reads the file into the classifier, whose presets are replaced, and tells whether. When the file cannot be read

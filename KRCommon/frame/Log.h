@@ -56,7 +56,7 @@ struct KR_Log_Site {
 
 namespace kr_internal {
 
-/// The part of a path behind the last '/' or '\'.
+/// The part of a path after the last '/' or '\'.
 constexpr const char* bare_file_name(const char* path) noexcept
 {
     const char* name = path;

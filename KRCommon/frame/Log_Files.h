@@ -27,7 +27,7 @@ std::string log_file_right(std::uint32_t part);
 /// The highest part number among the directory's entries of one day, 0 when there is none.
 ///
 /// left  the day's log_file_left(). An entry counts when "<directory><separator><entry>" contains
-///       it and "_part_"; its number are the digits behind the first "_part_" (with blanks and a
+///       it and "_part_"; its number are the digits after the first "_part_" (with blanks and a
 ///       sign before them, as atol reads; at most 2,147,483,647).
 /// Quirk: a "_part_" in directory or prefix is the first one, so the number is read there, 0 as
 /// a rule.

@@ -24,7 +24,7 @@
 /// timeStamp is the time of the report in milliseconds since 1970-01-01 UTC, averageMs a float of
 /// up to six digits ("2", "3.33333", "1.43166e+09"), with a point whatever the locale. Lines end in
 /// a line feed, on Windows in carriage return and line feed.
-/// Quirk: tags stand as they are, without quotes. A reader finds the five numbers behind the row's
+/// Quirk: tags stand as they are, without quotes. A reader finds the five numbers after the row's
 /// last five commas; a line feed in a tag breaks the row.
 ///
 /// Threads: AddSample(), ReportStat() and Reset() may be called from any thread at any time. They
@@ -70,7 +70,7 @@ public:
     /// Reports when the interval since the last report is over, else does nothing. The first call
     /// only begins the interval; with an interval of 0 it reports as well.
     ///
-    /// A report is logged at LM_INFO, behind stamp and thread, the tags in ascending order of their
+    /// A report is logged at LM_INFO, after stamp and thread, the tags in ascending order of their
     /// bytes:
     ///
     ///     ... INF ProfileHelper Report for last 60 seconds:

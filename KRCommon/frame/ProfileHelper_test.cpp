@@ -75,7 +75,7 @@ protected:
         return folder_.path(name + "_1394020800000.csv");
     }
 
-    // The CSV file behind its header line.
+    // The CSV file after its header line.
     std::string rows() const
     {
         const std::string text = read_text(csv_path());

@@ -257,7 +257,7 @@ std::uint32_t class_bytes(const KR_ObjectBase::Instance& instance)
     return static_cast<std::uint32_t>(_mm_cvtsi128_si32(_mm_packus_epi16(words, words)));
 }
 
-// The reserved bytes behind the flag and the colour count are the zeros of the same store.
+// The reserved bytes after the flag and the colour count are the zeros of the same store.
 void put_instance(unsigned char* bytes, const KR_ObjectBase::Instance& instance)
 {
     using namespace entry;

@@ -118,7 +118,7 @@ public:
     /// auxiliary data and the data themselves. Reserved bytes are zero, so that equal objects give
     /// equal bytes. Pending instances are not written.
     ///
-    /// buffer   at least serialize_size(limit) bytes, 4 more for a limit below 4; nothing behind
+    /// buffer   at least serialize_size(limit) bytes, 4 more for a limit below 4; nothing past
     ///          the bytes written is touched. The record is to stay below 4 GiB.
     /// limit    budget of the instance list alone, counted from its first byte; see
     ///          serialize_instances()
@@ -133,9 +133,9 @@ public:
     /// colour.
     ///
     /// buffer   at least serialize_instances_size(limit) bytes, and never less than 4
-    /// limit    byte budget. The first instance that does not fit whole is dropped with all behind
+    /// limit    byte budget. The first instance that does not fit whole is dropped with all after
     ///          it: not an error, but one "*ERR" line names the object and the instance
-    /// returns  bytes written; nothing behind them is touched
+    /// returns  bytes written; nothing after them is touched
     ///
     /// Floats become bytes by truncation toward zero and keep their low 8 bits: an area of 37.9 is
     /// written as 37. What no 32-bit integer can hold, a NaN too, is written as 0.
@@ -150,7 +150,7 @@ public:
     /// auxiliary data leaves the object's block as it is.
     ///
     /// A record that is cut short is read as far as whole parts go: without a whole fixed block
-    /// nothing is taken over; neither is a part of an instance with all behind it, nor a part of
+    /// nothing is taken over; neither is a part of an instance with all after it, nor a part of
     /// the auxiliary data.
     /// Quirk: a list that counts more instances than it holds goes on into the auxiliary data,
     /// where these are long enough for an instance.

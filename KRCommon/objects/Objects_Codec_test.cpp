@@ -32,7 +32,7 @@ unsigned length_of(const Bytes& bytes)
     return static_cast<unsigned>(bytes.size());
 }
 
-// The object's list; behind the bytes written nothing may change.
+// The object's list; after the bytes written nothing may change.
 Bytes list_of(const KR_ObjectBase& object, unsigned limit = ample)
 {
     Bytes bytes(object.serialize_instances_size(std::max(limit, 4U)) + 20, 0xEE);
@@ -521,7 +521,7 @@ TEST(KrObjectCodec, ListThatFitsExactlyIsNotTrimmed)
 struct Expected_List {
     unsigned size = 4;
     unsigned count = 0;
-    std::string line; // behind the stamp and the thread; empty when nothing is trimmed
+    std::string line; // after the stamp and the thread; empty when nothing is trimmed
 };
 
 std::string overrun_line(const KR_ObjectBase& object, const char* part, unsigned part_size,
@@ -1164,7 +1164,7 @@ TEST(KrObjectCodecDeathTest, ListWithoutInstancesIsAFailedAssertion)
     KR_ObjectBase object;
     EXPECT_EXIT(KR_ObjectBase::deserialize_instances(list.data(), 4, &object),
                 testing::ExitedWithCode(1), FullyMatches(assertion_line));
-    list.resize(100); // with bytes behind the count
+    list.resize(100); // with bytes after the count
     EXPECT_EXIT(KR_ObjectBase::deserialize_instances(list.data(), 100, &object),
                 testing::ExitedWithCode(1), FullyMatches(assertion_line));
 }

@@ -1,6 +1,6 @@
 // What the record of an object costs to write, read and query, beside two peers and beside what
 // the memory allows, in the same run. The column CPU is one record, another one each time; the
-// number behind the name is its instances, with 3 colours each and 200 bytes of auxiliary data.
+// number after the name is its instances, with 3 colours each and 200 bytes of auxiliary data.
 //
 //   Memcpy                   limit of both ways: the finished bytes copied
 //   Encode                   serialize() into a buffer of the right size

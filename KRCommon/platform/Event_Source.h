@@ -46,7 +46,7 @@ public:
                                          std::uint32_t value) = 0;
 
     /// Writes a REG_SZ. The length that the system is told is the text's without its terminating
-    /// zero; Windows itself stores the zero that it finds behind the text.
+    /// zero; Windows itself stores the zero that it finds after the text.
     [[nodiscard]] virtual bool set_text(Registry_Key* key, const char* name,
                                         const std::string& text) = 0;
 

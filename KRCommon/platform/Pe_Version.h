@@ -14,7 +14,7 @@
 namespace kr_platform {
 
 /// Copies `count` bytes, at most 64, from `offset` on. False when the file does not have them all
-/// or cannot be read; the offset may lie far behind the end (up to 2^33).
+/// or cannot be read; the offset may lie far past the end (up to 2^33).
 using Read_At = std::function<bool(std::uint64_t offset, unsigned char* out, std::size_t count)>;
 
 /// The file version in the first language of the version resource 1, or of the first one where none

@@ -102,7 +102,7 @@ constexpr std::array<Place, 4> places = make_places();
 }
 
 // Decodes whole groups up to the first with a character outside the alphabet and returns how many
-// characters they have. Writes three bytes for each group and nothing behind them.
+// characters they have. Writes three bytes for each group and nothing after them.
 std::size_t decode_groups(const unsigned char* text, std::size_t length, unsigned char* out)
 {
     std::size_t done = 0;
@@ -139,7 +139,7 @@ const Loops& loops()
     return portable_loops;
 }
 
-// The one or two bytes behind the last whole group.
+// The one or two bytes after the last whole group.
 void encode_rest(const unsigned char* data, std::size_t length, char* out)
 {
     const unsigned second = length > 1 ? data[1] : 0U;
@@ -308,7 +308,7 @@ std::size_t decode_group(std::string_view text, std::size_t at, unsigned char* o
     return count;
 }
 
-// Never writes behind the bytes that it counts.
+// Never writes past the bytes that it counts.
 std::size_t decode_text(std::string_view text, unsigned char* out)
 {
     const auto* const characters = reinterpret_cast<const unsigned char*>(text.data());

@@ -66,7 +66,7 @@ public:
     /// Replaces out by the bytes of the text. text and out may be the same object.
     static void decode(const std::string& text, std::string& out);
 
-    /// Writes the bytes of the text at out[0], out[1], ... and nothing behind them; no terminator.
+    /// Writes the bytes of the text at out[0], out[1], ... and nothing after them; no terminator.
     ///
     /// out     Null: the bytes are counted only. Otherwise it must have room for all of them,
     ///         which is not checked. (text.size() + 3) / 4 * 3 bytes are enough for any text,

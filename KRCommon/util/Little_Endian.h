@@ -84,7 +84,7 @@ inline void put_i64(unsigned char* bytes, std::size_t offset, std::int64_t numbe
     put_number(bytes, offset, number);
 }
 
-/// The numbers of an array, one behind the other.
+/// The numbers of an array, one after the other.
 template <std::size_t count>
 void put_floats(unsigned char* bytes, std::size_t offset, const float (&numbers)[count]) noexcept
 {
@@ -131,7 +131,7 @@ inline void put_zeros(unsigned char* bytes, const Field& field) noexcept
     return get_number<float>(bytes, offset);
 }
 
-/// Fills the array with numbers that stand one behind the other.
+/// Fills the array with numbers that stand one after the other.
 template <std::size_t count>
 void get_floats(const unsigned char* bytes, std::size_t offset, float (&numbers)[count]) noexcept
 {

@@ -30,7 +30,7 @@ constexpr unsigned char lower_half[secret_size] = {
     0xC3, 0x7F, 0x82, 0x59, 0xDB, 0x60, 0x74, 0x45, 0xCC, 0xFE, 0xDD, 0x06, 0xFE, 0xC8, 0x90, 0x92,
     0x74, 0xE5, 0xF8, 0x3C, 0xD9, 0x41, 0x22, 0x8C, 0xEA, 0xD8, 0xC0, 0xC2, 0x36, 0x31, 0xB2, 0xD7};
 
-// The key and the initial chain behind it, for as long as they are needed.
+// The key and the initial chain after it, for as long as they are needed.
 class Secret {
 public:
     Secret() noexcept
@@ -71,7 +71,7 @@ struct Block {
     unsigned char bytes[block_size] = {};
 };
 
-// Characters at even places, zeros at odd ones and behind the last.
+// Characters at even places, zeros at odd ones and after the last.
 void fill_block(Block& block, const char* characters, std::size_t count)
 {
     for (std::size_t i = 0; i < block_characters; ++i) {
@@ -118,7 +118,7 @@ unsigned char read_pair(const char* pair)
     return static_cast<unsigned char>(low == no_digit ? high : high * 16 + low);
 }
 
-// Zeros behind the last byte.
+// Zeros after the last byte.
 void read_digits(Block& block, const char* hex, std::size_t bytes)
 {
     for (std::size_t i = 0; i < block_size; ++i)

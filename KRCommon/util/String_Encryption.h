@@ -30,7 +30,7 @@
 /// a multiple of 32; the empty text for the empty text.
 ///
 /// plain  bytes; each is encrypted as a unit of 16 bits, its low byte first and its high byte 0,
-///        with zeros behind the last unit up to the end of its block of eight
+///        with zeros after the last unit up to the end of its block of eight
 KRCOMMON_EXPORT std::string encrypt_string(const std::string& plain);
 
 /// Returns the plain text: the characters up to the first that is not allowed (see above), a zero

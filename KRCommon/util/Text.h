@@ -40,7 +40,7 @@ KRCOMMON_EXPORT void to_lower(std::string& text) noexcept;
 /// Whether text begins with one of the pieces of list.
 ///
 /// separator  a regular expression (ECMAScript, the global locale's): the pieces are what stands
-///            between its matches. What stands behind the last match is a piece unless it is empty.
+///            between its matches. What stands after the last match is a piece unless it is empty.
 /// returns    true at the first piece that fits. Quirk: an empty piece (two separators in a row, or
 ///            one at the start) fits every text. An empty list has no pieces: false.
 /// throws     std::regex_error when separator is no regular expression. That is the one exception

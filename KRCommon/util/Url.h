@@ -21,12 +21,12 @@
 ///
 /// protocol  all before the first "://"
 /// host      up to the first ":" of the authority, which goes up to the first "/" or to the end
-/// port      the number behind that ":", else 0. Read as atoi reads: white space and a sign may
+/// port      the number after that ":", else 0. Read as atoi reads: white space and a sign may
 ///           stand before it, what follows its digits is ignored, no digits are 0; a number beyond
 ///           the range of int becomes the nearest in it. It is not checked to be a port's number,
 ///           and no protocol's usual port is filled in.
 /// path      without the "/" before it, up to the first "?"
-/// query     all behind that "?"
+/// query     all after that "?"
 /// returns   false when there is no "://": the texts are empty then and port is 0. Everything else
 ///           is a URL, and what it lacks is empty. Throws nothing but std::bad_alloc.
 ///

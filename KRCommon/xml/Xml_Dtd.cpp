@@ -180,7 +180,7 @@ bool Xml_Dtd::read_mixed_content()
     return true;
 }
 
-// A choice or a sequence, behind its '('.
+// A choice or a sequence, after its '('.
 bool Xml_Dtd::read_group(std::size_t depth)
 {
     if (depth > xml_limits::depth)

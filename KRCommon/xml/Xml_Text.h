@@ -34,7 +34,7 @@ struct Xml_Text {
 
     /// The document without its byte order mark, up to the first byte that cannot be used: valid
     /// UTF-8, and only characters that XML 1.0 allows. After a fault in the declaration nothing
-    /// behind the fault has been checked.
+    /// after the fault has been checked.
     std::string_view characters;
 
     /// What it means that `characters` ends: unexpected_end is the document's own end,

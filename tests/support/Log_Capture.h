@@ -46,7 +46,7 @@ public:
 
     const std::vector<Line>& lines() const { return lines_; }
 
-    /// A line's text behind the time stamp, which is "hh:mm:ss.uuuuuu".
+    /// A line's text after the time stamp, which is "hh:mm:ss.uuuuuu".
     std::string unstamped(std::size_t index) const { return lines_.at(index).text.substr(15); }
 
 private:

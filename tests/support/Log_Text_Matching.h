@@ -15,7 +15,7 @@ MATCHER_P(FullyMatches, pattern, "")
     return std::regex_match(std::string(arg), std::regex(std::string(pattern)));
 }
 
-/// " T0042" of the calling thread, as a line has it behind its stamp.
+/// " T0042" of the calling thread, as a line has it after its stamp.
 inline std::string thread_mark()
 {
     char text[16];

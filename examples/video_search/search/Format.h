@@ -12,7 +12,7 @@
 
 namespace video_search {
 
-/// With so many digits behind the point: decimal(2.5, 2) is "2.50". What is not finite gives "-".
+/// With so many digits after the point: decimal(2.5, 2) is "2.50". What is not finite gives "-".
 [[nodiscard]] std::string decimal(double value, int digits);
 
 /// The fewest digits that give the same float again: "0.35", "20". What is not finite gives "-".

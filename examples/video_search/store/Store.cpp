@@ -27,7 +27,7 @@ constexpr std::size_t instance_size = 68;
 constexpr std::size_t color_count_offset = 57; // within an instance
 constexpr std::size_t color_size = 5;
 
-// Looks along a record without reading behind its end.
+// Looks along a record without reading past its end.
 class Record_Reader {
 public:
     explicit Record_Reader(const Bytes& bytes) : bytes_(bytes) {}
@@ -98,7 +98,7 @@ std::optional<KR_ObjectBase> decode(const Bytes& record)
     auto* const bytes = const_cast<unsigned char*>(record.data()); // is not written to
     const auto size = static_cast<unsigned>(record.size());
     if (KR_ObjectBase::deserialize(bytes, size, &object) != size)
-        return std::nullopt; // there are bytes behind the record
+        return std::nullopt; // there are bytes after the record
     return object;
 }
 
@@ -254,7 +254,7 @@ private:
     int number(std::size_t offset) const;
 
     std::uintmax_t file_size_;
-    std::array<unsigned char, 100> bytes_{}; // zeros behind the end of the file
+    std::array<unsigned char, 100> bytes_{}; // zeros after the end of the file
 };
 
 Header::Header(const std::string& path, SQLite::Database& database) : file_size_(size_of(path))

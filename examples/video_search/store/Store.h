@@ -39,7 +39,7 @@ struct Recording {
     std::string video; ///< the file as it was given
     ns__SensorId sensor;
     ACE_Time_Value start; ///< time of the first frame
-    ACE_Time_Value end;   ///< time behind the last frame that was analysed
+    ACE_Time_Value end;   ///< time after the last frame that was analysed
     int width = 0;        ///< pixels; boxes of objects are in pixels too
     int height = 0;
     int frames = 0;    ///< analysed

@@ -191,7 +191,7 @@ TEST(RecordTest, EveryTruncatedPrefixIsNothing)
 {
     const Bytes record = encode(make_object(17, 5, ACE_Time_Value(1000)), 65536);
     for (std::size_t size = 0; size < record.size(); ++size) {
-        // Of exactly so many bytes, so that a reader behind the end is found out.
+        // Of exactly so many bytes, so that a read past the end is found out.
         const Bytes prefix(record.data(), record.data() + size);
         EXPECT_FALSE(decode(prefix)) << size;
     }
