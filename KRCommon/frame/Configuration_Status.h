@@ -12,6 +12,7 @@
 ///
 /// Threads: the status is set while the library is loaded, before any host can ask, and never again:
 /// any thread may ask and read at any time. Same on Windows and Linux.
+/// Exceptions: std::bad_alloc where a status is copied, see KRCommon_Export.h.
 
 #include <KRCommon/KRCommon_Export.h>
 

@@ -47,6 +47,8 @@ bool is_full(std::ostream& stream, std::uint32_t max_file_size)
     return static_cast<std::int64_t>(stream.tellp()) >= static_cast<std::int64_t>(max_file_size);
 }
 
+KR_LOG_MANAGER* process_manager = nullptr; // of Of_Process
+
 } // namespace
 
 // The process's manager. Once it has been opened, the process's end does not destroy it: threads
@@ -55,7 +57,7 @@ class KR_LOG_MANAGER::Of_Process {
 public:
     Of_Process()
     {
-        manager_ = new KR_LOG_MANAGER;
+        process_manager = new KR_LOG_MANAGER;
         kr_internal::keep_log_across_forks({&before_fork, &in_parent, &in_child});
     }
 
@@ -65,24 +67,22 @@ public:
         if (kr_platform::do_threads_outlive_exit() &&
             !kr_internal::Log_Gate::of_process().close(patience))
             kr_platform::abandon_stderr_lock();
-        if (manager_->openings_ == 0)
-            delete std::exchange(manager_, nullptr);
+        if (process_manager->openings_ == 0)
+            delete std::exchange(process_manager, nullptr);
         else
-            manager_->leave_reactor();
+            process_manager->leave_reactor();
     }
-
-    static KR_LOG_MANAGER* manager() noexcept { return manager_; }
 
 private:
     static void before_fork() noexcept
     {
-        if (manager_ != nullptr)
-            manager_->timer_mutex_.acquire();
+        if (process_manager != nullptr)
+            process_manager->timer_mutex_.acquire();
     }
     static void in_parent() noexcept
     {
-        if (manager_ != nullptr)
-            manager_->timer_mutex_.release();
+        if (process_manager != nullptr)
+            process_manager->timer_mutex_.release();
     }
     // A child has a copy of the reactor, but not the thread that runs it: asking it to cancel the
     // timer would wait for ever. So the timer is forgotten.
@@ -90,17 +90,15 @@ private:
     {
         kr_internal::Log_Gate::of_process().forget_other_threads();
         in_parent();
-        if (manager_ != nullptr)
-            manager_->take_timer();
+        if (process_manager != nullptr)
+            process_manager->take_timer();
     }
-
-    static inline KR_LOG_MANAGER* manager_ = nullptr;
 };
 
 KR_LOG_MANAGER* KR_LOG_MANAGER::instance()
 {
     static const Of_Process process; // built at attach: destroyed before ACE's own objects
-    return Of_Process::manager();
+    return process_manager;
 }
 
 KR_LOG_MANAGER::KR_LOG_MANAGER() : saved_attributes_(std::make_unique<Saved_Log_Attributes>())
