@@ -330,9 +330,9 @@ class Impatient_World final : public kr_internal::Guard_World {
 public:
     explicit Impatient_World(std::function<void()> let_go) : let_go_(std::move(let_go))
     {
-        kr_internal::set_guard_world(this);
+        kr_internal::guard_world.replace(this);
     }
-    ~Impatient_World() { kr_internal::set_guard_world(nullptr); }
+    ~Impatient_World() { kr_internal::guard_world.replace(nullptr); }
     Impatient_World(const Impatient_World&) = delete;
     Impatient_World& operator=(const Impatient_World&) = delete;
 

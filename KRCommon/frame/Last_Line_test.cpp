@@ -18,9 +18,9 @@ class Dead_Lock_World final : public kr_internal::Guard_World {
 public:
     Dead_Lock_World(int error, bool may_log) : error_(error), may_log_(may_log)
     {
-        kr_internal::set_guard_world(this);
+        kr_internal::guard_world.replace(this);
     }
-    ~Dead_Lock_World() { kr_internal::set_guard_world(nullptr); }
+    ~Dead_Lock_World() { kr_internal::guard_world.replace(nullptr); }
     Dead_Lock_World(const Dead_Lock_World&) = delete;
     Dead_Lock_World& operator=(const Dead_Lock_World&) = delete;
 

@@ -11,9 +11,9 @@
 
 namespace kr_internal {
 
-namespace {
+Seam<Guard_World> guard_world;
 
-std::atomic<Guard_World*> replaced_world{nullptr};
+namespace {
 
 class Real_World final : public Guard_World {
 public:
@@ -27,19 +27,13 @@ public:
     void end_process(int exit_code) override { kr_platform::end_process(exit_code); }
 };
 
-Guard_World& guard_world()
+Guard_World& world_in_use()
 {
     static Real_World real;
-    Guard_World* const replaced = replaced_world;
-    return replaced != nullptr ? *replaced : real;
+    return guard_world.in_use(real);
 }
 
 } // namespace
-
-void set_guard_world(Guard_World* world) noexcept
-{
-    replaced_world = world;
-}
 
 } // namespace kr_internal
 
@@ -67,7 +61,7 @@ std::string clock_text(std::int64_t microseconds)
 
 int seconds_since(std::int64_t start)
 {
-    return static_cast<int>((kr_internal::guard_world().steady_milliseconds() - start) / 1000);
+    return static_cast<int>((kr_internal::world_in_use().steady_milliseconds() - start) / 1000);
 }
 
 } // namespace
@@ -92,7 +86,7 @@ KR_Mutex_Guard::~KR_Mutex_Guard()
 
 void KR_Mutex_Guard::acquire_slowly(const char* name)
 {
-    kr_internal::Guard_World& world = kr_internal::guard_world();
+    kr_internal::Guard_World& world = kr_internal::world_in_use();
     const std::int64_t start = world.steady_milliseconds();
     const std::int64_t arrival = kr_platform::steady_microseconds();
     // The record is read while its owner may be changing it: by design, it is a report.
@@ -136,7 +130,7 @@ void KR_Mutex_Guard::acquire_slowly(const char* name)
 int KR_Mutex_Guard::attempt(std::int64_t seconds, std::int64_t arrival)
 {
     kr_platform::clear_last_error();
-    result_ = kr_internal::guard_world().acquire_for(lock_.lock_, seconds * 1000, arrival);
+    result_ = kr_internal::world_in_use().acquire_for(lock_.lock_, seconds * 1000, arrival);
     return result_ == 0 ? 0 : kr_platform::last_error();
 }
 
@@ -144,7 +138,7 @@ int KR_Mutex_Guard::attempt(std::int64_t seconds, std::int64_t arrival)
 // behind is overwritten.
 void KR_Mutex_Guard::take()
 {
-    lock_.first_lock_time_.store(kr_internal::guard_world().wall_microseconds(), relaxed);
+    lock_.first_lock_time_.store(kr_internal::world_in_use().wall_microseconds(), relaxed);
     lock_.first_locker_file_.store(file_, relaxed);
     lock_.first_locker_line_.store(line_, relaxed);
     lock_.owner_.store(kr_platform::thread_id(), relaxed);

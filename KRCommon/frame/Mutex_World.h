@@ -29,8 +29,7 @@ protected:
     ~Guard_World() = default; // never owned by way of this class
 };
 
-/// Puts a world in the place of the real one for all guards, null: the real one
-/// again. For tests; it must live as long as guards are built.
-void set_guard_world(Guard_World* world) noexcept;
+/// The world of all guards.
+extern Seam<Guard_World> guard_world;
 
 } // namespace kr_internal

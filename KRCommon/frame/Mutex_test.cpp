@@ -93,9 +93,9 @@ public:
 
     explicit Fake_World(std::deque<Attempt> attempts) : attempts_(std::move(attempts))
     {
-        kr_internal::set_guard_world(this);
+        kr_internal::guard_world.replace(this);
     }
-    ~Fake_World() { kr_internal::set_guard_world(nullptr); }
+    ~Fake_World() { kr_internal::guard_world.replace(nullptr); }
     Fake_World(const Fake_World&) = delete;
     Fake_World& operator=(const Fake_World&) = delete;
 

@@ -629,7 +629,7 @@ TEST_F(Profile_Helper, AStallIsReportedWithTheLineOfTheWaitingOperation)
     };
     for (const auto& row : table) {
         Impatient_World world;
-        kr_internal::set_guard_world(&world);
+        kr_internal::guard_world.replace(&world);
         std::string text;
         std::optional<KR_Mutex_Guard> guard;
         guard.emplace(helper_.*private_member(Statistics_Mutex()), "held", "Test.cpp", 5);
@@ -642,7 +642,7 @@ TEST_F(Profile_Helper, AStallIsReportedWithTheLineOfTheWaitingOperation)
             std::this_thread::yield();
         guard.reset();
         waiting.join();
-        kr_internal::set_guard_world(nullptr);
+        kr_internal::guard_world.replace(nullptr);
         EXPECT_THAT(text, testing::HasSubstr("mutex_ - Lock acquire delay (0 seconds passed) at "
                                              "ProfileHelper.cpp:"s +
                                              row.line + " (locked 1 time(s) by"));
