@@ -4,6 +4,7 @@
 /// What a guard asks of the world, so that a test can answer in a millisecond.
 
 #include <KRCommon/frame/Mutex_Lock.h>
+#include <KRCommon/frame/Seam.h>
 
 namespace kr_internal {
 
