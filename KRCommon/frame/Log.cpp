@@ -3,6 +3,7 @@
 #include <KRCommon/frame/Last_Line.h>
 #include <KRCommon/frame/Log_Clock.h>
 #include <KRCommon/frame/Log_Format.h>
+#include <KRCommon/frame/Log_Gate.h>
 #include <KRCommon/frame/Log_Stream.h>
 #include <KRCommon/platform/Platform.h>
 

@@ -40,7 +40,6 @@
 
 #include <ace/Log_Msg.h>
 
-#include <atomic>
 #include <cerrno>
 #include <cstddef>
 #include <string>
@@ -126,24 +125,8 @@ constexpr std::size_t room_per_text() noexcept
            (texts > 0 ? texts : 1);
 }
 
-/// What every line passes first, for as long as it takes. While the process ends the passage is
-/// closed to all threads but the one that ends it: ACE's log is no longer there for them.
-class KRCOMMON_EXPORT Log_Passage {
-public:
-    Log_Passage() noexcept;
-    ~Log_Passage();
-    Log_Passage(const Log_Passage&) = delete;
-    Log_Passage& operator=(const Log_Passage&) = delete;
-
-    /// False: closed. ACE's log must not be touched.
-    explicit operator bool() const noexcept { return counter_ != nullptr; }
-
-private:
-    std::atomic<int>* counter_;
-};
-
-/// Whether the passage is closed to the calling thread. One load, so that a masked line, which does
-/// not enter, costs next to nothing.
+/// True while the process ends, for all threads but the one that ends it: ACE's log must not be
+/// touched any more. One load, so that a masked line costs next to nothing.
 KRCOMMON_EXPORT bool is_log_closed() noexcept;
 
 /// The steps of a log site after the priority check: join the thread to the log stream,

@@ -49,4 +49,20 @@ private:
     std::atomic<bool> is_somebody_stuck_{false};
 };
 
+/// The way through the process's gate for as long as the object lives. While the process ends it is
+/// closed to all threads but the one that ends it: ACE's log is no longer there for them.
+class Log_Passage {
+public:
+    Log_Passage() noexcept;
+    ~Log_Passage();
+    Log_Passage(const Log_Passage&) = delete;
+    Log_Passage& operator=(const Log_Passage&) = delete;
+
+    /// False: closed. ACE's log must not be touched.
+    explicit operator bool() const noexcept { return counter_ != nullptr; }
+
+private:
+    Log_Gate::Counter* counter_;
+};
+
 } // namespace kr_internal

@@ -1,6 +1,6 @@
 #include <KRCommon/frame/Log_Stream.h>
 
-#include <KRCommon/frame/Log.h>
+#include <KRCommon/frame/Log_Gate.h>
 #include <KRCommon/platform/Files.h>
 #include <KRCommon/platform/Platform.h>
 
