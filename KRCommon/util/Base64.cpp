@@ -31,7 +31,6 @@ constexpr std::array<signed char, 128> make_values()
 
 constexpr std::array<signed char, 128> values = make_values();
 
-constexpr std::size_t line_characters = kr_internal::base64_line_characters;
 constexpr std::size_t line_bytes = kr_internal::base64_line_bytes;
 
 // Two characters for each 12 bits.
