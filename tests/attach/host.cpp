@@ -16,6 +16,7 @@
 #include <KRCommon/frame/Log.h>
 #include <KRCommon/frame/Log_Manager.h>
 #include <KRCommon/platform/Platform_testing.h>
+#include <tests/support/No_Leak_Check.h>
 
 #include <ace/Reactor.h>
 #include <ace/Thread.h>

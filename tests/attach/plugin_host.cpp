@@ -8,6 +8,7 @@
 //                                               prints how many lines are logged meanwhile
 
 #include <KRCommon/platform/Platform_testing.h>
+#include <tests/support/No_Leak_Check.h>
 
 #include <chrono>
 #include <condition_variable>

@@ -16,6 +16,7 @@
 #include <KRCommon/frame/Mutex.h>
 #include <KRCommon/frame/ProfileHelper.h>
 #include <KRCommon/platform/Process_testing.h>
+#include <tests/support/No_Leak_Check.h>
 
 #include <ace/OS_NS_sys_time.h>
 #include <ace/OS_NS_unistd.h>

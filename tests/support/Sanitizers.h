@@ -14,3 +14,7 @@ constexpr bool may_kill_threads = false;
 #else
 constexpr bool may_kill_threads = !is_under_thread_sanitizer;
 #endif
+
+/// False under the sanitizers that keep what was freed, or books on it, for a while: the process's
+/// memory says nothing of the program then.
+constexpr bool gives_memory_back = may_kill_threads;
