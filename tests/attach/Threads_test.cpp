@@ -42,8 +42,9 @@ TEST_P(Threads_Of_Kind_Slow, TenThousandLeaveNoHandleAndNoMemory)
                                             "([0-9]+) handles, ([0-9]+) bytes\n")))
         << child.output;
     EXPECT_EQ(figures[1], figures[3]) << "open handles after 1,000 and after 10,000 threads";
-    if (gives_memory_back)
+    if (gives_memory_back) {
         EXPECT_LT(std::stoll(figures[4]), std::stoll(figures[2]) + 200'000) << "bytes of memory";
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(Threads_Slow, Threads_Of_Kind_Slow,
