@@ -125,9 +125,9 @@ constexpr std::size_t room_per_text() noexcept
            (texts > 0 ? texts : 1);
 }
 
-/// True while the process ends, for all threads but the one that ends it: ACE's log must not be
-/// touched any more. One load, so that a masked line costs next to nothing.
-KRCOMMON_EXPORT bool is_log_closed() noexcept;
+/// ACE's log of the calling thread. Null where there is none for it any more, since another thread is
+/// ending the process, and where there is no memory for it.
+KRCOMMON_EXPORT ACE_Log_Msg* log_of_thread() noexcept;
 
 /// The steps of a log site after the priority check: join the thread to the log stream,
 /// set the source location, log. `error` is what last_error_adapter() gave before.
@@ -146,9 +146,7 @@ void log_checked(Text text, const KR_Log_Site& site, const char (&format)[size],
 
     const int saved_errno = errno;
     const int error = saved_errno != 0 ? saved_errno : ACE_Log_Msg::last_error_adapter();
-    if (is_log_closed())
-        return;
-    ACE_Log_Msg* const log = ACE_Log_Msg::instance();
+    ACE_Log_Msg* const log = log_of_thread();
     if (log != nullptr && log->log_priority_enabled(site.priority)) {
         [[maybe_unused]] constexpr std::size_t room =
             room_per_text<size + check.padding, Arguments...>();

@@ -1,6 +1,6 @@
 #include <KRCommon/frame/Log_Fork.h>
 
-#include <KRCommon/frame/Log.h>
+#include <KRCommon/frame/Log_Gate.h>
 
 #include <ace/Base_Thread_Adapter.h>
 #include <ace/Log_Msg.h>

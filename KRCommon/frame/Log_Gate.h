@@ -65,4 +65,7 @@ private:
     Log_Gate::Counter* counter_;
 };
 
+/// Whether a passage would be closed to the calling thread. One load while the process lives.
+bool is_log_closed() noexcept;
+
 } // namespace kr_internal

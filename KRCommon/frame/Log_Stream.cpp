@@ -84,6 +84,11 @@ void join_log_stream(ACE_Log_Msg& log) noexcept
         give_stream(log, stream);
 }
 
+bool has_joined_log() noexcept
+{
+    return kr_platform::thread_note() == has_joined;
+}
+
 void Saved_Log_Attributes::capture()
 {
     using Counter = ACE_Atomic_Op<ACE_SYNCH_MUTEX, unsigned long>;

@@ -56,6 +56,9 @@ void open_log_file(ACE_Log_Msg& log, const std::string& path);
 /// first open_log_file(). `log` is the calling thread's; no lock is needed.
 void join_log_stream(ACE_Log_Msg& log) noexcept;
 
+/// True for a thread that has joined and is not ending: ACE has its log object.
+bool has_joined_log() noexcept;
+
 /// The log settings that new threads inherit: ACE's record, which never holds a share in a
 /// counted stream here and so can be captured and handed on any number of times.
 class Saved_Log_Attributes : public ACE_OS_Log_Msg_Attributes {

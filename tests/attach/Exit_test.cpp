@@ -2,6 +2,7 @@
 
 #include <KRCommon/platform/Platform.h>
 #include <tests/support/Child_Process.h>
+#include <tests/support/Sanitizers.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -44,6 +45,8 @@ TEST(Exit, NoThreadEntersAceOnceItsObjectsAreGone)
 
 TEST(Exit, AThreadMayHoldTheLogLockForEver)
 {
+    if (is_under_thread_sanitizer)
+        GTEST_SKIP() << "ThreadSanitizer reports that ACE destroys a lock that is held";
     const Temp_Folder folder;
     const Child_Result child =
         run_child("host", {"stuck", folder.path(), "lock"}, std::chrono::seconds(30));
@@ -58,6 +61,8 @@ TEST_P(Exit_With_A_Stuck_Line, EndsAfterASecond)
     if (!kr_platform::do_threads_outlive_exit())
         GTEST_SKIP() << "the C runtime itself waits for a thread that writes to stderr at exit, "
                         "before the library is told of anything";
+    if (is_under_thread_sanitizer)
+        GTEST_SKIP() << "ThreadSanitizer cannot end a process whose stderr is stuck";
     const Temp_Folder folder;
     const Child_Result child =
         run_child("host", {"stuck", folder.path(), GetParam()}, std::chrono::seconds(30));

@@ -95,7 +95,8 @@ if(result EQUAL 0 AND NOT is_inside)
 else()
   message("not hidden, only out of every path: no name spaces here, or a temporary folder in the project")
 endif()
-run(${CMAKE_COMMAND} -E env HOME=${WORK}/empty XDG_CACHE_HOME=${WORK}/empty
+# Without the sanitizer's file of suppressions, which is hidden too.
+run(${CMAKE_COMMAND} -E env --unset=TSAN_OPTIONS HOME=${WORK}/empty XDG_CACHE_HOME=${WORK}/empty
     KRCOMMON_CACHE=${WORK}/empty ${build_hosts})
 message("${output}")
 

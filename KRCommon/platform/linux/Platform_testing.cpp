@@ -1,4 +1,5 @@
 #include <KRCommon/platform/Platform_testing.h>
+#include <tests/support/Sanitizers.h>
 
 #include <cerrno>
 #include <ctime>
@@ -197,6 +198,8 @@ std::string system_file_version(const std::string&)
 
 void run_on_runtime_thread(const std::function<void()>& function)
 {
+    if (is_under_thread_sanitizer) // which falls over threads of the C library
+        return run_on_system_thread(function);
     const auto run = [](void* argument) -> int {
         (*static_cast<const std::function<void()>*>(argument))();
         return 0;
