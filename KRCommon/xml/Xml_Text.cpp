@@ -244,7 +244,7 @@ const char* skip_plain(const char* position, const char* end) noexcept
 std::size_t sequence_length(const char* position, const char* end) noexcept
 {
     const auto first = static_cast<unsigned char>(position[0]);
-    const auto length = static_cast<std::size_t>(continuation_count(first) + 1);
+    const std::size_t length = static_cast<std::size_t>(continuation_count(first)) + 1;
     if (length == 0 || static_cast<std::size_t>(end - position) < length ||
         !may_follow(first, static_cast<unsigned char>(position[1])))
         return 0;

@@ -67,9 +67,10 @@ int connect_to(const char* path, const Descriptor& socket, const Deadline& deadl
 {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
-    if (std::strlen(path) >= sizeof address.sun_path)
+    const std::size_t length = std::strlen(path);
+    if (length >= sizeof address.sun_path)
         return ENAMETOOLONG;
-    std::strcpy(address.sun_path, path);
+    std::memcpy(address.sun_path, path, length);
     while (connect(socket.number(), reinterpret_cast<const sockaddr*>(&address), sizeof address) !=
            0) {
         if (errno == EINTR)
