@@ -10,6 +10,7 @@
 #include <KRCommon/platform/Platform_testing.h>
 #include <tests/support/No_Leak_Check.h>
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <cstdio>
@@ -108,6 +109,7 @@ int reload(const std::string& path, const std::string& folder, int cycles)
 int leave(const std::string& path, const std::string& folder)
 {
     static const Plugin* plugin = nullptr;
+    static std::atomic<int> started{0};
     std::atexit([] {
         const int before = plugin->counted();
         std::this_thread::sleep_for(std::chrono::milliseconds(300));
@@ -117,10 +119,13 @@ int leave(const std::string& path, const std::string& folder)
     plugin->open(folder.c_str(), "leave");
     for (int i = 0; i < 16; ++i)
         std::thread([] {
-            plugin->count();
+            plugin->count(); // enters ACE itself, so before main returns
+            ++started;
             for (;;)
                 plugin->log("line");
         }).detach();
+    while (started < 16)
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
     std::this_thread::sleep_for(std::chrono::milliseconds(30));
     return 0;
 }
