@@ -100,13 +100,13 @@ void get_instance(const unsigned char* bytes, KR_ObjectBase::Instance& instance)
     instance.ObjectValue = get(bytes, object);
     instance.UnknownValue = get(bytes, unknown);
     instance.Box = ordered_box(bytes);
-    instance.Float1 = get(bytes, float1);
-    instance.Float2 = get(bytes, float2);
+    instance.Float1 = get(bytes, floats[0]);
+    instance.Float2 = get(bytes, floats[1]);
     instance.Flag = get(bytes, flag);
     get(bytes, group, instance.Group);
     instance.Number = std::int32_t{get(bytes, number)};
-    instance.PointX = get(bytes, point_x);
-    instance.PointY = get(bytes, point_y);
+    instance.PointX = get(bytes, point[0]);
+    instance.PointY = get(bytes, point[1]);
 }
 
 void get_color(const unsigned char* bytes, ns__RgbColorArea& color)
