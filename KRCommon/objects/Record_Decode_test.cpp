@@ -187,7 +187,17 @@ TEST(KrObjectDecode, ARecordWithoutInstancesGivesTheRestAndThereMayBeBytesBehind
     }
 }
 
-TEST(KrObjectDecode, TheFirstInstanceWithABadColorCountIsTold)
+TEST(KrObjectDecode, OfTwoBadColorCountsTheFirstIsTold)
+{
+    Bytes bytes = record_of(object_with({0, 0, 0}));
+    bytes[first_at + 68 + 57] = 0x80;
+    bytes[first_at + 2 * 68 + 57] = 0xFF;
+    KR_ObjectBase object;
+    EXPECT_EQ((Status{State::bad_color_count, first_at + 68, bytes.size(), 3}),
+              decode(bytes, object));
+}
+
+TEST(KrObjectDecode, ABadColorCountIsToldBeforeAllElse)
 {
     Bytes bytes = known_record();
     bytes[second_at + 57] = 0xFF; // which the reader takes for no colours
