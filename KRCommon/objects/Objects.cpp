@@ -1,6 +1,10 @@
 #include <KRCommon/objects/Objects.h>
 
+#include <memory>
+#include <new>
 #include <type_traits>
+#include <utility>
+#include <vector>
 
 static_assert(std::is_nothrow_move_constructible_v<KR_ObjectBase> &&
               std::is_nothrow_move_assignable_v<KR_ObjectBase>);
@@ -15,6 +19,60 @@ KR_ObjectBase::KR_ObjectBase(KR_ObjectBase&& other) noexcept = default;
 KR_ObjectBase& KR_ObjectBase::operator=(const KR_ObjectBase& other) = default;
 KR_ObjectBase& KR_ObjectBase::operator=(KR_ObjectBase&& other) noexcept = default;
 KR_ObjectBase::~KR_ObjectBase() = default;
+
+KR_ObjectBase::KR_ObjectBase(KR_Auxiliary_Data block) noexcept : AuxiliaryData(std::move(block)) {}
+
+namespace {
+
+bool is_shared(const KR_Auxiliary_Data& block)
+{
+    if (block.use_count() > 1)
+        return true;
+    // Giving back a share makes sure that what another thread did with the one that it has just
+    // given back comes before what is done with the block from here on.
+    KR_Auxiliary_Data(block).reset();
+    return false;
+}
+
+// The block, taken over without its bytes, or a new one where it has sharers.
+KR_Auxiliary_Data emptied(KR_Auxiliary_Data& block)
+{
+    if (block == nullptr || is_shared(block))
+        return std::make_shared<std::vector<unsigned char>>();
+    block->clear();
+    return std::move(block);
+}
+
+} // namespace
+
+void KR_ObjectBase::Spare_Colors::take_from(std::vector<Instance>& instances) noexcept
+{
+    try {
+        lists.reserve(lists.size() + instances.size());
+    } catch (const std::bad_alloc&) {
+        return; // They go with their instances.
+    }
+    for (Instance& instance : instances) {
+        if (instance.Colors.capacity() == 0)
+            continue;
+        instance.Colors.clear();
+        lists.push_back(std::move(instance.Colors));
+    }
+}
+
+void KR_ObjectBase::clear()
+{
+    KR_ObjectBase cleared(emptied(AuxiliaryData));
+    spare_colors_.take_from(Instances);
+    Instances.clear();
+    Metadata.clear();
+    pending_instances_.clear();
+    cleared.Instances = std::move(Instances);
+    cleared.Metadata = std::move(Metadata);
+    cleared.pending_instances_ = std::move(pending_instances_);
+    cleared.spare_colors_ = std::move(spare_colors_);
+    *this = std::move(cleared);
+}
 
 bool KR_ObjectBase::operator==(const KR_ObjectBase& other) const
 {

@@ -16,6 +16,12 @@
 ///     KR_ObjectBase stored;
 ///     KR_ObjectBase::deserialize(bytes.data(), static_cast<unsigned>(bytes.size()), &stored);
 ///
+/// Bytes of unknown origin are for decode(), which checks them:
+///
+///     const KR_Record_Status status = stored.decode(bytes.data(), bytes.size());
+///     if (status.state == KR_Record_State::whole)
+///         show(stored);
+///
 /// docs/record_format.md has the byte map of the binary form, a worked example and its quirks.
 ///
 /// Verbatim: a member named only for its place (Word1, Float2) has a meaning that the services
@@ -27,11 +33,13 @@
 
 #include <KRCommon/KRCommon_Export.h>
 #include <KRCommon/objects/Geom_Box2D.h>
+#include <KRCommon/objects/Record_Status.h>
 
 #include <krsoap/krsoap.h>
 
 #include <ace/Time_Value.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <vector>
@@ -106,6 +114,13 @@ public:
     KR_ObjectBase& operator=(KR_ObjectBase&& other) noexcept;
     virtual ~KR_ObjectBase();
 
+    /// Makes the object what a new one is, and keeps its memory for what it is to hold next: the
+    /// room for instances, the lists of their colours, and the auxiliary data block, unless the
+    /// block is shared: the sharers keep it with its bytes, and the object gets another one. So one
+    /// object takes in record after record, with no part of one left in the next. The memory is
+    /// given back when the object is destroyed. When memory runs out the object is as it was.
+    void clear();
+
     /// Whether object id and sensor are the same; nothing else counts.
     bool operator==(const KR_ObjectBase& other) const;
     bool operator!=(const KR_ObjectBase& other) const { return !(*this == other); }
@@ -160,8 +175,26 @@ public:
     /// object          null fails the assertion "object != nullptr", as in deserialize_instances()
     /// returns         bytes consumed: the whole parts
     ///
-    /// An object that holds no instance at the end ends the process, see deserialize_instances().
+    /// When memory runs out, the parts that were read by then remain, each of them whole.
+    ///
+    /// An object that holds no instance at the end ends the process, see deserialize_instances();
+    /// decode() is the form that does not.
     static unsigned deserialize(unsigned char* buffer, unsigned length, KR_ObjectBase* object);
+
+    /// The checked form of deserialize(), for bytes of any origin: never ends the process, and says
+    /// what the bytes were found to be. Clears the object first, so that it then holds what
+    /// deserialize() gives to a new one: each part that is whole, and nothing else. Bytes without a
+    /// whole fixed block leave the object as it was.
+    ///
+    /// record, length  the bytes; none outside them is read. A null record has no bytes. They must
+    ///                 not lie in the object's own auxiliary data.
+    /// returns         what KR_Object_View::check() says of the same bytes. In every state but
+    ///                 cut_in_fixed_block the object has been filled; hosts that want whole records
+    ///                 alone go by the state.
+    ///
+    /// When memory runs out, the object is as it was or holds the parts that were read by then,
+    /// each of them whole.
+    KR_Record_Status decode(const unsigned char* record, std::size_t length);
 
     /// Appends the instances of an instance list to the object, as long as the object holds fewer
     /// than the list's count says: those that it held before count too. Stops before an instance
@@ -177,7 +210,7 @@ public:
                                           KR_ObjectBase* object);
 
     /// Decodes the pending instances with the static form, then lets go of their bytes. To be
-    /// called on an object that holds some.
+    /// called on an object that holds some. When memory runs out the object is as it was.
     unsigned deserialize_instances();
 
     /// An instance list in binary form that the object holds until deserialize_instances() is
@@ -235,5 +268,22 @@ public:
     KR_Auxiliary_Data AuxiliaryData; ///< may be null, which counts as empty
 
 private:
+    // Empty lists whose memory the next instances take. Copies of an object get none of it.
+    struct Spare_Colors {
+        Spare_Colors() = default;
+        Spare_Colors(const Spare_Colors&) noexcept {}
+        Spare_Colors(Spare_Colors&&) noexcept = default;
+        Spare_Colors& operator=(const Spare_Colors&) noexcept { return *this; }
+        Spare_Colors& operator=(Spare_Colors&&) noexcept = default;
+        ~Spare_Colors() = default;
+
+        void take_from(std::vector<Instance>& instances) noexcept;
+
+        std::vector<std::vector<ns__RgbColorArea>> lists;
+    };
+
+    explicit KR_ObjectBase(KR_Auxiliary_Data block) noexcept;
+
     std::vector<unsigned char> pending_instances_;
+    Spare_Colors spare_colors_;
 };

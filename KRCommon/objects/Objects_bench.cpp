@@ -12,12 +12,16 @@
 //   EncodeFlatBuffers        object -> bytes, the builder used again
 //   Decode                   deserialize() into a fresh object, which is destroyed again
 //   DecodeReused             into an object that is used again
+//   DecodeChecked            decode() into a fresh object
+//   DecodeCheckedReused      decode() into an object that is used again
 //   DecodeAllocation         limit: an object with its instances and their colours made and
 //                            destroyed, nothing read
 //   DecodeProtobufArena      protobuf, bytes -> message in an arena; nothing copied out of it
 //   DecodeProtobufNoArena    the same into a message of its own
 //   DecodeProtobufReused     the same into a message that is used again
 //   DecodeFlatBuffers        verified, then copied into a fresh object
+//   AppendLists              so many lists of one more instance each, deserialize_instances() into
+//                            one object; linear in their number
 //   Test                     test() of 100,000 objects, of which about 4 % match; the counter
 //                            "each" is one object
 //   Fill                     Fill() of a fresh result; window -1 is every instance
@@ -733,6 +737,22 @@ void DecodeReused(benchmark::State& state)
     });
 }
 
+void DecodeChecked(benchmark::State& state)
+{
+    run_in_turn(state, record_set(state).records, [](const Bytes& record) {
+        KR_ObjectBase object;
+        benchmark::DoNotOptimize(object.decode(record.data(), record.size()));
+    });
+}
+
+void DecodeCheckedReused(benchmark::State& state)
+{
+    KR_ObjectBase object;
+    run_in_turn(state, record_set(state).records, [&](const Bytes& record) {
+        benchmark::DoNotOptimize(object.decode(record.data(), record.size()));
+    });
+}
+
 void DecodeAllocation(benchmark::State& state)
 {
     const auto instances = static_cast<std::size_t>(state.range(0));
@@ -780,6 +800,26 @@ void DecodeFlatBuffers(benchmark::State& state)
         KR_ObjectBase object;
         benchmark::DoNotOptimize(read_flat(record, object));
     });
+}
+
+// The count of each list is one more than the instances that the object holds by then.
+void AppendLists(benchmark::State& state)
+{
+    const auto lists = static_cast<std::uint32_t>(state.range(0));
+    Random random;
+    const KR_ObjectBase source = make_object(random, 1);
+    Bytes list(source.serialize_instances_size(no_limit));
+    source.serialize_instances(list.data(), no_limit);
+    for (auto _ : state) {
+        KR_ObjectBase object;
+        for (std::uint32_t count = 1; count <= lists; ++count) {
+            std::memcpy(list.data(), &count, sizeof count);
+            KR_ObjectBase::deserialize_instances(list.data(), static_cast<unsigned>(list.size()),
+                                                 &object);
+        }
+        require(object.Instances.size() == lists, "the number of instances");
+    }
+    state.SetComplexityN(state.range(0));
 }
 
 std::vector<KR_ObjectBase> objects_of_a_day()
@@ -847,11 +887,14 @@ BENCHMARK(EncodeProtobuf)->Apply(instance_counts);
 BENCHMARK(EncodeFlatBuffers)->Apply(instance_counts);
 BENCHMARK(Decode)->Apply(instance_counts);
 BENCHMARK(DecodeReused)->Apply(instance_counts);
+BENCHMARK(DecodeChecked)->Apply(instance_counts);
+BENCHMARK(DecodeCheckedReused)->Apply(instance_counts);
 BENCHMARK(DecodeAllocation)->Apply(instance_counts);
 BENCHMARK(DecodeProtobufArena)->Apply(instance_counts);
 BENCHMARK(DecodeProtobufNoArena)->Apply(instance_counts);
 BENCHMARK(DecodeProtobufReused)->Apply(instance_counts);
 BENCHMARK(DecodeFlatBuffers)->Apply(instance_counts);
+BENCHMARK(AppendLists)->RangeMultiplier(4)->Range(1'000, 64'000)->Complexity(benchmark::oN);
 BENCHMARK(Test);
 BENCHMARK(Fill)
     ->ArgNames({"instances", "window", "debug"})

@@ -140,20 +140,18 @@ constexpr Field_Of<std::int8_t> vehicle{9};
 constexpr Field_Of<std::int8_t> object{10};
 constexpr Field_Of<std::int8_t> unknown{11};
 constexpr Array_Of<float, 4> box{12};
-constexpr Field_Of<float> float1{28};
-constexpr Field_Of<float> float2{32};
+constexpr Array_Of<float, 2> floats{28};
 constexpr Field_Of<std::uint8_t> flag{36};
 constexpr Field reserved1{37, 3};
 constexpr Array_Of<float, 4> group{40};
 constexpr Field_Of<std::int8_t> number{56};
 constexpr Field_Of<std::int8_t> color_count{57};
 constexpr Field reserved2{58, 2};
-constexpr Field_Of<float> point_x{60};
-constexpr Field_Of<float> point_y{64};
+constexpr Array_Of<float, 2> point{60};
 
-constexpr Field fields[] = {seconds, microseconds, person,    vehicle, object,    unknown,
-                            box,     float1,       float2,    flag,    reserved1, group,
-                            number,  color_count,  reserved2, point_x, point_y};
+constexpr Field fields[] = {seconds, microseconds, person,      vehicle,   object,
+                            unknown, box,          floats,      flag,      reserved1,
+                            group,   number,       color_count, reserved2, point};
 static_assert(tiles(fields, entry_size), "InstanceForDB must tile its 68 bytes");
 
 // Bytes that lie side by side as the one number that a writer stores. The first is the lowest.
@@ -161,17 +159,9 @@ constexpr Field_Of<std::uint32_t> class_values{person.offset};
 constexpr Field_Of<std::uint32_t> flag_and_reserved{flag.offset};
 constexpr Field_Of<std::uint32_t> number_colors_and_reserved{number.offset};
 
-constexpr Field stores[] = {seconds,
-                            microseconds,
-                            class_values,
-                            box,
-                            float1,
-                            float2,
-                            flag_and_reserved,
-                            group,
-                            number_colors_and_reserved,
-                            point_x,
-                            point_y};
+constexpr Field stores[] = {seconds, microseconds,      class_values, box,
+                            floats,  flag_and_reserved, group,        number_colors_and_reserved,
+                            point};
 static_assert(tiles(stores, entry_size), "a writer stores every byte once");
 } // namespace entry
 

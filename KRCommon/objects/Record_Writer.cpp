@@ -142,13 +142,11 @@ void put_instance(unsigned char* bytes, const KR_ObjectBase::Instance& instance)
     put(bytes, microseconds, static_cast<std::int32_t>(instance.Time.usec()));
     put(bytes, class_values, class_bytes(instance));
     put(bytes, box, {corners.MinX, corners.MinY, corners.MaxX, corners.MaxY});
-    put(bytes, float1, instance.Float1);
-    put(bytes, float2, instance.Float2);
+    put(bytes, floats, {instance.Float1, instance.Float2});
     put(bytes, flag_and_reserved, four_bytes(instance.Flag, 0, 0, 0));
     put(bytes, group, instance.Group);
     put(bytes, number_colors_and_reserved, four_bytes(low_byte(instance.Number), colors, 0, 0));
-    put(bytes, point_x, instance.PointX);
-    put(bytes, point_y, instance.PointY);
+    put(bytes, point, {instance.PointX, instance.PointY});
 }
 
 void put_color(unsigned char* bytes, const ns__RgbColorArea& color)
