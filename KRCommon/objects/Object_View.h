@@ -218,8 +218,8 @@ public:
         return kr_internal::ordered_box(bytes_);
     }
 
-    [[nodiscard]] float float1() const noexcept { return get(kr_internal::entry::float1); }
-    [[nodiscard]] float float2() const noexcept { return get(kr_internal::entry::float2); }
+    [[nodiscard]] float float1() const noexcept { return get(kr_internal::entry::floats[0]); }
+    [[nodiscard]] float float2() const noexcept { return get(kr_internal::entry::floats[1]); }
     [[nodiscard]] std::uint8_t flag() const noexcept { return get(kr_internal::entry::flag); }
     [[nodiscard]] std::array<float, 4> group() const noexcept
     {
@@ -227,8 +227,8 @@ public:
     }
     /// -128 to 127.
     [[nodiscard]] std::int32_t number() const noexcept { return get(kr_internal::entry::number); }
-    [[nodiscard]] float point_x() const noexcept { return get(kr_internal::entry::point_x); }
-    [[nodiscard]] float point_y() const noexcept { return get(kr_internal::entry::point_y); }
+    [[nodiscard]] float point_x() const noexcept { return get(kr_internal::entry::point[0]); }
+    [[nodiscard]] float point_y() const noexcept { return get(kr_internal::entry::point[1]); }
 
     [[nodiscard]] KR_Color_Range colors() const noexcept
     {

@@ -166,6 +166,7 @@ public:
         compare_auxiliary_data();
         compare_tests();
         compare_selections();
+        compare_checked_decoding();
         return difference_;
     }
 
@@ -340,6 +341,28 @@ private:
             compare_selection(object_.Instances[i].Time);
         if (!object_.Instances.empty())
             compare_selection(object_.Instances.back().Time);
+    }
+
+    static Bytes encoded(const KR_ObjectBase& object)
+    {
+        constexpr unsigned no_limit = std::numeric_limits<unsigned>::max();
+        Bytes bytes(object.serialize_size(no_limit));
+        object.serialize(bytes.data(), no_limit);
+        return bytes;
+    }
+
+    void compare_checked_decoding()
+    {
+        KR_ObjectBase object;
+        object.ObjectId = 77;
+        object.Instances.resize(2);
+        object.Instances[0].Colors.resize(3);
+        object.AuxiliaryData->assign(5, 0x77);
+        const Bytes before = encoded(object);
+        const KR_Record_Status status = object.decode(view_.bytes().data, view_.bytes().size);
+        require(status == view_.check(), "status of decoding");
+        const bool is_filled = status.state != KR_Record_State::cut_in_fixed_block;
+        require(encoded(object) == (is_filled ? encoded(object_) : before), "checked decoding");
     }
 
     void compare_color(int preset, float percent, const KR_Color_Shares& shares)
