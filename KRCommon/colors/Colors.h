@@ -38,6 +38,7 @@
 #include <vector>
 
 namespace kr_internal {
+class Color_Presets;
 class Color_Table;
 class Start_Up;
 } // namespace kr_internal
@@ -128,6 +129,7 @@ public:
     void get_available_colors(std::vector<ns__RgbColor>& colors) const;
 
 private:
+    friend class kr_internal::Color_Presets;
     friend class kr_internal::Start_Up;
 
     KR_Colors();

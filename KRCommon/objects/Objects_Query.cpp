@@ -1,5 +1,7 @@
 #include <KRCommon/objects/Objects.h>
 
+#include <KRCommon/objects/Query_Test.h>
+
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -11,15 +13,15 @@ namespace {
 using Box = Geom_Box2D<float>;
 using Instance = KR_ObjectBase::Instance;
 
-bool reaches_score(const float (&scores)[3], ns__ObjectClass object_class, float min_score)
-{
-    switch (object_class) {
-    case 1: return !(min_score > scores[0]);
-    case 2: return !(min_score > scores[1]);
-    case 3: return !(min_score > scores[2]);
-    default: return true;
-    }
-}
+// An object's fields as a query asks for them.
+struct Tested_Object {
+    const KR_ObjectBase& object;
+
+    const ACE_Time_Value& first_seen_time() const noexcept { return object.FirstSeenTime; }
+    ns__DetectorType detector_type() const noexcept { return object.DetectorType; }
+    std::uint32_t duration() const noexcept { return object.Duration; }
+    const float (&class_scores() const noexcept)[3] { return object.ClassScores; }
+};
 
 } // namespace
 
@@ -27,14 +29,8 @@ bool KR_ObjectBase::test(const ACE_Time_Value& from, const ACE_Time_Value& to,
                          ns__DetectorType detector, ns__ObjectClass object_class, float min_score,
                          float min_duration) const
 {
-    // Thresholds are compared with '>', so that equality passes, and NaN too.
-    if (from > FirstSeenTime || FirstSeenTime > to)
-        return false;
-    if (DetectorType != detector)
-        return false;
-    if (min_duration > static_cast<float>(Duration))
-        return false;
-    return reaches_score(ClassScores, object_class, min_score);
+    return kr_internal::passes(Tested_Object{*this},
+                               {from, to, detector, object_class, min_score, min_duration});
 }
 
 namespace {

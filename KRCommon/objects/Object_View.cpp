@@ -1,0 +1,117 @@
+#include <KRCommon/objects/Object_View.h>
+
+#include <KRCommon/colors/Color_Presets.h>
+#include <KRCommon/colors/Colors.h>
+#include <KRCommon/objects/Query_Test.h>
+
+#include <algorithm>
+#include <cmath>
+
+using namespace kr_internal;
+
+KR_Record_Status KR_Object_View::check(const unsigned char* bytes, std::size_t length) noexcept
+{
+    return check_record(bytes, length);
+}
+
+bool KR_Object_View::test(const ACE_Time_Value& from, const ACE_Time_Value& to,
+                          ns__DetectorType detector, ns__ObjectClass object_class, float min_score,
+                          float min_duration) const noexcept
+{
+    return passes(*this, {from, to, detector, object_class, min_score, min_duration});
+}
+
+KR_Byte_Span KR_Object_View::auxiliary_data() const noexcept
+{
+    const KR_Byte_Span rest = instances().bytes_behind();
+    const std::size_t size = whole_auxiliary_size(rest.data, rest.size);
+    if (size <= auxiliary_length_size)
+        return {};
+    return {rest.data + auxiliary_length_size, size - auxiliary_length_size};
+}
+
+namespace {
+
+constexpr std::size_t preset_count = KR_Color_Shares::preset_count;
+static_assert(preset_count == Color_Presets::count);
+
+ns__HsvColor to_hsv(KR_Color_View color, const KR_Colors& colors)
+{
+    ns__RgbColor rgb;
+    rgb.red = color.red();
+    rgb.green = color.green();
+    rgb.blue = color.blue();
+    ns__HsvColor hsv;
+    colors.rgb_to_hsv(rgb, hsv);
+    return hsv;
+}
+
+// What a colour adds to the sum of its preset. Whole numbers, so that sums are exact in any order.
+std::uint64_t weight_of(KR_Color_View color)
+{
+    return static_cast<std::uint64_t>(std::max(color.area(), 0.0F));
+}
+
+float share(std::uint64_t area, std::uint64_t instances)
+{
+    if (instances == 0)
+        return 0.0F;
+    return static_cast<float>(static_cast<double>(area) / static_cast<double>(instances));
+}
+
+} // namespace
+
+KR_Color_Shares KR_Object_View::color_shares(const KR_Colors& colors) const noexcept
+{
+    std::uint64_t areas[preset_count] = {};
+    std::uint64_t count = 0;
+    for (const KR_Instance_View instance : instances()) {
+        count += instance.colors().empty() ? 0 : 1;
+        for (const KR_Color_View color : instance.colors()) {
+            std::uint32_t presets = Color_Presets::of(colors, to_hsv(color, colors));
+            for (; presets != 0; presets &= presets - 1)
+                areas[__builtin_ctz(presets)] += weight_of(color);
+        }
+    }
+    KR_Color_Shares shares;
+    for (std::size_t preset = 0; preset < preset_count; ++preset)
+        shares.percent[preset] = share(areas[preset], count);
+    return shares;
+}
+
+namespace {
+
+std::uint64_t area_of(ns__ColorPreset preset, KR_Color_Range range, const KR_Colors& colors)
+{
+    std::uint64_t area = 0;
+    for (const KR_Color_View color : range)
+        if (colors.is_color(preset, to_hsv(color, colors), ns__QueryTolerancePreset__value_0))
+            area += weight_of(color);
+    return area;
+}
+
+} // namespace
+
+bool KR_Object_View::has_color(ns__ColorPreset preset, float min_percent,
+                               const KR_Colors& colors) const noexcept
+{
+    if (static_cast<std::uint32_t>(preset) >= preset_count || std::isnan(min_percent))
+        return false;
+    if (min_percent <= 0)
+        return true;
+    std::uint64_t area = 0;
+    std::uint64_t count = 0;
+    std::uint64_t most = instances().max_size(); // that count can become
+    for (const KR_Instance_View instance : instances()) {
+        if (instance.colors().empty()) {
+            --most;
+            continue;
+        }
+        ++count;
+        area += area_of(preset, instance.colors(), colors);
+        // The area only grows, so that the share cannot fall below this.
+        if (share(area, most) >= min_percent)
+            return true;
+    }
+    return share(area, count) >= min_percent;
+}
