@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
+#include <cstdint>
 #include <cstring>
 
 namespace {
@@ -80,14 +81,30 @@ constexpr std::size_t whole_blocks(std::size_t bytes)
     return (bytes + block_size - 1) / block_size * block_size;
 }
 
+void widen_block(const char* characters, unsigned char* block)
+{
+    std::uint16_t units[block_size / 2];
+    for (std::size_t i = 0; i < block_size / 2; ++i)
+        units[i] = static_cast<unsigned char>(characters[i]);
+    std::memcpy(block, units, block_size);
+}
+
 // Characters at even places, zeros at odd ones and after the last; returns the bytes of all blocks.
 std::size_t widen(const char* characters, std::size_t count, Chunk& chunk)
 {
-    const std::size_t size = whole_blocks(2 * count);
-    std::memset(chunk.bytes, 0, size);
-    for (std::size_t i = 0; i < count; ++i)
-        chunk.bytes[2 * i] = static_cast<unsigned char>(characters[i]);
-    return size;
+    unsigned char* block = chunk.bytes;
+    for (; count >= block_size / 2; count -= block_size / 2) {
+        widen_block(characters, block);
+        characters += block_size / 2;
+        block += block_size;
+    }
+    if (count > 0) {
+        std::memset(block, 0, block_size);
+        for (std::size_t i = 0; i < count; ++i)
+            block[2 * i] = static_cast<unsigned char>(characters[i]);
+        block += block_size;
+    }
+    return static_cast<std::size_t>(block - chunk.bytes);
 }
 
 } // namespace

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <optional>
 #include <string>
+#include <tuple>
 #include <vector>
 
 /// A test that runs once with each set of instructions, the whole process using its kernels:
@@ -32,18 +33,20 @@ inline auto each_instruction_set()
     return testing::ValuesIn(kr_internal::all_instruction_sets());
 }
 
-/// Only those that bring another form of the kernel.
-template <typename Form>
-auto each_form(Form kr_internal::Kernels::*kernel)
+/// Only those that bring another form of one of the kernels:
+///
+///     each_form(&kr_internal::Kernels::encode_base64, &kr_internal::Kernels::decode_base64)
+template <typename... Form>
+auto each_form(Form kr_internal::Kernels::*... kernel)
 {
     std::vector<kr_internal::Instruction_Set> sets;
-    std::vector<Form> forms;
+    std::vector<std::tuple<Form...>> forms;
     for (const kr_internal::Instruction_Set set : kr_internal::all_instruction_sets()) {
-        const Form form = kr_internal::kernels_for(set).*kernel;
-        if (std::find(forms.begin(), forms.end(), form) != forms.end())
+        const std::tuple<Form...> its(kr_internal::kernels_for(set).*kernel...);
+        if (std::find(forms.begin(), forms.end(), its) != forms.end())
             continue;
         sets.push_back(set);
-        forms.push_back(form);
+        forms.push_back(its);
     }
     return testing::ValuesIn(sets);
 }
