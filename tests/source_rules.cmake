@@ -12,6 +12,10 @@ if(count LESS 10)
   message(FATAL_ERROR "only ${count} source files found in ${SOURCE}")
 endif()
 
+# What has instructions of one processor outside of kernels/: who asks for them, and what is to move.
+set(may_have_instructions
+    "^KRCommon/(kernels/.*|platform/Processor.cpp|colors/Color_Table.cpp|objects/Objects.cpp)$")
+
 foreach(file ${files})
   file(READ ${SOURCE}/${file} text)
   # The operating system's differences live in platform/ alone.
@@ -20,6 +24,12 @@ foreach(file ${files})
      NOT file STREQUAL "KRCommon/KRCommon_Export.h")
     if(text MATCHES "_WIN32|__MINGW32__|__linux__|ACE_WIN32|<windows\\.h>|<unistd\\.h>")
       string(APPEND failures "${file}: ${CMAKE_MATCH_0} belongs into platform/\n")
+    endif()
+  endif()
+  # Special instructions live in kernels/ alone, and the question what the processor has in platform/.
+  if(file MATCHES "^(KRCommon|krsoap)/" AND NOT file MATCHES "${may_have_instructions}")
+    if(text MATCHES "[a-z]+intrin\\.h|<cpuid\\.h>|_mm[0-9]*_[a-z]|__m(64|128|256|512)|__builtin_ia32_|gnu::target")
+      string(APPEND failures "${file}: ${CMAKE_MATCH_0} belongs into kernels/\n")
     endif()
   endif()
   # text/ stands on nothing of the library, and platform/ on text/ alone.
@@ -32,6 +42,14 @@ foreach(file ${files})
   if(file MATCHES "^KRCommon/platform/" AND
      text_without_own_includes MATCHES "#include <KRCommon/")
     string(APPEND failures "${file}: platform/ includes nothing of the library but text/\n")
+  endif()
+  # kernels/ stands on those two, and knows nothing of its users.
+  string(REPLACE "<KRCommon/kernels/" "" text_without_own_includes "${text_without_own_includes}")
+  string(REPLACE "<KRCommon/KRCommon_Export.h>" "" text_without_own_includes
+         "${text_without_own_includes}")
+  if(file MATCHES "^KRCommon/kernels/" AND NOT file MATCHES "_bench\\.cpp$" AND
+     text_without_own_includes MATCHES "#include <KRCommon/")
+    string(APPEND failures "${file}: kernels/ includes nothing of the library but platform/ and text/\n")
   endif()
   if(file MATCHES "\\.h$" AND NOT text MATCHES "^#pragma once\n")
     string(APPEND failures "${file}: a header begins with #pragma once\n")

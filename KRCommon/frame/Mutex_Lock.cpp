@@ -1,11 +1,11 @@
 #include <KRCommon/frame/Mutex_Lock.h>
 
+#include <KRCommon/kernels/Pause.h>
 #include <KRCommon/platform/Lock.h>
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <emmintrin.h>
 #include <mutex>
 #include <new>
 
@@ -384,7 +384,7 @@ int acquire_for(Process_Lock& lock, std::int64_t milliseconds, std::int64_t arri
     for (int i = 0; i < tries_before_queueing; ++i) {
         if (try_acquire(lock) == Attempt::taken)
             return 0;
-        _mm_pause();
+        pause_processor();
     }
     if (wait_in_queue(lock, arrival, until))
         return 0;

@@ -98,11 +98,16 @@ struct Calendar_Time {
 std::optional<Calendar_Time> system_breakdown(std::int64_t seconds);
 std::int64_t system_seconds(const Calendar_Time& time);
 
-/// Memory whose last byte stands before a page that nobody may touch.
+/// Which end of a Guarded_Memory touches the guard page there.
+enum class Guarded_End { last, first };
+
+/// Memory between two pages that nobody may touch: its last byte stands right before the one behind
+/// it, or its first byte right after the one before it. At the other end there may be some bytes up
+/// to the guard page.
 class Guarded_Memory {
 public:
     /// Throws std::bad_alloc.
-    explicit Guarded_Memory(std::size_t size);
+    explicit Guarded_Memory(std::size_t size, Guarded_End end = Guarded_End::last);
     ~Guarded_Memory();
     Guarded_Memory(const Guarded_Memory&) = delete;
     Guarded_Memory& operator=(const Guarded_Memory&) = delete;
@@ -115,6 +120,11 @@ private:
     std::size_t pages_size_;
     unsigned char* data_;
 };
+
+/// Calls the function on a stack that is so many bytes, a multiple of 4, off the alignment that the
+/// compiler gives it: 32-bit programs may come with any. Elsewhere on the stack as it is. No
+/// exception may leave the function.
+void call_on_shifted_stack(unsigned bytes, void (*function)(void* argument), void* argument);
 
 /// Both ends of a pipe as binary files; null ones when it cannot be made. Who gets them closes them.
 struct Pipe_Files {

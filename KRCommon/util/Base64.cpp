@@ -1,7 +1,7 @@
 #include <KRCommon/util/Base64.h>
 
+#include <KRCommon/kernels/Kernels.h>
 #include <KRCommon/platform/Platform.h>
-#include <KRCommon/util/Little_Endian.h>
 #include <KRCommon/util/Sizes.h>
 
 #include <algorithm>
@@ -13,9 +13,7 @@
 namespace {
 
 using kr_internal::base64_size;
-using kr_internal::get_u64;
-using kr_internal::put_u16;
-using kr_internal::put_u32;
+using kr_internal::kernels;
 using kr_internal::size_for;
 
 // RFC 4648, table 1.
@@ -33,111 +31,6 @@ constexpr std::array<signed char, 128> values = make_values();
 
 constexpr std::size_t line_bytes = kr_internal::base64_line_bytes;
 
-// Two characters for each 12 bits.
-using Pair = std::array<char, 2>;
-
-constexpr std::array<Pair, 4096> make_pairs()
-{
-    std::array<Pair, 4096> pairs{};
-    for (std::size_t bits = 0; bits < pairs.size(); ++bits)
-        pairs[bits] = {alphabet[bits >> 6], alphabet[bits & 63]};
-    return pairs;
-}
-
-constexpr std::array<Pair, 4096> pairs = make_pairs();
-
-void put_pair(char* out, std::uint64_t bits)
-{
-    std::memcpy(out, &pairs[bits & 0xFFF], sizeof(Pair));
-}
-
-// Encodes all whole groups and returns how many bytes they have.
-std::size_t encode_groups(const unsigned char* data, std::size_t length, char* out)
-{
-    std::size_t done = 0;
-    // Six bytes at a time, read as eight.
-    for (; length - done >= 8; done += 6, out += 8) {
-        const std::uint64_t bits = __builtin_bswap64(get_u64(data, done));
-        put_pair(out, bits >> 52);
-        put_pair(out + 2, bits >> 40);
-        put_pair(out + 4, bits >> 28);
-        put_pair(out + 6, bits >> 16);
-    }
-    for (; length - done >= 3; done += 3, out += 4) {
-        const unsigned bits = static_cast<unsigned>(data[done]) << 16 |
-                              static_cast<unsigned>(data[done + 1]) << 8 | data[done + 2];
-        put_pair(out, bits >> 12);
-        put_pair(out + 2, bits);
-    }
-    return done;
-}
-
-// A group's three bytes, first byte lowest, are the sum of four entries, one for each place and
-// character. What is not of the alphabet sets the bit on top.
-constexpr std::uint32_t not_in_alphabet = 0x80000000;
-
-using Place = std::array<std::uint32_t, 256>;
-
-constexpr std::array<Place, 4> make_places()
-{
-    std::array<Place, 4> places{};
-    for (unsigned place = 0; place < 4; ++place) {
-        for (std::uint32_t& entry : places[place])
-            entry = not_in_alphabet;
-        for (std::uint32_t value = 0; value < 64; ++value) {
-            const std::uint32_t bits = value << (18 - 6 * place);
-            places[place][static_cast<unsigned char>(alphabet[value])] =
-                bits >> 16 | (bits & 0xFF00) | (bits & 0xFF) << 16;
-        }
-    }
-    return places;
-}
-
-constexpr std::array<Place, 4> places = make_places();
-
-[[gnu::always_inline]] inline std::uint32_t group_at(const unsigned char* text)
-{
-    return places[0][text[0]] | places[1][text[1]] | places[2][text[2]] | places[3][text[3]];
-}
-
-// Decodes whole groups up to the first with a character outside the alphabet and returns how many
-// characters they have. Writes three bytes for each group and nothing after them.
-std::size_t decode_groups(const unsigned char* text, std::size_t length, unsigned char* out)
-{
-    std::size_t done = 0;
-    for (; length - done >= 8; done += 8, out += 6) {
-        const std::uint32_t first = group_at(text + done);
-        const std::uint32_t second = group_at(text + done + 4);
-        if (((first | second) & not_in_alphabet) != 0)
-            break;
-        const std::uint64_t six = first | std::uint64_t{second} << 24;
-        put_u32(out, 0, static_cast<std::uint32_t>(six));
-        put_u16(out, 4, static_cast<std::uint16_t>(six >> 32));
-    }
-    for (; length - done >= 4; done += 4, out += 3) {
-        const std::uint32_t group = group_at(text + done);
-        if ((group & not_in_alphabet) != 0)
-            break;
-        put_u16(out, 0, static_cast<std::uint16_t>(group));
-        out[2] = static_cast<unsigned char>(group >> 16);
-    }
-    return done;
-}
-
-// The two loops that take the time. Ones with special instructions, under the same contracts, would
-// be chosen here, once, by what the processor has.
-struct Loops {
-    std::size_t (*encode_groups)(const unsigned char* data, std::size_t length, char* out);
-    std::size_t (*decode_groups)(const unsigned char* text, std::size_t length, unsigned char* out);
-};
-
-constexpr Loops portable_loops{encode_groups, decode_groups};
-
-const Loops& loops()
-{
-    return portable_loops;
-}
-
 // The one or two bytes after the last whole group.
 void encode_rest(const unsigned char* data, std::size_t length, char* out)
 {
@@ -151,7 +44,8 @@ void encode_rest(const unsigned char* data, std::size_t length, char* out)
 // Returns the end of the text.
 char* encode_line(const unsigned char* data, std::size_t length, char* out)
 {
-    const std::size_t done = loops().encode_groups(data, length, out);
+    kernels().encode_base64(data, length, out);
+    const std::size_t done = length - length % 3;
     out += done / 3 * 4;
     if (done == length)
         return out;
@@ -310,11 +204,10 @@ std::size_t decode_group(std::string_view text, std::size_t at, unsigned char* o
 // Never writes past the bytes that it counts.
 std::size_t decode_text(std::string_view text, unsigned char* out)
 {
-    const auto* const characters = reinterpret_cast<const unsigned char*>(text.data());
     std::size_t count = 0;
     for (std::size_t at = 0;;) {
         const std::size_t run =
-            loops().decode_groups(characters + at, text.size() - at, out + count);
+            kernels().decode_base64(text.data() + at, text.size() - at, out + count);
         count += run / 4 * 3;
         at = skip_line_breaks(text, at + run);
         if (at == text.size())

@@ -52,12 +52,17 @@ private:
     [[nodiscard]] int check(std::size_t n) const noexcept;
     void make_decryption_keys() noexcept;
 
+    // Set by MakeKey(), and wiped.
+    struct Secrets {
+        unsigned char initial_chain[block_size] = {};
+        unsigned char chain[block_size] = {};
+        std::uint32_t encryption_keys[key_words];
+        std::uint32_t decryption_keys[key_words];
+    };
+
     bool has_key_ = false;
     bool has_decryption_keys_ = false; // made with the first block to be decrypted
-    unsigned char initial_chain_[block_size] = {};
-    unsigned char chain_[block_size] = {};
-    std::uint32_t encryption_keys_[key_words] = {};
-    std::uint32_t decryption_keys_[key_words] = {};
+    Secrets secrets_; // NOLINT(cppcoreguidelines-pro-type-member-init)
 };
 
 } // namespace kr_internal

@@ -1,12 +1,10 @@
 #include <KRCommon/util/Text.h>
 
-#include <KRCommon/text/Digits.h>
+#include <KRCommon/kernels/Kernels.h>
+#include <KRCommon/kernels/Vector.h>
 #include <KRCommon/util/Sizes.h>
 
-#include <emmintrin.h>
-
 #include <algorithm>
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -15,60 +13,19 @@
 #include <regex>
 #include <string_view>
 
-namespace {
-
-constexpr std::size_t block = 16;
-
-constexpr auto digit_pairs = kr_internal::hex_pairs(kr_internal::upper_hex_digits);
-
-__m128i load(const void* bytes) noexcept
-{
-    return _mm_loadu_si128(static_cast<const __m128i*>(bytes));
-}
-
-void store(void* out, __m128i bytes) noexcept
-{
-    _mm_storeu_si128(static_cast<__m128i*>(out), bytes);
-}
-
-// Digits of 16 numbers from 0 to 15.
-__m128i hex_digits(__m128i numbers) noexcept
-{
-    const __m128i are_letters = _mm_cmpgt_epi8(numbers, _mm_set1_epi8(9));
-    const __m128i letter_gap = _mm_and_si128(are_letters, _mm_set1_epi8('A' - '0' - 10));
-    return _mm_add_epi8(_mm_add_epi8(numbers, _mm_set1_epi8('0')), letter_gap);
-}
-
-// 16 bytes to 32 digits.
-void put_hex_block(char* out, const unsigned char* bytes) noexcept
-{
-    const __m128i low_bits = _mm_set1_epi8(0x0F);
-    const __m128i data = load(bytes);
-    const __m128i high = hex_digits(_mm_and_si128(_mm_srli_epi16(data, 4), low_bits));
-    const __m128i low = hex_digits(_mm_and_si128(data, low_bits));
-    store(out, _mm_unpacklo_epi8(high, low));
-    store(out + block, _mm_unpackhi_epi8(high, low));
-}
-
-} // namespace
-
 std::string kr_to_string(unsigned char* data, unsigned length)
 {
     std::string text;
     text.resize(kr_internal::size_for(text, kr_internal::hex_size(length)));
-    char* out = text.data();
-    std::size_t done = 0;
-    for (; length - done >= block; done += block)
-        put_hex_block(out + 2 * done, data + done);
-    for (; done < length; ++done) {
-        const std::size_t pair = std::size_t{2} * data[done];
-        out[2 * done] = digit_pairs[pair];
-        out[2 * done + 1] = digit_pairs[pair + 1];
-    }
+    kr_internal::kernels().encode_hex(data, length, text.data());
     return text;
 }
 
 namespace {
+
+using namespace kr_internal::vector;
+
+constexpr std::size_t block = sizeof(Bytes);
 
 bool is_element(const std::vector<std::string>& texts, const std::string& text) noexcept
 {
@@ -84,9 +41,8 @@ unsigned places_of(char character, std::string_view text, std::size_t position) 
     const bool is_last = rest < block;
     if (is_last)
         std::memcpy(last, text.data() + position, rest);
-    const __m128i characters = load(is_last ? last : text.data() + position);
-    const __m128i equal = _mm_cmpeq_epi8(characters, _mm_set1_epi8(character));
-    const auto places = static_cast<unsigned>(_mm_movemask_epi8(equal));
+    const Bytes characters = load_bytes(is_last ? last : text.data() + position);
+    const unsigned places = mask_of(equal(characters, all_bytes(character)));
     return is_last ? places & ((1U << rest) - 1) : places;
 }
 
@@ -147,12 +103,11 @@ constexpr char lower_case_bit = 0x20;
 
 void lower_block(char* text) noexcept
 {
-    const __m128i characters = load(text);
+    const Bytes characters = load_bytes(text);
     // 'A' to 'Z' become -128 to -103, the lowest of signed bytes.
-    const __m128i shifted = _mm_add_epi8(characters, _mm_set1_epi8(static_cast<char>(128 - 'A')));
-    const __m128i are_capitals = _mm_cmplt_epi8(shifted, _mm_set1_epi8(-128 + 26));
-    const __m128i bits = _mm_and_si128(are_capitals, _mm_set1_epi8(lower_case_bit));
-    store(text, _mm_or_si128(characters, bits));
+    const Bytes shifted = sum(characters, all_bytes(128 - 'A'));
+    const Bytes are_capitals = signed_less(shifted, all_bytes(-128 + 26));
+    store_bytes(text, either(characters, both(are_capitals, all_bytes(lower_case_bit))));
 }
 
 char lower(char character) noexcept

@@ -1,8 +1,7 @@
 #include <KRCommon/xml/Xml_Scanner.h>
 
+#include <KRCommon/kernels/Vector.h>
 #include <KRCommon/text/Digits.h>
-
-#include <emmintrin.h>
 
 #include <algorithm>
 
@@ -51,15 +50,16 @@ std::size_t line_at(std::string_view text, const char* position) noexcept
 // which a loop over bytes cannot foresee.
 const char* find_value_stop(const char* position, const char* end) noexcept
 {
+    using namespace vector;
     for (; end - position >= 16; position += 16) {
-        const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(position));
-        const auto equals = [bytes](char c) { return _mm_cmpeq_epi8(bytes, _mm_set1_epi8(c)); };
-        const __m128i white = _mm_cmpeq_epi8(_mm_min_epu8(bytes, _mm_set1_epi8(0x1F)), bytes);
-        const __m128i quotes = _mm_or_si128(equals('"'), equals('\''));
-        const __m128i markup = _mm_or_si128(equals('&'), equals('<'));
-        const int stops = _mm_movemask_epi8(_mm_or_si128(white, _mm_or_si128(quotes, markup)));
+        const Bytes bytes = load_bytes(position);
+        const auto equals = [bytes](char c) { return equal(bytes, all_bytes(c)); };
+        const Bytes white = unsigned_at_most(bytes, all_bytes(0x1F));
+        const Bytes quotes = either(equals('"'), equals('\''));
+        const Bytes markup = either(equals('&'), equals('<'));
+        const unsigned stops = mask_of(either(white, either(quotes, markup)));
         if (stops != 0)
-            return position + __builtin_ctz(static_cast<unsigned>(stops));
+            return position + __builtin_ctz(stops);
     }
     return std::find_if(position, end, [](char c) { return is(c, value_stop); });
 }

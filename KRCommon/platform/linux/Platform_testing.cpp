@@ -162,20 +162,31 @@ std::int64_t system_seconds(const Calendar_Time& time)
     return seconds < 0 ? -1 : seconds;
 }
 
-Guarded_Memory::Guarded_Memory(std::size_t size)
+Guarded_Memory::Guarded_Memory(std::size_t size, Guarded_End end)
 {
     const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
     const std::size_t usable = (size + page - 1) / page * page;
-    pages_size_ = usable + page;
+    pages_size_ = page + usable + page;
     pages_ = mmap(nullptr, pages_size_, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-    if (pages_ == MAP_FAILED || mprotect(pages_, usable, PROT_READ | PROT_WRITE) != 0)
+    if (pages_ == MAP_FAILED)
         throw std::bad_alloc();
-    data_ = static_cast<unsigned char*>(pages_) + (usable - size);
+    data_ = static_cast<unsigned char*>(pages_) + page;
+    if (mprotect(data_, usable, PROT_READ | PROT_WRITE) != 0) {
+        munmap(pages_, pages_size_);
+        throw std::bad_alloc();
+    }
+    if (end == Guarded_End::last)
+        data_ += usable - size;
 }
 
 Guarded_Memory::~Guarded_Memory()
 {
     munmap(pages_, pages_size_);
+}
+
+void call_on_shifted_stack(unsigned, void (*function)(void* argument), void* argument)
+{
+    function(argument);
 }
 
 Pipe_Files open_pipe()

@@ -175,24 +175,40 @@ std::int64_t system_seconds(const Calendar_Time& time)
     return seconds < 0 ? -1 : seconds;
 }
 
-Guarded_Memory::Guarded_Memory(std::size_t size)
+Guarded_Memory::Guarded_Memory(std::size_t size, Guarded_End end)
 {
     constexpr std::size_t page = 4096;
     const std::size_t usable = (size + page - 1) / page * page;
-    pages_size_ = usable + page;
+    pages_size_ = page + usable + page;
     pages_ = VirtualAlloc(nullptr, pages_size_, MEM_RESERVE, PAGE_NOACCESS);
     if (pages_ == nullptr)
         throw std::bad_alloc();
-    if (usable > 0 && VirtualAlloc(pages_, usable, MEM_COMMIT, PAGE_READWRITE) == nullptr) {
+    data_ = static_cast<unsigned char*>(pages_) + page;
+    if (usable > 0 && VirtualAlloc(data_, usable, MEM_COMMIT, PAGE_READWRITE) == nullptr) {
         VirtualFree(pages_, 0, MEM_RELEASE);
         throw std::bad_alloc();
     }
-    data_ = static_cast<unsigned char*>(pages_) + (usable - size);
+    if (end == Guarded_End::last)
+        data_ += usable - size;
 }
 
 Guarded_Memory::~Guarded_Memory()
 {
     VirtualFree(pages_, 0, MEM_RELEASE);
+}
+
+void call_on_shifted_stack(unsigned bytes, void (*function)(void* argument), void* argument)
+{
+    asm volatile("movl %%esp, %%ebx\n\t"
+                 "andl $-64, %%esp\n\t"
+                 "subl %[bytes], %%esp\n\t"
+                 "pushl %[argument]\n\t"
+                 "call *%[function]\n\t"
+                 "movl %%ebx, %%esp"
+                 : [bytes] "+d"(bytes), [function] "+a"(function), [argument] "+c"(argument)
+                 :
+                 : "ebx", "xmm0", "xmm1", "xmm2", "xmm3", "xmm4", "xmm5", "xmm6", "xmm7", "cc",
+                   "memory");
 }
 
 Pipe_Files open_pipe()
