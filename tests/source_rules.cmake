@@ -14,7 +14,7 @@ endif()
 
 # What has instructions of one processor outside of kernels/: who asks for them, and what is to move.
 set(may_have_instructions
-    "^KRCommon/(kernels/.*|platform/Processor.cpp|colors/Color_Table.cpp|objects/Objects.cpp)$")
+    "^KRCommon/(kernels/.*|platform/Processor.cpp|objects/Objects.cpp)$")
 
 foreach(file ${files})
   file(READ ${SOURCE}/${file} text)
