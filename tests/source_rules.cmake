@@ -12,9 +12,9 @@ if(count LESS 10)
   message(FATAL_ERROR "only ${count} source files found in ${SOURCE}")
 endif()
 
-# What has instructions of one processor outside of kernels/: who asks for them, and what is to move.
+# What has instructions of one processor outside of kernels/: who asks for them.
 set(may_have_instructions
-    "^KRCommon/(kernels/.*|platform/Processor.cpp|objects/Objects.cpp)$")
+    "^KRCommon/(kernels/.*|platform/Processor.cpp)$")
 
 foreach(file ${files})
   file(READ ${SOURCE}/${file} text)

@@ -15,7 +15,7 @@ namespace kr_internal {
 class Color_Presets {
 public:
     /// Of preset numbers.
-    static constexpr std::size_t count = Color_Table::preset_count;
+    static constexpr std::size_t count = Range_Lists::preset_count;
 
     /// What KR_Colors::get_color_presets() reports: bit n stands for preset n.
     static std::uint32_t of(const KR_Colors& colors, const ns__HsvColor& color) noexcept

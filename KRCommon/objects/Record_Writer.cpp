@@ -1,11 +1,10 @@
 // The writer of the binary form: KR_ObjectBase::serialize() and what belongs to it.
 
 #include <KRCommon/frame/Log.h>
+#include <KRCommon/kernels/Vector.h>
 #include <KRCommon/objects/Objects.h>
 #include <KRCommon/objects/Record_Layout.h>
 #include <KRCommon/util/Sizes.h>
-
-#include <emmintrin.h>
 
 #include <cstring>
 
@@ -100,28 +99,23 @@ unsigned KR_ObjectBase::serialize_instances_size(unsigned limit) const
 
 namespace {
 
-// What needs the processor's own instructions: floats as bytes.
-
 std::uint8_t low_byte(std::int32_t number)
 {
     return static_cast<std::uint8_t>(number);
 }
 
-// Truncated toward zero; the low 8 bits. A float that no int32 can hold, a NaN too, becomes
-// -2147483648 as the processor has it (where a cast would be undefined), which gives 0.
+// Truncated toward zero; the low 8 bits. A float that no int32 can hold, a NaN too, gives 0, where a
+// cast would be undefined.
 std::uint8_t truncated_low_byte(float number)
 {
-    return low_byte(_mm_cvttss_si32(_mm_set_ss(number)));
+    return low_byte(vector::truncate(number));
 }
 
 // The same for the four class values at once.
 std::uint32_t class_bytes(const KR_ObjectBase::Instance& instance)
 {
-    const __m128 values = _mm_setr_ps(instance.PersonValue, instance.VehicleValue,
-                                      instance.ObjectValue, instance.UnknownValue);
-    const __m128i low_bytes = _mm_and_si128(_mm_cvttps_epi32(values), _mm_set1_epi32(0xFF));
-    const __m128i words = _mm_packs_epi32(low_bytes, low_bytes);
-    return static_cast<std::uint32_t>(_mm_cvtsi128_si32(_mm_packus_epi16(words, words)));
+    return vector::truncated_low_bytes(vector::four_floats(
+        instance.PersonValue, instance.VehicleValue, instance.ObjectValue, instance.UnknownValue));
 }
 
 // As one number, since one wide store costs much less than four narrow ones.
