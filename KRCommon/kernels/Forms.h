@@ -17,6 +17,11 @@ namespace kr_internal {
 
 void encode_hex_portable(const unsigned char* data, std::size_t size, char* out) noexcept;
 void encode_hex_sse2(const unsigned char* data, std::size_t size, char* out) noexcept;
+void encode_hex_ssse3(const unsigned char* data, std::size_t size, char* out) noexcept;
+void encode_hex_avx2(const unsigned char* data, std::size_t size, char* out) noexcept;
+
+std::size_t decode_hex_portable(const char* text, std::size_t size, unsigned char* out) noexcept;
+std::size_t decode_hex_ssse3(const char* text, std::size_t size, unsigned char* out) noexcept;
 
 void encode_base64_portable(const unsigned char* data, std::size_t size, char* out) noexcept;
 void encode_base64_ssse3(const unsigned char* data, std::size_t size, char* out) noexcept;

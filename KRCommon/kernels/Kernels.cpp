@@ -36,6 +36,7 @@ constexpr Kernels make_kernels(Instruction_Set set)
     table.instructions = set;
     table.name = name_of(set);
     table.encode_hex = encode_hex_portable;
+    table.decode_hex = decode_hex_portable;
     table.encode_base64 = encode_base64_portable;
     table.decode_base64 = decode_base64_portable;
     table.encode_base64_lines = encode_base64_lines_portable;
@@ -45,12 +46,15 @@ constexpr Kernels make_kernels(Instruction_Set set)
         table.encode_hex = encode_hex_sse2;
     }
     if (set.level >= Level::ssse3) {
+        table.encode_hex = encode_hex_ssse3;
+        table.decode_hex = decode_hex_ssse3;
         table.encode_base64 = encode_base64_ssse3;
         table.decode_base64 = decode_base64_ssse3;
         table.encode_base64_lines = encode_base64_lines_ssse3;
         table.decode_base64_lines = decode_base64_lines_ssse3;
     }
     if (set.level >= Level::avx2) {
+        table.encode_hex = encode_hex_avx2;
         table.encode_base64 = encode_base64_avx2;
         table.decode_base64 = decode_base64_avx2;
         table.encode_base64_lines = encode_base64_lines_avx2;

@@ -31,6 +31,12 @@ struct Kernels {
     /// out      2 * size characters
     void (*encode_hex)(const unsigned char* data, std::size_t size, char* out) noexcept;
 
+    /// Bytes from two digits of either case each, up to the first pair with another character.
+    /// size     bytes that 2 * size characters of text give
+    /// out      of the bytes after those that are returned none is touched
+    /// returns  bytes decoded
+    std::size_t (*decode_hex)(const char* text, std::size_t size, unsigned char* out) noexcept;
+
     /// Base64, RFC 4648 section 4: encodes whole groups, three bytes to four characters.
     /// size     bytes of data; what is left of it after the last whole group is not read
     /// out      4 * (size / 3) characters
