@@ -9,6 +9,9 @@
 
 include(GoogleTest)
 
+# The folders whose benchmarks do without the libraries that they compare with, which Windows lacks.
+set(KR_WINDOWS_BENCHES util colors)
+
 macro(kr_use_googletest)
   set(BUILD_SHARED_LIBS OFF)
   set(INSTALL_GTEST OFF CACHE BOOL "" FORCE)
@@ -46,7 +49,13 @@ function(kr_module name)
   if(KR_TESTS AND arg_TESTS)
     kr_test(${name}_tests SOURCES ${arg_TESTS} LIBRARIES krcommon_linked ${arg_TEST_LIBRARIES})
   endif()
+  if(WIN32 AND NOT name IN_LIST KR_WINDOWS_BENCHES)
+    set(arg_BENCHES "")
+  endif()
   if(KR_BENCHMARKS AND arg_BENCHES)
+    if(WIN32)
+      set(arg_BENCH_LIBRARIES "")
+    endif()
     kr_bench(${name}_bench SOURCES ${arg_BENCHES}
              LIBRARIES krcommon_linked ${arg_BENCH_LIBRARIES})
   endif()

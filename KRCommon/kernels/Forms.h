@@ -12,6 +12,7 @@
 #include <KRCommon/text/Base64_Lines.h>
 
 #include <cstddef>
+#include <cstdint>
 
 namespace kr_internal {
 
@@ -46,5 +47,22 @@ std::size_t decode_base64_lines_avx2(const char* text, std::size_t size,
                                      unsigned char* out) noexcept;
 std::size_t decode_base64_lines_avx512(const char* text, std::size_t size,
                                        unsigned char* out) noexcept;
+
+void compress_sha1_portable(std::uint32_t* h, const unsigned char* data,
+                            std::size_t blocks) noexcept;
+void compress_sha1_sha(std::uint32_t* h, const unsigned char* data, std::size_t blocks) noexcept;
+
+void expand_aes_key_portable(const unsigned char* key, std::uint32_t* keys) noexcept;
+void expand_aes_key_aes(const unsigned char* key, std::uint32_t* keys) noexcept;
+void invert_aes_keys_portable(const std::uint32_t* keys, std::uint32_t* inverse) noexcept;
+void invert_aes_keys_aes(const std::uint32_t* keys, std::uint32_t* inverse) noexcept;
+void encrypt_aes_portable(const std::uint32_t* keys, unsigned char* chain, const unsigned char* in,
+                          unsigned char* out, std::size_t blocks) noexcept;
+void encrypt_aes_aes(const std::uint32_t* keys, unsigned char* chain, const unsigned char* in,
+                     unsigned char* out, std::size_t blocks) noexcept;
+void decrypt_aes_portable(const std::uint32_t* keys, unsigned char* chain, const unsigned char* in,
+                          unsigned char* out, std::size_t blocks) noexcept;
+void decrypt_aes_aes(const std::uint32_t* keys, unsigned char* chain, const unsigned char* in,
+                     unsigned char* out, std::size_t blocks) noexcept;
 
 } // namespace kr_internal

@@ -19,8 +19,12 @@
 #include <array>
 #include <atomic>
 #include <cstddef>
+#include <cstdint>
 
 namespace kr_internal {
+
+/// Words of the 15 round keys of AES with a key of 256 bits.
+inline constexpr std::size_t aes_key_words = 60;
 
 struct Kernels {
     Instruction_Set instructions;
@@ -60,6 +64,30 @@ struct Kernels {
     /// returns  how many lines were decoded
     std::size_t (*decode_base64_lines)(const char* text, std::size_t size,
                                        unsigned char* out) noexcept;
+
+    /// SHA-1, FIPS 180-1 section 7: takes whole blocks into the state.
+    /// h        the five words of the state, changed
+    /// data     64 * blocks bytes
+    void (*compress_sha1)(std::uint32_t* h, const unsigned char* data, std::size_t blocks) noexcept;
+
+    /// AES with a key of 256 bits, FIPS 197 section 5.2: the round keys.
+    /// key      32 bytes
+    /// keys     aes_key_words words, with the lowest byte of each the first in the standard's order
+    void (*expand_aes_key)(const unsigned char* key, std::uint32_t* keys) noexcept;
+
+    /// FIPS 197 section 5.3.5: the round keys for decryption, the last first.
+    /// keys     of expand_aes_key
+    /// inverse  as many words
+    void (*invert_aes_keys)(const std::uint32_t* keys, std::uint32_t* inverse) noexcept;
+
+    /// Cipher-block chaining, SP 800-38A section 6.2.
+    /// keys     of expand_aes_key to encrypt, of invert_aes_keys to decrypt
+    /// chain    16 bytes: the cipher block before, which becomes the last one
+    /// in, out  16 * blocks bytes each, which may be the same memory
+    void (*encrypt_aes)(const std::uint32_t* keys, unsigned char* chain, const unsigned char* in,
+                        unsigned char* out, std::size_t blocks) noexcept;
+    void (*decrypt_aes)(const std::uint32_t* keys, unsigned char* chain, const unsigned char* in,
+                        unsigned char* out, std::size_t blocks) noexcept;
 };
 
 /// The table that is in use; null before the first use.
