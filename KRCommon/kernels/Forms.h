@@ -9,6 +9,8 @@
 /// for every processor, whichever copy of it the linker keeps. Lambdas do not inherit the attribute;
 /// constants are arrays of bytes, since a vector would be filled by instructions before main.
 
+#include <KRCommon/text/Base64_Lines.h>
+
 #include <cstddef>
 #include <cstdint>
 
@@ -16,9 +18,35 @@ namespace kr_internal {
 
 void encode_hex_portable(const unsigned char* data, std::size_t size, char* out) noexcept;
 void encode_hex_sse2(const unsigned char* data, std::size_t size, char* out) noexcept;
+void encode_hex_ssse3(const unsigned char* data, std::size_t size, char* out) noexcept;
+void encode_hex_avx2(const unsigned char* data, std::size_t size, char* out) noexcept;
+
+std::size_t decode_hex_portable(const char* text, std::size_t size, unsigned char* out) noexcept;
+std::size_t decode_hex_ssse3(const char* text, std::size_t size, unsigned char* out) noexcept;
 
 void encode_base64_portable(const unsigned char* data, std::size_t size, char* out) noexcept;
+void encode_base64_ssse3(const unsigned char* data, std::size_t size, char* out) noexcept;
+void encode_base64_avx2(const unsigned char* data, std::size_t size, char* out) noexcept;
+void encode_base64_avx512(const unsigned char* data, std::size_t size, char* out) noexcept;
+
+void encode_base64_lines_portable(const unsigned char* data, std::size_t lines, char* out) noexcept;
+void encode_base64_lines_ssse3(const unsigned char* data, std::size_t lines, char* out) noexcept;
+void encode_base64_lines_avx2(const unsigned char* data, std::size_t lines, char* out) noexcept;
+void encode_base64_lines_avx512(const unsigned char* data, std::size_t lines, char* out) noexcept;
+
 std::size_t decode_base64_portable(const char* text, std::size_t size, unsigned char* out) noexcept;
+std::size_t decode_base64_ssse3(const char* text, std::size_t size, unsigned char* out) noexcept;
+std::size_t decode_base64_avx2(const char* text, std::size_t size, unsigned char* out) noexcept;
+std::size_t decode_base64_avx512(const char* text, std::size_t size, unsigned char* out) noexcept;
+
+std::size_t decode_base64_lines_portable(const char* text, std::size_t size,
+                                         unsigned char* out) noexcept;
+std::size_t decode_base64_lines_ssse3(const char* text, std::size_t size,
+                                      unsigned char* out) noexcept;
+std::size_t decode_base64_lines_avx2(const char* text, std::size_t size,
+                                     unsigned char* out) noexcept;
+std::size_t decode_base64_lines_avx512(const char* text, std::size_t size,
+                                       unsigned char* out) noexcept;
 
 void compress_sha1_portable(std::uint32_t* h, const unsigned char* data,
                             std::size_t blocks) noexcept;

@@ -36,16 +36,39 @@ constexpr Kernels make_kernels(Instruction_Set set)
     table.instructions = set;
     table.name = name_of(set);
     table.encode_hex = encode_hex_portable;
+    table.decode_hex = decode_hex_portable;
     table.encode_base64 = encode_base64_portable;
     table.decode_base64 = decode_base64_portable;
+    table.encode_base64_lines = encode_base64_lines_portable;
+    table.decode_base64_lines = decode_base64_lines_portable;
     table.compress_sha1 = compress_sha1_portable;
     table.expand_aes_key = expand_aes_key_portable;
     table.invert_aes_keys = invert_aes_keys_portable;
     table.encrypt_aes = encrypt_aes_portable;
     table.decrypt_aes = decrypt_aes_portable;
 #ifndef KR_PORTABLE
-    if (set.level >= Level::sse2) {
+    if (set.level >= Level::sse2)
         table.encode_hex = encode_hex_sse2;
+    if (set.level >= Level::ssse3) {
+        table.encode_hex = encode_hex_ssse3;
+        table.decode_hex = decode_hex_ssse3;
+        table.encode_base64 = encode_base64_ssse3;
+        table.decode_base64 = decode_base64_ssse3;
+        table.encode_base64_lines = encode_base64_lines_ssse3;
+        table.decode_base64_lines = decode_base64_lines_ssse3;
+    }
+    if (set.level >= Level::avx2) {
+        table.encode_hex = encode_hex_avx2;
+        table.encode_base64 = encode_base64_avx2;
+        table.decode_base64 = decode_base64_avx2;
+        table.encode_base64_lines = encode_base64_lines_avx2;
+        table.decode_base64_lines = decode_base64_lines_avx2;
+    }
+    if (set.level >= Level::avx512) {
+        table.encode_base64 = encode_base64_avx512;
+        table.decode_base64 = decode_base64_avx512;
+        table.encode_base64_lines = encode_base64_lines_avx512;
+        table.decode_base64_lines = decode_base64_lines_avx512;
     }
     if (set.sha)
         table.compress_sha1 = compress_sha1_sha;

@@ -14,6 +14,7 @@
 /// Threads: any thread at any time, without a lock. Nothing here throws, logs or takes memory.
 
 #include <KRCommon/kernels/Instruction_Set.h>
+#include <KRCommon/text/Base64_Lines.h>
 
 #include <array>
 #include <atomic>
@@ -34,6 +35,12 @@ struct Kernels {
     /// out      2 * size characters
     void (*encode_hex)(const unsigned char* data, std::size_t size, char* out) noexcept;
 
+    /// Bytes from two digits of either case each, up to the first pair with another character.
+    /// size     bytes that 2 * size characters of text give
+    /// out      of the bytes after those that are returned none is touched
+    /// returns  bytes decoded
+    std::size_t (*decode_hex)(const char* text, std::size_t size, unsigned char* out) noexcept;
+
     /// Base64, RFC 4648 section 4: encodes whole groups, three bytes to four characters.
     /// size     bytes of data; what is left of it after the last whole group is not read
     /// out      4 * (size / 3) characters
@@ -45,6 +52,18 @@ struct Kernels {
     /// returns  characters decoded, a multiple of 4: fewer than size / 4 * 4 only when the group
     ///          after them has a character outside of the alphabet
     std::size_t (*decode_base64)(const char* text, std::size_t size, unsigned char* out) noexcept;
+
+    /// The same for lines of 76 characters, 57 bytes, and a line feed each.
+    /// data     57 bytes for each line
+    /// out      77 characters for each line
+    void (*encode_base64_lines)(const unsigned char* data, std::size_t lines, char* out) noexcept;
+
+    /// Decodes such lines up to the first piece of the text that is none.
+    /// out      57 bytes for each line that is decoded. After them no byte is touched but those that
+    ///          decode_base64 would write next.
+    /// returns  how many lines were decoded
+    std::size_t (*decode_base64_lines)(const char* text, std::size_t size,
+                                       unsigned char* out) noexcept;
 
     /// SHA-1, FIPS 180-1 section 7: takes whole blocks into the state.
     /// h        the five words of the state, changed

@@ -3,8 +3,9 @@
 /// \file
 /// AES with a key of 256 bits (FIPS 197) and cipher-block chaining (SP 800-38A, section 6.2).
 ///
-/// Table lookups take the time that the caches allow: somebody who can measure it precisely learns
-/// about the key. Good for keeping texts from casual readers, not for more.
+/// Where the processor has no instructions for AES, table lookups take the time that the caches allow:
+/// somebody who can measure it precisely learns about the key. Good for keeping texts from casual
+/// readers, not for more.
 ///
 /// Threads: an object belongs to one thread at a time. Never throws. Same on Windows and Linux.
 
