@@ -148,8 +148,9 @@ unsigned char read_pair(const char* pair)
 std::size_t read_digits(const char* hex, std::size_t count, Chunk& chunk)
 {
     const std::size_t size = whole_blocks(count);
-    for (std::size_t i = 0; i < count; ++i)
-        chunk.bytes[i] = read_pair(hex + 2 * i);
+    std::size_t done = kr_internal::kernels().decode_hex(hex, count, chunk.bytes);
+    for (; done < count; ++done)
+        chunk.bytes[done] = read_pair(hex + 2 * done);
     std::memset(chunk.bytes + count, 0, size - count);
     return size;
 }

@@ -78,7 +78,8 @@ const Golden goldens[] = {
 using StringEncryption = Kernel_Test;
 INSTANTIATE_TEST_SUITE_P(Each, StringEncryption,
                          each_form(&kr_internal::Kernels::encrypt_aes,
-                                   &kr_internal::Kernels::encode_hex),
+                                   &kr_internal::Kernels::encode_hex,
+                                   &kr_internal::Kernels::decode_hex),
                          name_of_set);
 
 TEST_P(StringEncryption, StoredCipherTextsStayReadable)
