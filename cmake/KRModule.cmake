@@ -32,6 +32,23 @@ function(kr_test name)
                        PROPERTIES TIMEOUT 300 LABELS slow COST 1000)
 endfunction()
 
+# kr_test_with_instructions(NAME): runs the whole test program NAME once more with each set of
+# instructions; skipped where the processor lacks one.
+function(kr_test_with_instructions name)
+  set(sets portable)
+  if(NOT KR_PORTABLE)
+    list(APPEND sets sse2 ssse3 "ssse3 sha aes" "avx2 sha aes" "avx512 sha aes")
+  endif()
+  target_sources(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests/support/Instructions_Environment.cpp)
+  foreach(set ${sets})
+    string(REPLACE " " "_" label ${set})
+    add_test(NAME Instructions.${name}.${label} COMMAND ${name} --gtest_filter=-*_Slow.*)
+    set_tests_properties(Instructions.${name}.${label} PROPERTIES TIMEOUT 300
+      ENVIRONMENT "KR_INSTRUCTIONS=${set}"
+      SKIP_REGULAR_EXPRESSION "the processor has not all of: ${set}")
+  endforeach()
+endfunction()
+
 # kr_bench(NAME SOURCES ... LIBRARIES ...): a Google Benchmark program.
 function(kr_bench name)
   cmake_parse_arguments(arg "" "" "SOURCES;LIBRARIES" ${ARGN})

@@ -149,7 +149,7 @@ std::size_t read_digits(const char* hex, std::size_t count, Chunk& chunk)
 {
     const std::size_t size = whole_blocks(count);
     std::size_t done = kr_internal::kernels().decode_hex(hex, count, chunk.bytes);
-    for (; done < count; ++done)
+    for (; done < count; ++done) // from the first pair on that is not two digits
         chunk.bytes[done] = read_pair(hex + 2 * done);
     std::memset(chunk.bytes + count, 0, size - count);
     return size;

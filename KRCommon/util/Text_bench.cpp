@@ -2,8 +2,11 @@
 //
 //   Hex/n          kr_to_string of n bytes
 //     ...Append    one character appended after the other
+//     ...:level    the same with one level of instructions
 //     ...Absl      absl::BytesToHexString (lower case)
 //     ...Copy      a new string of as many characters: the least that a text costs
+//   HexDecode/n    digits back to n bytes
+//     ...Absl      absl::HexStringToBytes
 //   FormatGuid     kr_to_string of an identifier
 //   ParseGuid      kr_to_guid
 //     ...Ace       ACE_Utils::UUID
@@ -22,6 +25,8 @@
 #include <KRCommon/util/Guid.h>
 #include <KRCommon/util/Text.h>
 #include <KRCommon/util/Url.h>
+
+#include <tests/support/Kernel_Bench.h>
 
 #include <ace/UUID.h>
 
@@ -103,6 +108,36 @@ void Hex(benchmark::State& state)
         return kr_to_string(bytes.data(), static_cast<unsigned>(bytes.size()));
     });
 }
+
+template <typename Operation>
+void hex_decode(benchmark::State& state, Operation operation)
+{
+    std::vector<unsigned char> bytes = random_bytes(size_of(state));
+    const std::string text = kr_to_string(bytes.data(), static_cast<unsigned>(bytes.size()));
+    std::string back(bytes.size(), '\0');
+    for (auto _ : state) {
+        operation(text, back);
+        benchmark::DoNotOptimize(back.data());
+        benchmark::ClobberMemory();
+    }
+    count_bytes(state);
+}
+
+void HexDecode(benchmark::State& state)
+{
+    hex_decode(state, [](const std::string& text, std::string& back) {
+        kr_internal::kernels().decode_hex(text.data(), back.size(),
+                                          reinterpret_cast<unsigned char*>(back.data()));
+    });
+}
+
+void hex_sizes(benchmark::internal::Benchmark* benchmark)
+{
+    benchmark->Arg(20)->Arg(1 << 10)->Arg(1 << 16);
+}
+
+const bool are_registered = register_for_each_level("Hex", Hex, hex_sizes) &&
+                            register_for_each_level("HexDecode", HexDecode, hex_sizes);
 
 void HexAppend(benchmark::State& state)
 {
@@ -352,9 +387,10 @@ void PrefixMatchRegex(benchmark::State& state)
 
 } // namespace
 
-BENCHMARK(Hex)->Arg(20)->Arg(1 << 10)->Arg(1 << 16);
-BENCHMARK(HexAppend)->Arg(20)->Arg(1 << 10)->Arg(1 << 16);
-BENCHMARK(HexCopy)->Arg(20)->Arg(1 << 10)->Arg(1 << 16);
+BENCHMARK(Hex)->Apply(hex_sizes);
+BENCHMARK(HexAppend)->Apply(hex_sizes);
+BENCHMARK(HexCopy)->Apply(hex_sizes);
+BENCHMARK(HexDecode)->Apply(hex_sizes);
 BENCHMARK(FormatGuid);
 BENCHMARK(FormatGuidAce);
 BENCHMARK(ParseGuid);
@@ -380,6 +416,13 @@ void HexAbsl(benchmark::State& state)
     });
 }
 
+void HexDecodeAbsl(benchmark::State& state)
+{
+    hex_decode(state, [](const std::string& text, std::string& back) {
+        back = absl::HexStringToBytes(text);
+    });
+}
+
 void SplitAbsl(benchmark::State& state)
 {
     split(state, [](const std::string& text) -> Texts { return absl::StrSplit(text, ','); });
@@ -392,7 +435,8 @@ void LowerAbsl(benchmark::State& state)
 
 } // namespace
 
-BENCHMARK(HexAbsl)->Arg(20)->Arg(1 << 10)->Arg(1 << 16);
+BENCHMARK(HexAbsl)->Apply(hex_sizes);
+BENCHMARK(HexDecodeAbsl)->Apply(hex_sizes);
 BENCHMARK(SplitAbsl)->Args({10, 6})->Args({1'000, 6})->Args({100, 40});
 BENCHMARK(LowerAbsl)->Arg(20)->Arg(1 << 10)->Arg(1 << 16);
 
