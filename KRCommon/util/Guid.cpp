@@ -1,5 +1,6 @@
 #include <KRCommon/util/Guid.h>
 
+#include <KRCommon/kernels/Kernels.h>
 #include <KRCommon/text/Digits.h>
 #include <KRCommon/text/Scanner.h>
 
@@ -41,7 +42,7 @@ Bytes bytes_of(const KR_GUID& guid) noexcept
         static_cast<std::uint8_t>(guid.Data1 >> 8),  static_cast<std::uint8_t>(guid.Data1),
         static_cast<std::uint8_t>(guid.Data2 >> 8),  static_cast<std::uint8_t>(guid.Data2),
         static_cast<std::uint8_t>(guid.Data3 >> 8),  static_cast<std::uint8_t>(guid.Data3)};
-    std::copy(std::begin(guid.Data4), std::end(guid.Data4), bytes.begin() + 8);
+    std::memcpy(bytes.data() + 8, guid.Data4, sizeof guid.Data4);
     return bytes;
 }
 
@@ -105,19 +106,22 @@ KR_GUID kr_to_guid(const std::string& text) noexcept
     return {};
 }
 
-namespace {
-
-constexpr auto digit_pairs = kr_internal::hex_pairs(kr_internal::lower_hex_digits);
-
-} // namespace
-
 std::string kr_to_string(const KR_GUID& guid)
 {
     const Bytes bytes = bytes_of(guid);
-    std::string text(text_length, '-');
-    for (std::size_t index = 0; index < byte_count; ++index) {
-        const char* const pair = digit_pairs.data() + std::size_t{2} * bytes[index];
-        std::memcpy(text.data() + digit_positions[index], pair, 2);
-    }
+    char digits[2 * byte_count];
+    kr_internal::kernels().encode_hex(bytes.data(), byte_count, digits);
+    for (char& digit : digits)
+        digit = static_cast<char>(digit | 0x20); // lower case
+    std::string text("00000000-0000-0000-0000-000000000000", text_length);
+    char* const out = text.data();
+    const auto put = [&](std::size_t at, std::size_t first, std::size_t count) {
+        std::memcpy(out + at, digits + first, count);
+    };
+    put(0, 0, 8);
+    put(9, 8, 4);
+    put(14, 12, 4);
+    put(19, 16, 4);
+    put(24, 20, 12);
     return text;
 }

@@ -1,7 +1,5 @@
 #include <KRCommon/util/Rijndael.h>
 
-#include <tests/support/Kernel_Test.h>
-
 #include <gtest/gtest.h>
 
 #include <array>
@@ -65,11 +63,7 @@ constexpr int succeeded = 0;
 constexpr int no_key = 1;
 constexpr int refused = -1;
 
-using Rijndael = Kernel_Test;
-INSTANTIATE_TEST_SUITE_P(Each, Rijndael, each_form(&kr_internal::Kernels::encrypt_aes),
-                         name_of_set);
-
-TEST_P(Rijndael, OneBlockOfTheStandardsExample)
+TEST(Rijndael, OneBlockOfTheStandardsExample)
 {
     CRijndael cipher;
     ASSERT_EQ(succeeded, cipher.MakeKey(example_key.data(), nullptr));
@@ -80,7 +74,7 @@ TEST_P(Rijndael, OneBlockOfTheStandardsExample)
     EXPECT_EQ(example_plain, block);
 }
 
-TEST_P(Rijndael, BlocksAloneOfThePublishedExample)
+TEST(Rijndael, BlocksAloneOfThePublishedExample)
 {
     CRijndael cipher;
     cipher.MakeKey(key.data(), chain.data());
@@ -94,7 +88,7 @@ TEST_P(Rijndael, BlocksAloneOfThePublishedExample)
     EXPECT_EQ(plain, to_hex(out));
 }
 
-TEST_P(Rijndael, ChainedBlocksOfThePublishedExample)
+TEST(Rijndael, ChainedBlocksOfThePublishedExample)
 {
     CRijndael cipher;
     cipher.MakeKey(key.data(), chain.data());
@@ -109,7 +103,7 @@ TEST_P(Rijndael, ChainedBlocksOfThePublishedExample)
     EXPECT_EQ(plain, to_hex(back));
 }
 
-TEST_P(Rijndael, TenThousandBlocksInAChain)
+TEST(Rijndael, TenThousandBlocksInAChain)
 {
     struct Row {
         Bytes key;
@@ -131,7 +125,7 @@ TEST_P(Rijndael, TenThousandBlocksInAChain)
     }
 }
 
-TEST_P(Rijndael, InputAndOutputMayBeTheSameMemory)
+TEST(Rijndael, InputAndOutputMayBeTheSameMemory)
 {
     CRijndael cipher;
     cipher.MakeKey(key.data(), chain.data());
@@ -143,7 +137,7 @@ TEST_P(Rijndael, InputAndOutputMayBeTheSameMemory)
     EXPECT_EQ(plain, to_hex(both));
 }
 
-TEST_P(Rijndael, TheChainRunsOnFromCallToCall)
+TEST(Rijndael, TheChainRunsOnFromCallToCall)
 {
     for (std::size_t first = 16; first < 64; first += 16) {
         CRijndael cipher;
@@ -159,7 +153,7 @@ TEST_P(Rijndael, TheChainRunsOnFromCallToCall)
     }
 }
 
-TEST_P(Rijndael, BlocksAloneLeaveTheChain)
+TEST(Rijndael, BlocksAloneLeaveTheChain)
 {
     CRijndael cipher;
     cipher.MakeKey(key.data(), chain.data());
@@ -172,7 +166,7 @@ TEST_P(Rijndael, BlocksAloneLeaveTheChain)
     EXPECT_EQ(cbc_cipher, to_hex(bytes));
 }
 
-TEST_P(Rijndael, WithoutAKeyNothingIsDone)
+TEST(Rijndael, WithoutAKeyNothingIsDone)
 {
     CRijndael cipher;
     const Bytes in(16, 0x11);
@@ -187,7 +181,7 @@ TEST_P(Rijndael, WithoutAKeyNothingIsDone)
     EXPECT_EQ(before, out);
 }
 
-TEST_P(Rijndael, PartialBlocksAndNoBytesAreRefused)
+TEST(Rijndael, PartialBlocksAndNoBytesAreRefused)
 {
     CRijndael cipher;
     cipher.MakeKey(key.data(), chain.data());
@@ -201,7 +195,7 @@ TEST_P(Rijndael, PartialBlocksAndNoBytesAreRefused)
     EXPECT_EQ(cbc_cipher, to_hex(bytes)) << "the chain is as it was";
 }
 
-TEST_P(Rijndael, ANullKeyIsRefusedAndTheKeyBeforeStays)
+TEST(Rijndael, ANullKeyIsRefusedAndTheKeyBeforeStays)
 {
     CRijndael cipher;
     Bytes bytes = from_hex(plain);
@@ -214,7 +208,7 @@ TEST_P(Rijndael, ANullKeyIsRefusedAndTheKeyBeforeStays)
     EXPECT_EQ(cbc_cipher, to_hex(bytes));
 }
 
-TEST_P(Rijndael, ANullChainStandsForZeros)
+TEST(Rijndael, ANullChainStandsForZeros)
 {
     CRijndael cipher;
     cipher.MakeKey(key.data(), chain.data());
@@ -224,7 +218,7 @@ TEST_P(Rijndael, ANullChainStandsForZeros)
     EXPECT_EQ(example_cipher, to_hex(bytes));
 }
 
-TEST_P(Rijndael, ANewKeyServesBothDirections)
+TEST(Rijndael, ANewKeyServesBothDirections)
 {
     CRijndael cipher;
     cipher.MakeKey(key.data(), chain.data());
@@ -240,7 +234,7 @@ TEST_P(Rijndael, ANewKeyServesBothDirections)
     EXPECT_EQ(example_cipher, to_hex(bytes));
 }
 
-TEST_P(Rijndael, EveryAlignmentGivesTheSameBytes)
+TEST(Rijndael, EveryAlignmentGivesTheSameBytes)
 {
     for (std::size_t offset = 0; offset < 8; ++offset) {
         CRijndael cipher;
@@ -254,7 +248,7 @@ TEST_P(Rijndael, EveryAlignmentGivesTheSameBytes)
     }
 }
 
-TEST_P(Rijndael, WipeLeavesZeros)
+TEST(Rijndael, WipeLeavesZeros)
 {
     std::array<unsigned char, 64> bytes;
     bytes.fill(0xEE);

@@ -1,6 +1,7 @@
 // What SHA-1 costs beside other ways, in the same run. The argument is the message's bytes.
 //
 //   Hash           cSHA1, the message in one piece
+//   HashPortable   the same without the processor's SHA instructions
 //   HashWide       the same as a wide text
 //   HashTextbook   the standard's steps, a byte at a time
 //   HashOpenSsl    SHA1_Init, SHA1_Update, SHA1_Final
@@ -10,6 +11,7 @@
 // when it is told that the processor has neither these nor vectors:
 //   OPENSSL_ia32cap='~0x1200020000000000:~0x20000128' util_bench --benchmark_filter=Hash
 
+#include <KRCommon/kernels/Kernels_testing.h>
 #include <KRCommon/util/SHA1.h>
 
 #include <benchmark/benchmark.h>
@@ -53,6 +55,12 @@ void Hash(benchmark::State& state)
         benchmark::DoNotOptimize(digest);
     }
     count_bytes(state);
+}
+
+void HashPortable(benchmark::State& state)
+{
+    const kr_internal::Forced_Kernels portable({});
+    Hash(state);
 }
 
 void HashWide(benchmark::State& state)
@@ -159,6 +167,7 @@ void sizes(benchmark::internal::Benchmark* benchmark)
 } // namespace
 
 BENCHMARK(Hash)->Apply(sizes);
+BENCHMARK(HashPortable)->Apply(sizes);
 BENCHMARK(HashWide)->Apply(sizes);
 BENCHMARK(HashTextbook)->Apply(sizes);
 

@@ -3,11 +3,13 @@
 //   EncryptString, DecryptString    a text; the argument is its characters
 //     ...OpenSsl                    the same steps on a context of EVP_aes_256_cbc per call
 //   ChainEncrypt, ChainDecrypt      key set-up and a message; the argument is its bytes
+//     ...Portable                 without the processor's AES instructions
 //     ...OpenSslTables              AES_set_..._key and AES_cbc_encrypt, tables without AES-NI
 //     ...OpenSslEvp                 a new context of EVP_aes_256_cbc, which takes AES-NI
 //   BlockEncrypt, BlockDecrypt      one block with a key that is there
 //     ...OpenSslTables              AES_encrypt, AES_decrypt
 
+#include <KRCommon/kernels/Kernels_testing.h>
 #include <KRCommon/util/Rijndael.h>
 #include <KRCommon/util/String_Encryption.h>
 
@@ -92,6 +94,18 @@ void ChainDecrypt(benchmark::State& state)
     }
 }
 
+void ChainEncryptPortable(benchmark::State& state)
+{
+    const kr_internal::Forced_Kernels portable({});
+    ChainEncrypt(state);
+}
+
+void ChainDecryptPortable(benchmark::State& state)
+{
+    const kr_internal::Forced_Kernels portable({});
+    ChainDecrypt(state);
+}
+
 void BlockEncrypt(benchmark::State& state)
 {
     Bytes block = random_bytes(16);
@@ -123,6 +137,8 @@ BENCHMARK(EncryptString)->Arg(7)->Arg(16)->Arg(64);
 BENCHMARK(DecryptString)->Arg(7)->Arg(15)->Arg(63);
 BENCHMARK(ChainEncrypt)->Apply(sizes);
 BENCHMARK(ChainDecrypt)->Apply(sizes);
+BENCHMARK(ChainEncryptPortable)->Apply(sizes);
+BENCHMARK(ChainDecryptPortable)->Apply(sizes);
 BENCHMARK(BlockEncrypt);
 BENCHMARK(BlockDecrypt);
 

@@ -10,6 +10,7 @@
 //   FormatGuid     kr_to_string of an identifier
 //   ParseGuid      kr_to_guid
 //     ...Ace       ACE_Utils::UUID
+//     ...Libuuid   uuid_unparse_lower into a new string, uuid_parse
 //   Split/n/m      kr_split of n pieces of m characters into a new vector; "each" is one piece
 //     ...Find      find and substr
 //     ...Absl      absl::StrSplit
@@ -38,6 +39,12 @@
 #include <absl/strings/str_split.h>
 #endif
 
+#if __has_include(<uuid/uuid.h>)
+#define KR_BENCH_LIBUUID
+#include <uuid/uuid.h>
+#endif
+
+#include <array>
 #include <cstdint>
 #include <random>
 #include <regex>
@@ -432,5 +439,41 @@ BENCHMARK(HexAbsl)->Apply(hex_sizes);
 BENCHMARK(HexDecodeAbsl)->Apply(hex_sizes);
 BENCHMARK(SplitAbsl)->Args({10, 6})->Args({1'000, 6})->Args({100, 40});
 BENCHMARK(LowerAbsl)->Arg(20)->Arg(1 << 10)->Arg(1 << 16);
+
+#endif
+
+#ifdef KR_BENCH_LIBUUID
+
+namespace {
+
+// Of the bytes as they lie in the GUID: other digits, the same work.
+std::string libuuid_text(const KR_GUID& guid)
+{
+    char text[37];
+    uuid_unparse_lower(reinterpret_cast<const unsigned char*>(&guid), text);
+    return text;
+}
+
+std::array<unsigned char, 16> libuuid_bytes(const std::string& text)
+{
+    std::array<unsigned char, 16> bytes{};
+    uuid_parse(text.c_str(), bytes.data());
+    return bytes;
+}
+
+void FormatGuidLibuuid(benchmark::State& state)
+{
+    each(state, guids().values, libuuid_text);
+}
+
+void ParseGuidLibuuid(benchmark::State& state)
+{
+    each(state, guids().texts, libuuid_bytes);
+}
+
+} // namespace
+
+BENCHMARK(FormatGuidLibuuid);
+BENCHMARK(ParseGuidLibuuid);
 
 #endif
