@@ -10,6 +10,7 @@
 /// constants are arrays of bytes, since a vector would be filled by instructions before main.
 
 #include <cstddef>
+#include <cstdint>
 
 namespace kr_internal {
 
@@ -18,5 +19,21 @@ void encode_hex_sse2(const unsigned char* data, std::size_t size, char* out) noe
 
 void encode_base64_portable(const unsigned char* data, std::size_t size, char* out) noexcept;
 std::size_t decode_base64_portable(const char* text, std::size_t size, unsigned char* out) noexcept;
+
+void rgb_to_hsv_portable(const std::uint32_t* colors, std::size_t count, std::int32_t* hues,
+                         float* saturations, float* values) noexcept;
+void rgb_to_hsv_sse2(const std::uint32_t* colors, std::size_t count, std::int32_t* hues,
+                     float* saturations, float* values) noexcept;
+void rgb_to_hsv_avx2(const std::uint32_t* colors, std::size_t count, std::int32_t* hues,
+                     float* saturations, float* values) noexcept;
+void rgb_to_hsv_avx512(const std::uint32_t* colors, std::size_t count, std::int32_t* hues,
+                       float* saturations, float* values) noexcept;
+
+void hsv_to_rgb_portable(const std::int32_t* hues, const float* saturations, const float* values,
+                         std::size_t count, std::uint32_t* colors) noexcept;
+void hsv_to_rgb_sse2(const std::int32_t* hues, const float* saturations, const float* values,
+                     std::size_t count, std::uint32_t* colors) noexcept;
+void hsv_to_rgb_avx2(const std::int32_t* hues, const float* saturations, const float* values,
+                     std::size_t count, std::uint32_t* colors) noexcept;
 
 } // namespace kr_internal

@@ -18,6 +18,7 @@
 #include <array>
 #include <atomic>
 #include <cstddef>
+#include <cstdint>
 
 namespace kr_internal {
 
@@ -41,6 +42,16 @@ struct Kernels {
     /// returns  characters decoded, a multiple of 4: fewer than size / 4 * 4 only when the group
     ///          after them has a character outside of the alphabet
     std::size_t (*decode_base64)(const char* text, std::size_t size, unsigned char* out) noexcept;
+
+    /// Colours from RGB to HSV as KR_Colors::rgb_to_hsv() does.
+    /// colors   red in bits 0-7, green in 8-15, blue in 16-23; the other bits do not matter
+    /// hues, saturations, values   as many as colors
+    void (*rgb_to_hsv)(const std::uint32_t* colors, std::size_t count, std::int32_t* hues,
+                       float* saturations, float* values) noexcept;
+
+    /// Back, as KR_Colors::hsv_to_rgb() does; the top 8 bits of each of the colors are 0.
+    void (*hsv_to_rgb)(const std::int32_t* hues, const float* saturations, const float* values,
+                       std::size_t count, std::uint32_t* colors) noexcept;
 };
 
 /// The table that is in use; null before the first use.
