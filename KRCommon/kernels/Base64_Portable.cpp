@@ -57,6 +57,14 @@ void encode_base64_portable(const unsigned char* data, std::size_t size, char* o
     }
 }
 
+void encode_base64_lines_portable(const unsigned char* data, std::size_t lines, char* out) noexcept
+{
+    for (; lines > 0; --lines, data += base64_line_bytes, out += base64_line_characters + 1) {
+        encode_base64_portable(data, base64_line_bytes, out);
+        out[base64_line_characters] = '\n';
+    }
+}
+
 namespace {
 
 // A group's three bytes, first byte lowest, are the sum of four entries, one for each place and
@@ -113,6 +121,20 @@ std::size_t decode_base64_portable(const char* text, std::size_t size, unsigned 
         put_bytes(out, group, 3);
     }
     return done;
+}
+
+std::size_t decode_base64_lines_portable(const char* text, std::size_t size,
+                                         unsigned char* out) noexcept
+{
+    std::size_t lines = 0;
+    for (; size > base64_line_characters && text[base64_line_characters] == '\n'; ++lines) {
+        if (decode_base64_portable(text, base64_line_characters, out) != base64_line_characters)
+            break;
+        text += base64_line_characters + 1;
+        size -= base64_line_characters + 1;
+        out += base64_line_bytes;
+    }
+    return lines;
 }
 
 } // namespace kr_internal

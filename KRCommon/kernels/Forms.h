@@ -9,6 +9,8 @@
 /// for every processor, whichever copy of it the linker keeps. Lambdas do not inherit the attribute;
 /// constants are arrays of bytes, since a vector would be filled by instructions before main.
 
+#include <KRCommon/text/Base64_Lines.h>
+
 #include <cstddef>
 #include <cstdint>
 
@@ -18,7 +20,28 @@ void encode_hex_portable(const unsigned char* data, std::size_t size, char* out)
 void encode_hex_sse2(const unsigned char* data, std::size_t size, char* out) noexcept;
 
 void encode_base64_portable(const unsigned char* data, std::size_t size, char* out) noexcept;
+void encode_base64_ssse3(const unsigned char* data, std::size_t size, char* out) noexcept;
+void encode_base64_avx2(const unsigned char* data, std::size_t size, char* out) noexcept;
+void encode_base64_avx512(const unsigned char* data, std::size_t size, char* out) noexcept;
+
+void encode_base64_lines_portable(const unsigned char* data, std::size_t lines, char* out) noexcept;
+void encode_base64_lines_ssse3(const unsigned char* data, std::size_t lines, char* out) noexcept;
+void encode_base64_lines_avx2(const unsigned char* data, std::size_t lines, char* out) noexcept;
+void encode_base64_lines_avx512(const unsigned char* data, std::size_t lines, char* out) noexcept;
+
 std::size_t decode_base64_portable(const char* text, std::size_t size, unsigned char* out) noexcept;
+std::size_t decode_base64_ssse3(const char* text, std::size_t size, unsigned char* out) noexcept;
+std::size_t decode_base64_avx2(const char* text, std::size_t size, unsigned char* out) noexcept;
+std::size_t decode_base64_avx512(const char* text, std::size_t size, unsigned char* out) noexcept;
+
+std::size_t decode_base64_lines_portable(const char* text, std::size_t size,
+                                         unsigned char* out) noexcept;
+std::size_t decode_base64_lines_ssse3(const char* text, std::size_t size,
+                                      unsigned char* out) noexcept;
+std::size_t decode_base64_lines_avx2(const char* text, std::size_t size,
+                                     unsigned char* out) noexcept;
+std::size_t decode_base64_lines_avx512(const char* text, std::size_t size,
+                                       unsigned char* out) noexcept;
 
 void rgb_to_hsv_portable(const std::uint32_t* colors, std::size_t count, std::int32_t* hues,
                          float* saturations, float* values) noexcept;

@@ -38,6 +38,8 @@ constexpr Kernels make_kernels(Instruction_Set set)
     table.encode_hex = encode_hex_portable;
     table.encode_base64 = encode_base64_portable;
     table.decode_base64 = decode_base64_portable;
+    table.encode_base64_lines = encode_base64_lines_portable;
+    table.decode_base64_lines = decode_base64_lines_portable;
     table.rgb_to_hsv = rgb_to_hsv_portable;
     table.hsv_to_rgb = hsv_to_rgb_portable;
 #ifndef KR_PORTABLE
@@ -46,11 +48,25 @@ constexpr Kernels make_kernels(Instruction_Set set)
         table.rgb_to_hsv = rgb_to_hsv_sse2;
         table.hsv_to_rgb = hsv_to_rgb_sse2;
     }
+    if (set.level >= Level::ssse3) {
+        table.encode_base64 = encode_base64_ssse3;
+        table.decode_base64 = decode_base64_ssse3;
+        table.encode_base64_lines = encode_base64_lines_ssse3;
+        table.decode_base64_lines = decode_base64_lines_ssse3;
+    }
     if (set.level >= Level::avx2) {
+        table.encode_base64 = encode_base64_avx2;
+        table.decode_base64 = decode_base64_avx2;
+        table.encode_base64_lines = encode_base64_lines_avx2;
+        table.decode_base64_lines = decode_base64_lines_avx2;
         table.rgb_to_hsv = rgb_to_hsv_avx2;
         table.hsv_to_rgb = hsv_to_rgb_avx2;
     }
     if (set.level >= Level::avx512) {
+        table.encode_base64 = encode_base64_avx512;
+        table.decode_base64 = decode_base64_avx512;
+        table.encode_base64_lines = encode_base64_lines_avx512;
+        table.decode_base64_lines = decode_base64_lines_avx512;
         table.rgb_to_hsv = rgb_to_hsv_avx512;
     }
 #endif

@@ -14,6 +14,7 @@
 /// Threads: any thread at any time, without a lock. Nothing here throws, logs or takes memory.
 
 #include <KRCommon/kernels/Instruction_Set.h>
+#include <KRCommon/text/Base64_Lines.h>
 
 #include <array>
 #include <atomic>
@@ -42,6 +43,18 @@ struct Kernels {
     /// returns  characters decoded, a multiple of 4: fewer than size / 4 * 4 only when the group
     ///          after them has a character outside of the alphabet
     std::size_t (*decode_base64)(const char* text, std::size_t size, unsigned char* out) noexcept;
+
+    /// The same for lines of 76 characters, 57 bytes, and a line feed each.
+    /// data     57 bytes for each line
+    /// out      77 characters for each line
+    void (*encode_base64_lines)(const unsigned char* data, std::size_t lines, char* out) noexcept;
+
+    /// Decodes such lines up to the first piece of the text that is none.
+    /// out      57 bytes for each line that is decoded. After them no byte is touched but those that
+    ///          decode_base64 would write next.
+    /// returns  how many lines were decoded
+    std::size_t (*decode_base64_lines)(const char* text, std::size_t size,
+                                       unsigned char* out) noexcept;
 
     /// Colours from RGB to HSV as KR_Colors::rgb_to_hsv() does.
     /// colors   red in bits 0-7, green in 8-15, blue in 16-23; the other bits do not matter

@@ -30,6 +30,7 @@ constexpr std::array<signed char, 128> make_values()
 constexpr std::array<signed char, 128> values = make_values();
 
 constexpr std::size_t line_bytes = kr_internal::base64_line_bytes;
+constexpr std::size_t line_characters = kr_internal::base64_line_characters;
 
 // The one or two bytes after the last whole group.
 void encode_rest(const unsigned char* data, std::size_t length, char* out)
@@ -55,11 +56,10 @@ char* encode_line(const unsigned char* data, std::size_t length, char* out)
 
 char* encode_lines(const unsigned char* data, std::size_t length, char* out)
 {
-    for (; length > line_bytes; length -= line_bytes, data += line_bytes) {
-        out = encode_line(data, line_bytes, out);
-        *out++ = '\n';
-    }
-    return encode_line(data, length, out);
+    const std::size_t breaks = length == 0 ? 0 : (length - 1) / line_bytes;
+    kernels().encode_base64_lines(data, breaks, out);
+    const std::size_t done = breaks * line_bytes;
+    return encode_line(data + done, length - done, out + breaks * (line_characters + 1));
 }
 
 char* encode_data(const unsigned char* data, std::size_t length, char* out, bool line_breaks)
@@ -201,11 +201,22 @@ std::size_t decode_group(std::string_view text, std::size_t at, unsigned char* o
     return count;
 }
 
+bool is_line_feed_at(std::string_view text, std::size_t at)
+{
+    return at < text.size() && text[at] == '\n';
+}
+
 // Never writes past the bytes that it counts.
 std::size_t decode_text(std::string_view text, unsigned char* out)
 {
     std::size_t count = 0;
     for (std::size_t at = 0;;) {
+        if (is_line_feed_at(text, at + line_characters)) {
+            const std::size_t lines =
+                kernels().decode_base64_lines(text.data() + at, text.size() - at, out + count);
+            count += lines * line_bytes;
+            at += lines * (line_characters + 1);
+        }
         const std::size_t run =
             kernels().decode_base64(text.data() + at, text.size() - at, out + count);
         count += run / 4 * 3;

@@ -8,6 +8,8 @@
 /// Threads: no state, any thread at any time. What does not fit is a lack of memory: of the
 /// standard library's two exceptions only std::bad_alloc leaves the library.
 
+#include <KRCommon/text/Base64_Lines.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <limits>
@@ -21,9 +23,6 @@ constexpr std::uint64_t hex_size(std::uint64_t bytes) noexcept
 {
     return 2 * bytes;
 }
-
-constexpr std::uint64_t base64_line_bytes = 57;
-constexpr std::uint64_t base64_line_characters = 76;
 
 /// Characters of so many bytes in Base64, with or without a line feed between lines of 76.
 constexpr std::uint64_t base64_size(std::uint64_t bytes, bool line_breaks) noexcept
