@@ -95,7 +95,8 @@ template <std::size_t Lanes, typename Floats, typename Ints>
 {
     using Doubles = typename Vectors<Lanes>::Doubles;
     constexpr float beyond = 8'421'505.0F; // the first float that is too large
-    const Floats fitting = (components > -beyond) & (components < beyond) ? components : Floats{};
+    const Ints fits = (components > -beyond) & (components < beyond);
+    const Floats fitting = fits ? components : Floats{};
     const Doubles scaled = __builtin_convertvector(fitting, Doubles) * 255.0;
     bytes = __builtin_convertvector(scaled, Ints) & 255;
 }
@@ -123,9 +124,9 @@ template <std::size_t Lanes>
     const Ints is_3 = i == 3;
     const Ints is_4 = i == 4;
 
-    // One component is v, one p, and the third one t where i is even, else q.
+    // One component is v, one p, and the third one t where i is 0, 2 or 4, else q.
     const Floats p = (1.0F - saturation) * v;
-    const Floats q_or_t = (1.0F - (is_0 | is_2 | is_4 ? 1.0F - f : f) * saturation) * v;
+    const Floats q_or_t = (1.0F - ((is_0 | is_2 | is_4) ? 1.0F - f : f) * saturation) * v;
     const Ints is_grey = (saturation == 0.0F) | (hue == -1);
     Ints v_byte;
     Ints p_byte;
@@ -133,9 +134,9 @@ template <std::size_t Lanes>
     get_bytes<Lanes, Floats, Ints>(v, v_byte);
     get_bytes<Lanes, Floats, Ints>(is_grey ? v : p, p_byte);
     get_bytes<Lanes, Floats, Ints>(is_grey ? v : q_or_t, q_or_t_byte);
-    const Ints red = is_1 | is_4 ? q_or_t_byte : is_2 | is_3 ? p_byte : v_byte;
-    const Ints green = is_1 | is_2 ? v_byte : is_0 | is_3 ? q_or_t_byte : p_byte;
-    const Ints blue = is_3 | is_4 ? v_byte : is_0 | is_1 ? p_byte : q_or_t_byte;
+    const Ints red = (is_1 | is_4) ? q_or_t_byte : (is_2 | is_3) ? p_byte : v_byte;
+    const Ints green = (is_1 | is_2) ? v_byte : (is_0 | is_3) ? q_or_t_byte : p_byte;
+    const Ints blue = (is_3 | is_4) ? v_byte : (is_0 | is_1) ? p_byte : q_or_t_byte;
     const Ints numbers = red | green << 8 | blue << 16;
     std::memcpy(colors, &numbers, sizeof numbers);
 }
