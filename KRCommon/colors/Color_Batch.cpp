@@ -199,22 +199,25 @@ private:
         }
     }
 
-    // Four masks at once. Bit n of all eight bytes goes to their lowest bits, and sums of these fit
-    // in the bytes: those of the low bytes are preset n's, the others preset n + 8's.
+    // Four masks at once: bit n of all eight bytes goes to their lowest bits, and their sums fit in
+    // the bytes. Those of the low bytes are preset n's, the others preset n + 8's.
     void count_presets(const std::array<std::uint16_t, block_size>& masks) noexcept
     {
         constexpr std::size_t at_once = 4;
         static_assert(block_size / at_once < 256);
-        std::array<std::uint64_t, 8> sums{};
-        for (std::size_t i = 0; i < block_size; i += at_once) {
-            std::uint64_t four = 0;
-            std::memcpy(&four, &masks[i], sizeof four);
-            for (std::size_t bit = 0; bit < sums.size(); ++bit)
-                sums[bit] += four >> bit & 0x0101'0101'0101'0101U;
+        std::array<std::uint64_t, block_size / at_once> fours;
+        static_assert(sizeof fours == sizeof masks);
+        std::memcpy(fours.data(), masks.data(), sizeof fours);
+        for (std::size_t n = 0; n < 8; ++n) {
+            std::uint64_t sums = 0;
+            for (const std::uint64_t four : fours)
+                sums += four >> n & 0x0101'0101'0101'0101U;
+            for (; sums != 0; sums >>= 16) {
+                histogram_.presets[n] += sums & 0xFFU;
+                if (n + 8 < histogram_.presets.size())
+                    histogram_.presets[n + 8] += sums >> 8 & 0xFFU;
+            }
         }
-        for (std::size_t i = 0; i < histogram_.presets.size(); ++i)
-            for (std::size_t lane = 0; lane < at_once; ++lane)
-                histogram_.presets[i] += sums[i % 8] >> (16 * lane + i / 8 * 8) & 0xFFU;
     }
 
     const Range_Lists& ranges_;
