@@ -9,6 +9,9 @@
 
 include(GoogleTest)
 
+# The folders whose benchmarks do without the libraries that they compare with, which Windows lacks.
+set(KR_WINDOWS_BENCHES util colors)
+
 macro(kr_use_googletest)
   set(BUILD_SHARED_LIBS OFF)
   set(INSTALL_GTEST OFF CACHE BOOL "" FORCE)
@@ -29,6 +32,23 @@ function(kr_test name)
                        PROPERTIES TIMEOUT 300 LABELS slow COST 1000)
 endfunction()
 
+# kr_test_with_instructions(NAME): runs the whole test program NAME once more with each set of
+# instructions; skipped where the processor lacks one.
+function(kr_test_with_instructions name)
+  set(sets portable)
+  if(NOT KR_PORTABLE)
+    list(APPEND sets sse2 ssse3 "ssse3 sha aes" "avx2 sha aes" "avx512 sha aes")
+  endif()
+  target_sources(${name} PRIVATE ${PROJECT_SOURCE_DIR}/tests/support/Instructions_Environment.cpp)
+  foreach(set ${sets})
+    string(REPLACE " " "_" label ${set})
+    add_test(NAME Instructions.${name}.${label} COMMAND ${name} --gtest_filter=-*_Slow.*)
+    set_tests_properties(Instructions.${name}.${label} PROPERTIES TIMEOUT 300
+      ENVIRONMENT "KR_INSTRUCTIONS=${set}"
+      SKIP_REGULAR_EXPRESSION "the processor has not all of: ${set}")
+  endforeach()
+endfunction()
+
 # kr_bench(NAME SOURCES ... LIBRARIES ...): a Google Benchmark program.
 function(kr_bench name)
   cmake_parse_arguments(arg "" "" "SOURCES;LIBRARIES" ${ARGN})
@@ -46,7 +66,13 @@ function(kr_module name)
   if(KR_TESTS AND arg_TESTS)
     kr_test(${name}_tests SOURCES ${arg_TESTS} LIBRARIES krcommon_linked ${arg_TEST_LIBRARIES})
   endif()
+  if(WIN32 AND NOT name IN_LIST KR_WINDOWS_BENCHES)
+    set(arg_BENCHES "")
+  endif()
   if(KR_BENCHMARKS AND arg_BENCHES)
+    if(WIN32)
+      set(arg_BENCH_LIBRARIES "")
+    endif()
     kr_bench(${name}_bench SOURCES ${arg_BENCHES}
              LIBRARIES krcommon_linked ${arg_BENCH_LIBRARIES})
   endif()

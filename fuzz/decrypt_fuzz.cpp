@@ -1,10 +1,13 @@
-// Any bytes as a cipher text; then as a plain text, of which must come back what the rules say.
+// Any bytes as a cipher text; then as a plain text, of which must come back what the rules say. With
+// each set of instructions that the processor has, all giving the same texts.
 
+#include <KRCommon/kernels/Kernels_testing.h>
 #include <KRCommon/util/String_Encryption.h>
 
 #include <cstdint>
 #include <cstdlib>
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -62,13 +65,29 @@ void require_patched(const std::string& input)
     require_decrypted(hex);
 }
 
+// Both results of the portable forms.
+void require_the_same(const std::string& input)
+{
+    const std::string hex = encrypt_string(input);
+    const std::string plain = decrypt_string(input);
+    const kr_internal::Forced_Kernels portable{{}};
+    require(hex == encrypt_string(input));
+    require(plain == decrypt_string(input));
+}
+
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
     const std::string input(data, data + size);
-    require_decrypted(input);
-    require_round_trip(input);
-    require_patched(input);
+    static const std::vector<kr_internal::Instruction_Set> sets =
+        kr_internal::present_instruction_sets();
+    for (const kr_internal::Instruction_Set set : sets) {
+        const kr_internal::Forced_Kernels forced(set);
+        require_decrypted(input);
+        require_round_trip(input);
+        require_patched(input);
+        require_the_same(input);
+    }
     return 0;
 }

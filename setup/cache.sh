@@ -15,11 +15,18 @@ ACE_ROOT_WINDOWS=$CACHE/ace-$ACE_VERSION-x86-mingw-r$ACE_RECIPE
 SQLITE_RECIPE=1
 SQLITE_ROOT_WINDOWS=$CACHE/sqlite-3-x86-mingw-r$SQLITE_RECIPE
 
+BENCHMARK_RECIPE=1
+BENCHMARK_ROOT_WINDOWS=$CACHE/benchmark-1.7-x86-mingw-r$BENCHMARK_RECIPE
+
 if [ "${0##*/}" = cache.sh ]; then
     case ${1:-} in
     CACHE) echo "$CACHE" ;;
     ACE_ROOT_WINDOWS) echo "$ACE_ROOT_WINDOWS" ;;
     SQLITE_ROOT_WINDOWS) echo "$SQLITE_ROOT_WINDOWS" ;;
-    *) echo "usage: $0 CACHE|ACE_ROOT_WINDOWS|SQLITE_ROOT_WINDOWS" >&2 && exit 2 ;;
+    BENCHMARK_ROOT_WINDOWS) echo "$BENCHMARK_ROOT_WINDOWS" ;;
+    *)
+        echo "usage: $0 CACHE|ACE_ROOT_WINDOWS|SQLITE_ROOT_WINDOWS|BENCHMARK_ROOT_WINDOWS" >&2
+        exit 2
+        ;;
     esac
 fi

@@ -6,6 +6,7 @@
 #   linux             library, tests and examples for Linux
 #   windows           the same for Windows: 32-bit Wine, SQLite built for it; and the part linux
 #   bench             the benchmarks and the libraries that they compare with
+#   windows-bench     the benchmarks for Windows, Google Benchmark built for it
 #   clang             the second compiler, and the tests
 #   fuzz              clang with libFuzzer
 #   coverage          gcovr, and the tests
@@ -109,6 +110,9 @@ packages_of() {
         list=("${linux[@]}" "${WINDOWS_LIBRARY_PACKAGES[@]}" "${WINE_PACKAGES[@]}"
               "${WINDOWS_EXAMPLE_PACKAGES[@]}")
         ;;
+    windows-bench)
+        list=("${LIBRARY_PACKAGES[@]}" "${WINDOWS_LIBRARY_PACKAGES[@]}" "${WINE_PACKAGES[@]}")
+        ;;
     bench) list=("${LIBRARY_PACKAGES[@]}" "${BENCH_PACKAGES[@]}") ;;
     clang) list=("${LIBRARY_PACKAGES[@]}" "${TEST_PACKAGES[@]}" "${CLANG_PACKAGES[@]}") ;;
     fuzz) list=("${LIBRARY_PACKAGES[@]}" "${FUZZ_PACKAGES[@]}") ;;
@@ -126,12 +130,16 @@ packages_of() {
 # What a part needs beside packages.
 build_for() {
     case $1 in
-    windows | windows-library) "$here/build-ace-windows.sh" ;;
+    windows | windows-library | windows-bench) "$here/build-ace-windows.sh" ;;
     esac
     case $1 in
     windows)
         "$here/build-sqlite-windows.sh"
         "$here/wine-run.sh" cmd /c ver >/dev/null # makes the Wine prefix: 15 s the first time
+        ;;
+    windows-bench)
+        "$here/build-benchmark-windows.sh"
+        "$here/wine-run.sh" cmd /c ver >/dev/null
         ;;
     demo) fetch_recording ;;
     esac

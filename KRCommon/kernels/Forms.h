@@ -18,6 +18,11 @@ namespace kr_internal {
 
 void encode_hex_portable(const unsigned char* data, std::size_t size, char* out) noexcept;
 void encode_hex_sse2(const unsigned char* data, std::size_t size, char* out) noexcept;
+void encode_hex_ssse3(const unsigned char* data, std::size_t size, char* out) noexcept;
+void encode_hex_avx2(const unsigned char* data, std::size_t size, char* out) noexcept;
+
+std::size_t decode_hex_portable(const char* text, std::size_t size, unsigned char* out) noexcept;
+std::size_t decode_hex_ssse3(const char* text, std::size_t size, unsigned char* out) noexcept;
 
 void encode_base64_portable(const unsigned char* data, std::size_t size, char* out) noexcept;
 void encode_base64_ssse3(const unsigned char* data, std::size_t size, char* out) noexcept;
@@ -58,5 +63,22 @@ void hsv_to_rgb_sse2(const std::int32_t* hues, const float* saturations, const f
                      std::size_t count, std::uint32_t* colors) noexcept;
 void hsv_to_rgb_avx2(const std::int32_t* hues, const float* saturations, const float* values,
                      std::size_t count, std::uint32_t* colors) noexcept;
+
+void compress_sha1_portable(std::uint32_t* h, const unsigned char* data,
+                            std::size_t blocks) noexcept;
+void compress_sha1_sha(std::uint32_t* h, const unsigned char* data, std::size_t blocks) noexcept;
+
+void expand_aes_key_portable(const unsigned char* key, std::uint32_t* keys) noexcept;
+void expand_aes_key_aes(const unsigned char* key, std::uint32_t* keys) noexcept;
+void invert_aes_keys_portable(const std::uint32_t* keys, std::uint32_t* inverse) noexcept;
+void invert_aes_keys_aes(const std::uint32_t* keys, std::uint32_t* inverse) noexcept;
+void encrypt_aes_portable(const std::uint32_t* keys, unsigned char* chain, const unsigned char* in,
+                          unsigned char* out, std::size_t blocks) noexcept;
+void encrypt_aes_aes(const std::uint32_t* keys, unsigned char* chain, const unsigned char* in,
+                     unsigned char* out, std::size_t blocks) noexcept;
+void decrypt_aes_portable(const std::uint32_t* keys, unsigned char* chain, const unsigned char* in,
+                          unsigned char* out, std::size_t blocks) noexcept;
+void decrypt_aes_aes(const std::uint32_t* keys, unsigned char* chain, const unsigned char* in,
+                     unsigned char* out, std::size_t blocks) noexcept;
 
 } // namespace kr_internal

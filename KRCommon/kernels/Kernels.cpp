@@ -36,12 +36,18 @@ constexpr Kernels make_kernels(Instruction_Set set)
     table.instructions = set;
     table.name = name_of(set);
     table.encode_hex = encode_hex_portable;
+    table.decode_hex = decode_hex_portable;
     table.encode_base64 = encode_base64_portable;
     table.decode_base64 = decode_base64_portable;
     table.encode_base64_lines = encode_base64_lines_portable;
     table.decode_base64_lines = decode_base64_lines_portable;
     table.rgb_to_hsv = rgb_to_hsv_portable;
     table.hsv_to_rgb = hsv_to_rgb_portable;
+    table.compress_sha1 = compress_sha1_portable;
+    table.expand_aes_key = expand_aes_key_portable;
+    table.invert_aes_keys = invert_aes_keys_portable;
+    table.encrypt_aes = encrypt_aes_portable;
+    table.decrypt_aes = decrypt_aes_portable;
 #ifndef KR_PORTABLE
     if (set.level >= Level::sse2) {
         table.encode_hex = encode_hex_sse2;
@@ -49,12 +55,15 @@ constexpr Kernels make_kernels(Instruction_Set set)
         table.hsv_to_rgb = hsv_to_rgb_sse2;
     }
     if (set.level >= Level::ssse3) {
+        table.encode_hex = encode_hex_ssse3;
+        table.decode_hex = decode_hex_ssse3;
         table.encode_base64 = encode_base64_ssse3;
         table.decode_base64 = decode_base64_ssse3;
         table.encode_base64_lines = encode_base64_lines_ssse3;
         table.decode_base64_lines = decode_base64_lines_ssse3;
     }
     if (set.level >= Level::avx2) {
+        table.encode_hex = encode_hex_avx2;
         table.encode_base64 = encode_base64_avx2;
         table.decode_base64 = decode_base64_avx2;
         table.encode_base64_lines = encode_base64_lines_avx2;
@@ -68,6 +77,14 @@ constexpr Kernels make_kernels(Instruction_Set set)
         table.encode_base64_lines = encode_base64_lines_avx512;
         table.decode_base64_lines = decode_base64_lines_avx512;
         table.rgb_to_hsv = rgb_to_hsv_avx512;
+    }
+    if (set.sha)
+        table.compress_sha1 = compress_sha1_sha;
+    if (set.aes) {
+        table.expand_aes_key = expand_aes_key_aes;
+        table.invert_aes_keys = invert_aes_keys_aes;
+        table.encrypt_aes = encrypt_aes_aes;
+        table.decrypt_aes = decrypt_aes_aes;
     }
 #endif
     return table;

@@ -23,6 +23,9 @@
 
 namespace kr_internal {
 
+/// Words of the 15 round keys of AES with a key of 256 bits.
+inline constexpr std::size_t aes_key_words = 60;
+
 struct Kernels {
     Instruction_Set instructions;
     std::array<char, 24> name; ///< of the instructions, as kr_instructions() says it
@@ -31,6 +34,12 @@ struct Kernels {
     /// size     bytes of data
     /// out      2 * size characters
     void (*encode_hex)(const unsigned char* data, std::size_t size, char* out) noexcept;
+
+    /// Bytes from two digits of either case each, up to the first pair with another character.
+    /// size     bytes that 2 * size characters of text give
+    /// out      of the bytes after those that are returned none is touched
+    /// returns  bytes decoded
+    std::size_t (*decode_hex)(const char* text, std::size_t size, unsigned char* out) noexcept;
 
     /// Base64, RFC 4648 section 4: encodes whole groups, three bytes to four characters.
     /// size     bytes of data; what is left of it after the last whole group is not read
@@ -55,6 +64,30 @@ struct Kernels {
     /// returns  how many lines were decoded
     std::size_t (*decode_base64_lines)(const char* text, std::size_t size,
                                        unsigned char* out) noexcept;
+
+    /// SHA-1, FIPS 180-1 section 7: takes whole blocks into the state.
+    /// h        the five words of the state, changed
+    /// data     64 * blocks bytes
+    void (*compress_sha1)(std::uint32_t* h, const unsigned char* data, std::size_t blocks) noexcept;
+
+    /// AES with a key of 256 bits, FIPS 197 section 5.2: the round keys.
+    /// key      32 bytes
+    /// keys     aes_key_words words, with the lowest byte of each the first in the standard's order
+    void (*expand_aes_key)(const unsigned char* key, std::uint32_t* keys) noexcept;
+
+    /// FIPS 197 section 5.3.5: the round keys for decryption, the last first.
+    /// keys     of expand_aes_key
+    /// inverse  as many words
+    void (*invert_aes_keys)(const std::uint32_t* keys, std::uint32_t* inverse) noexcept;
+
+    /// Cipher-block chaining, SP 800-38A section 6.2.
+    /// keys     of expand_aes_key to encrypt, of invert_aes_keys to decrypt
+    /// chain    16 bytes: the cipher block before, which becomes the last one
+    /// in, out  16 * blocks bytes each, which may be the same memory
+    void (*encrypt_aes)(const std::uint32_t* keys, unsigned char* chain, const unsigned char* in,
+                        unsigned char* out, std::size_t blocks) noexcept;
+    void (*decrypt_aes)(const std::uint32_t* keys, unsigned char* chain, const unsigned char* in,
+                        unsigned char* out, std::size_t blocks) noexcept;
 
     /// Colours from RGB to HSV as KR_Colors::rgb_to_hsv() does.
     /// colors   red in bits 0-7, green in 8-15, blue in 16-23; the other bits do not matter

@@ -3,12 +3,15 @@
 //
 //   Encode, Decode               KR_Base64, into a string that is used again
 //   EncodeLines, DecodeLines     the same with line breaks
+//   ...:level                    all of these with one level of instructions
 //   EncodeLiteral, DecodeLiteral the rules a character at a time, appended
 //   EncodeOpenSsl, DecodeOpenSsl EVP_EncodeBlock, EVP_DecodeBlock
 //   EncodeLinesOpenSsl           EVP_EncodeUpdate, which breaks after 64 characters
 //   EncodeCopy, DecodeCopy       memcpy of as many bytes as come out, the limit
 
 #include <KRCommon/util/Base64.h>
+
+#include <tests/support/Kernel_Bench.h>
 
 #include <benchmark/benchmark.h>
 
@@ -175,6 +178,11 @@ void sizes(benchmark::internal::Benchmark* benchmark)
 {
     benchmark->Arg(100)->Arg(10'000)->Arg(1'000'000);
 }
+
+const bool are_registered = register_for_each_level("Encode", Encode, sizes) &&
+                            register_for_each_level("EncodeLines", EncodeLines, sizes) &&
+                            register_for_each_level("Decode", Decode, sizes) &&
+                            register_for_each_level("DecodeLines", DecodeLines, sizes);
 
 } // namespace
 

@@ -1,8 +1,7 @@
 #include <KRCommon/util/Rijndael.h>
 
-#include <KRCommon/util/Little_Endian.h>
+#include <KRCommon/kernels/Kernels.h>
 
-#include <array>
 #include <cstring>
 
 namespace kr_internal {
@@ -13,195 +12,9 @@ void wipe(void* memory, std::size_t size) noexcept
     asm volatile("" : : "r"(memory) : "memory"); // might read it, for all the compiler knows
 }
 
-namespace {
-
-// The field of FIPS 197, section 4.2: bytes as polynomials modulo x^8 + x^4 + x^3 + x + 1.
-constexpr unsigned times_x(unsigned a)
-{
-    return (a << 1 ^ (a >> 7) * 0x1B) & 0xFF;
-}
-
-constexpr unsigned multiply(unsigned a, unsigned b)
-{
-    unsigned product = 0;
-    for (; b != 0; b >>= 1, a = times_x(a))
-        if ((b & 1) != 0)
-            product ^= a;
-    return product;
-}
-
-using Bytes = std::array<std::uint8_t, 256>;
-
-constexpr unsigned rotate_byte(unsigned byte, unsigned bits)
-{
-    return (byte << bits | byte >> (8 - bits)) & 0xFF;
-}
-
-// FIPS 197, section 5.1.1: the inverse, 0 for 0, and an affine step.
-constexpr Bytes make_s_box()
-{
-    Bytes box{};
-    box[0] = 0x63;
-    // 3 generates all non-zero elements, and 0xF6 is its inverse.
-    unsigned element = 1;
-    unsigned inverse = 1;
-    for (int i = 0; i < 255; ++i) {
-        const unsigned affine = inverse ^ rotate_byte(inverse, 1) ^ rotate_byte(inverse, 2) ^
-                                rotate_byte(inverse, 3) ^ rotate_byte(inverse, 4) ^ 0x63;
-        box[element] = static_cast<std::uint8_t>(affine);
-        element ^= times_x(element);
-        inverse = multiply(inverse, 0xF6);
-    }
-    return box;
-}
-
-constexpr Bytes s_box = make_s_box();
-
-constexpr Bytes make_inverse_s_box()
-{
-    Bytes box{};
-    for (unsigned i = 0; i < 256; ++i)
-        box[s_box[i]] = static_cast<std::uint8_t>(i);
-    return box;
-}
-
-constexpr Bytes inverse_s_box = make_inverse_s_box();
-
-// What a byte adds to its column, by its row: substitution and mixing in one. Columns are words
-// with row 0 in the lowest byte.
-using Rows = std::array<std::array<std::uint32_t, 256>, 4>;
-
-constexpr Rows make_rows(const Bytes& box, unsigned f0, unsigned f1, unsigned f2, unsigned f3)
-{
-    Rows rows{};
-    for (unsigned i = 0; i < 256; ++i) {
-        std::uint32_t column = multiply(box[i], f0) | multiply(box[i], f1) << 8 |
-                               multiply(box[i], f2) << 16 | multiply(box[i], f3) << 24;
-        for (auto& row : rows) {
-            row[i] = column;
-            column = column << 8 | column >> 24;
-        }
-    }
-    return rows;
-}
-
-constexpr Rows encryption_rows = make_rows(s_box, 2, 1, 1, 3);
-constexpr Rows decryption_rows = make_rows(inverse_s_box, 14, 9, 13, 11);
-
-// One column of a round, of the four columns from which ShiftRows takes its bytes.
-[[gnu::always_inline]] inline std::uint32_t
-mix(const Rows& rows, std::uint32_t c0, std::uint32_t c1, std::uint32_t c2, std::uint32_t c3)
-{
-    return rows[0][c0 & 0xFF] ^ rows[1][c1 >> 8 & 0xFF] ^ rows[2][c2 >> 16 & 0xFF] ^
-           rows[3][c3 >> 24];
-}
-
-// The same in the last round, which does not mix.
-[[gnu::always_inline]] inline std::uint32_t
-substitute(const Bytes& box, std::uint32_t c0, std::uint32_t c1, std::uint32_t c2, std::uint32_t c3)
-{
-    return box[c0 & 0xFF] | static_cast<std::uint32_t>(box[c1 >> 8 & 0xFF]) << 8 |
-           static_cast<std::uint32_t>(box[c2 >> 16 & 0xFF]) << 16 |
-           static_cast<std::uint32_t>(box[c3 >> 24]) << 24;
-}
-
-struct Block {
-    std::uint32_t c0, c1, c2, c3;
-};
-
-Block load(const unsigned char* bytes)
-{
-    return {get_u32(bytes, 0), get_u32(bytes, 4), get_u32(bytes, 8), get_u32(bytes, 12)};
-}
-
-void store(unsigned char* bytes, const Block& block)
-{
-    put_u32(bytes, 0, block.c0);
-    put_u32(bytes, 4, block.c1);
-    put_u32(bytes, 8, block.c2);
-    put_u32(bytes, 12, block.c3);
-}
-
-Block operator^(const Block& a, const Block& b)
-{
-    return {a.c0 ^ b.c0, a.c1 ^ b.c1, a.c2 ^ b.c2, a.c3 ^ b.c3};
-}
-
-Block operator^(const Block& a, const std::uint32_t* key)
-{
-    return {a.c0 ^ key[0], a.c1 ^ key[1], a.c2 ^ key[2], a.c3 ^ key[3]};
-}
-
-// FIPS 197, section 5.1. Unrolled and inlined, a chain of blocks takes a sixth less time.
-[[gnu::always_inline]] inline Block encrypt(Block b, const std::uint32_t* key)
-{
-    const Rows& rows = encryption_rows;
-    b = b ^ key;
-#pragma GCC unroll 14
-    for (int round = 1; round < CRijndael::rounds; ++round) {
-        key += 4;
-        b = Block{mix(rows, b.c0, b.c1, b.c2, b.c3), mix(rows, b.c1, b.c2, b.c3, b.c0),
-                  mix(rows, b.c2, b.c3, b.c0, b.c1), mix(rows, b.c3, b.c0, b.c1, b.c2)} ^
-            key;
-    }
-    const Bytes& box = s_box;
-    return Block{substitute(box, b.c0, b.c1, b.c2, b.c3), substitute(box, b.c1, b.c2, b.c3, b.c0),
-                 substitute(box, b.c2, b.c3, b.c0, b.c1), substitute(box, b.c3, b.c0, b.c1, b.c2)} ^
-           (key + 4);
-}
-
-// FIPS 197, section 5.3.5: the same steps as in encryption, with the inverse of everything.
-[[gnu::always_inline]] inline Block decrypt(Block b, const std::uint32_t* key)
-{
-    const Rows& rows = decryption_rows;
-    b = b ^ key;
-#pragma GCC unroll 14
-    for (int round = 1; round < CRijndael::rounds; ++round) {
-        key += 4;
-        b = Block{mix(rows, b.c0, b.c3, b.c2, b.c1), mix(rows, b.c1, b.c0, b.c3, b.c2),
-                  mix(rows, b.c2, b.c1, b.c0, b.c3), mix(rows, b.c3, b.c2, b.c1, b.c0)} ^
-            key;
-    }
-    const Bytes& box = inverse_s_box;
-    return Block{substitute(box, b.c0, b.c3, b.c2, b.c1), substitute(box, b.c1, b.c0, b.c3, b.c2),
-                 substitute(box, b.c2, b.c1, b.c0, b.c3), substitute(box, b.c3, b.c2, b.c1, b.c0)} ^
-           (key + 4);
-}
-
-// FIPS 197, section 5.2, for keys of eight words.
-void expand_key(const unsigned char* key, std::uint32_t* words, int count)
-{
-    for (int i = 0; i < 8; ++i)
-        words[i] = get_u32(key, std::size_t{4} * static_cast<unsigned>(i));
-    std::uint32_t round_constant = 1;
-    for (int i = 8; i < count; ++i) {
-        std::uint32_t word = words[i - 1];
-        if (i % 8 == 0) {
-            word = word >> 8 | word << 24;
-            word = substitute(s_box, word, word, word, word) ^ round_constant;
-            round_constant = times_x(round_constant);
-        } else if (i % 8 == 4) {
-            word = substitute(s_box, word, word, word, word);
-        }
-        words[i] = words[i - 8] ^ word;
-    }
-}
-
-// The inverse mixing of a column; the table's own substitution is undone first.
-std::uint32_t unmix(std::uint32_t column)
-{
-    const std::uint32_t substituted = substitute(s_box, column, column, column, column);
-    return mix(decryption_rows, substituted, substituted, substituted, substituted);
-}
-
-} // namespace
-
 CRijndael::~CRijndael()
 {
-    wipe(initial_chain_, sizeof initial_chain_);
-    wipe(chain_, sizeof chain_);
-    wipe(encryption_keys_, sizeof encryption_keys_);
-    wipe(decryption_keys_, sizeof decryption_keys_);
+    wipe(&secrets_, sizeof secrets_);
 }
 
 int CRijndael::MakeKey(const unsigned char* key, const unsigned char* chain) noexcept
@@ -209,11 +22,11 @@ int CRijndael::MakeKey(const unsigned char* key, const unsigned char* chain) noe
     if (key == nullptr)
         return -1;
     if (chain == nullptr)
-        std::memset(initial_chain_, 0, sizeof initial_chain_);
+        std::memset(secrets_.initial_chain, 0, sizeof secrets_.initial_chain);
     else
-        std::memcpy(initial_chain_, chain, sizeof initial_chain_);
+        std::memcpy(secrets_.initial_chain, chain, sizeof secrets_.initial_chain);
     ResetChain();
-    expand_key(key, encryption_keys_, key_words);
+    kernels().expand_aes_key(key, secrets_.encryption_keys);
     has_key_ = true;
     has_decryption_keys_ = false;
     return 0;
@@ -221,17 +34,12 @@ int CRijndael::MakeKey(const unsigned char* key, const unsigned char* chain) noe
 
 void CRijndael::ResetChain() noexcept
 {
-    std::memcpy(chain_, initial_chain_, sizeof chain_);
+    std::memcpy(secrets_.chain, secrets_.initial_chain, sizeof secrets_.chain);
 }
 
-// The round keys backwards; those between the first and the last unmixed.
 void CRijndael::make_decryption_keys() noexcept
 {
-    for (int i = 0; i < key_words; ++i) {
-        const std::uint32_t word = encryption_keys_[key_words - 4 - i / 4 * 4 + i % 4];
-        const bool is_at_an_end = i < 4 || i >= key_words - 4;
-        decryption_keys_[i] = is_at_an_end ? word : unmix(word);
-    }
+    kernels().invert_aes_keys(secrets_.encryption_keys, secrets_.decryption_keys);
     has_decryption_keys_ = true;
 }
 
@@ -242,13 +50,12 @@ int CRijndael::check(std::size_t n) const noexcept
     return n == 0 || n % block_size != 0 ? -1 : 0;
 }
 
-// Instructions of the processor for whole rounds would be chosen in the four operations below.
-
 int CRijndael::EncryptBlock(const unsigned char* in, unsigned char* out) noexcept
 {
     if (!has_key_)
         return 1;
-    store(out, encrypt(load(in), encryption_keys_));
+    unsigned char no_chain[block_size] = {};
+    kernels().encrypt_aes(secrets_.encryption_keys, no_chain, in, out, 1);
     return 0;
 }
 
@@ -258,7 +65,8 @@ int CRijndael::DecryptBlock(const unsigned char* in, unsigned char* out) noexcep
         return 1;
     if (!has_decryption_keys_)
         make_decryption_keys();
-    store(out, decrypt(load(in), decryption_keys_));
+    unsigned char no_chain[block_size] = {};
+    kernels().decrypt_aes(secrets_.decryption_keys, no_chain, in, out, 1);
     return 0;
 }
 
@@ -266,12 +74,7 @@ int CRijndael::Encrypt(const unsigned char* in, unsigned char* out, std::size_t 
 {
     if (const int failure = check(n))
         return failure;
-    Block chain = load(chain_);
-    for (std::size_t at = 0; at < n; at += block_size) {
-        chain = encrypt(load(in + at) ^ chain, encryption_keys_);
-        store(out + at, chain);
-    }
-    store(chain_, chain);
+    kernels().encrypt_aes(secrets_.encryption_keys, secrets_.chain, in, out, n / block_size);
     return 0;
 }
 
@@ -281,13 +84,7 @@ int CRijndael::Decrypt(const unsigned char* in, unsigned char* out, std::size_t 
         return failure;
     if (!has_decryption_keys_)
         make_decryption_keys();
-    Block chain = load(chain_);
-    for (std::size_t at = 0; at < n; at += block_size) {
-        const Block cipher = load(in + at);
-        store(out + at, decrypt(cipher, decryption_keys_) ^ chain);
-        chain = cipher;
-    }
-    store(chain_, chain);
+    kernels().decrypt_aes(secrets_.decryption_keys, secrets_.chain, in, out, n / block_size);
     return 0;
 }
 

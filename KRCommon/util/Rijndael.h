@@ -3,8 +3,9 @@
 /// \file
 /// AES with a key of 256 bits (FIPS 197) and cipher-block chaining (SP 800-38A, section 6.2).
 ///
-/// Table lookups take the time that the caches allow: somebody who can measure it precisely learns
-/// about the key. Good for keeping texts from casual readers, not for more.
+/// Where the processor has no instructions for AES, table lookups take the time that the caches allow:
+/// somebody who can measure it precisely learns about the key. Good for keeping texts from casual
+/// readers, not for more.
 ///
 /// Threads: an object belongs to one thread at a time. Never throws. Same on Windows and Linux.
 
@@ -52,12 +53,17 @@ private:
     [[nodiscard]] int check(std::size_t n) const noexcept;
     void make_decryption_keys() noexcept;
 
+    // Set by MakeKey(), and wiped.
+    struct Secrets {
+        unsigned char initial_chain[block_size] = {};
+        unsigned char chain[block_size] = {};
+        std::uint32_t encryption_keys[key_words];
+        std::uint32_t decryption_keys[key_words];
+    };
+
     bool has_key_ = false;
     bool has_decryption_keys_ = false; // made with the first block to be decrypted
-    unsigned char initial_chain_[block_size] = {};
-    unsigned char chain_[block_size] = {};
-    std::uint32_t encryption_keys_[key_words] = {};
-    std::uint32_t decryption_keys_[key_words] = {};
+    Secrets secrets_; // NOLINT(cppcoreguidelines-pro-type-member-init)
 };
 
 } // namespace kr_internal

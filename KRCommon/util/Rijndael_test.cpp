@@ -1,5 +1,7 @@
 #include <KRCommon/util/Rijndael.h>
 
+#include <tests/support/Kernel_Test.h>
+
 #include <gtest/gtest.h>
 
 #include <array>
@@ -63,7 +65,11 @@ constexpr int succeeded = 0;
 constexpr int no_key = 1;
 constexpr int refused = -1;
 
-TEST(Rijndael, OneBlockOfTheStandardsExample)
+using Rijndael = Kernel_Test;
+INSTANTIATE_TEST_SUITE_P(Each, Rijndael, each_form(&kr_internal::Kernels::encrypt_aes),
+                         name_of_set);
+
+TEST_P(Rijndael, OneBlockOfTheStandardsExample)
 {
     CRijndael cipher;
     ASSERT_EQ(succeeded, cipher.MakeKey(example_key.data(), nullptr));
@@ -74,7 +80,7 @@ TEST(Rijndael, OneBlockOfTheStandardsExample)
     EXPECT_EQ(example_plain, block);
 }
 
-TEST(Rijndael, BlocksAloneOfThePublishedExample)
+TEST_P(Rijndael, BlocksAloneOfThePublishedExample)
 {
     CRijndael cipher;
     cipher.MakeKey(key.data(), chain.data());
@@ -88,7 +94,7 @@ TEST(Rijndael, BlocksAloneOfThePublishedExample)
     EXPECT_EQ(plain, to_hex(out));
 }
 
-TEST(Rijndael, ChainedBlocksOfThePublishedExample)
+TEST_P(Rijndael, ChainedBlocksOfThePublishedExample)
 {
     CRijndael cipher;
     cipher.MakeKey(key.data(), chain.data());
@@ -103,7 +109,7 @@ TEST(Rijndael, ChainedBlocksOfThePublishedExample)
     EXPECT_EQ(plain, to_hex(back));
 }
 
-TEST(Rijndael, TenThousandBlocksInAChain)
+TEST_P(Rijndael, TenThousandBlocksInAChain)
 {
     struct Row {
         Bytes key;
@@ -125,7 +131,7 @@ TEST(Rijndael, TenThousandBlocksInAChain)
     }
 }
 
-TEST(Rijndael, InputAndOutputMayBeTheSameMemory)
+TEST_P(Rijndael, InputAndOutputMayBeTheSameMemory)
 {
     CRijndael cipher;
     cipher.MakeKey(key.data(), chain.data());
@@ -137,7 +143,7 @@ TEST(Rijndael, InputAndOutputMayBeTheSameMemory)
     EXPECT_EQ(plain, to_hex(both));
 }
 
-TEST(Rijndael, TheChainRunsOnFromCallToCall)
+TEST_P(Rijndael, TheChainRunsOnFromCallToCall)
 {
     for (std::size_t first = 16; first < 64; first += 16) {
         CRijndael cipher;
@@ -153,7 +159,7 @@ TEST(Rijndael, TheChainRunsOnFromCallToCall)
     }
 }
 
-TEST(Rijndael, BlocksAloneLeaveTheChain)
+TEST_P(Rijndael, BlocksAloneLeaveTheChain)
 {
     CRijndael cipher;
     cipher.MakeKey(key.data(), chain.data());
@@ -166,7 +172,7 @@ TEST(Rijndael, BlocksAloneLeaveTheChain)
     EXPECT_EQ(cbc_cipher, to_hex(bytes));
 }
 
-TEST(Rijndael, WithoutAKeyNothingIsDone)
+TEST_P(Rijndael, WithoutAKeyNothingIsDone)
 {
     CRijndael cipher;
     const Bytes in(16, 0x11);
@@ -181,7 +187,7 @@ TEST(Rijndael, WithoutAKeyNothingIsDone)
     EXPECT_EQ(before, out);
 }
 
-TEST(Rijndael, PartialBlocksAndNoBytesAreRefused)
+TEST_P(Rijndael, PartialBlocksAndNoBytesAreRefused)
 {
     CRijndael cipher;
     cipher.MakeKey(key.data(), chain.data());
@@ -195,7 +201,7 @@ TEST(Rijndael, PartialBlocksAndNoBytesAreRefused)
     EXPECT_EQ(cbc_cipher, to_hex(bytes)) << "the chain is as it was";
 }
 
-TEST(Rijndael, ANullKeyIsRefusedAndTheKeyBeforeStays)
+TEST_P(Rijndael, ANullKeyIsRefusedAndTheKeyBeforeStays)
 {
     CRijndael cipher;
     Bytes bytes = from_hex(plain);
@@ -208,7 +214,7 @@ TEST(Rijndael, ANullKeyIsRefusedAndTheKeyBeforeStays)
     EXPECT_EQ(cbc_cipher, to_hex(bytes));
 }
 
-TEST(Rijndael, ANullChainStandsForZeros)
+TEST_P(Rijndael, ANullChainStandsForZeros)
 {
     CRijndael cipher;
     cipher.MakeKey(key.data(), chain.data());
@@ -218,7 +224,7 @@ TEST(Rijndael, ANullChainStandsForZeros)
     EXPECT_EQ(example_cipher, to_hex(bytes));
 }
 
-TEST(Rijndael, ANewKeyServesBothDirections)
+TEST_P(Rijndael, ANewKeyServesBothDirections)
 {
     CRijndael cipher;
     cipher.MakeKey(key.data(), chain.data());
@@ -234,7 +240,7 @@ TEST(Rijndael, ANewKeyServesBothDirections)
     EXPECT_EQ(example_cipher, to_hex(bytes));
 }
 
-TEST(Rijndael, EveryAlignmentGivesTheSameBytes)
+TEST_P(Rijndael, EveryAlignmentGivesTheSameBytes)
 {
     for (std::size_t offset = 0; offset < 8; ++offset) {
         CRijndael cipher;
@@ -248,7 +254,7 @@ TEST(Rijndael, EveryAlignmentGivesTheSameBytes)
     }
 }
 
-TEST(Rijndael, WipeLeavesZeros)
+TEST_P(Rijndael, WipeLeavesZeros)
 {
     std::array<unsigned char, 64> bytes;
     bytes.fill(0xEE);

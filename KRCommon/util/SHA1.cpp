@@ -1,5 +1,6 @@
 #include <KRCommon/util/SHA1.h>
 
+#include <KRCommon/kernels/Kernels.h>
 #include <KRCommon/util/Little_Endian.h>
 
 #include <algorithm>
@@ -8,92 +9,15 @@
 
 namespace {
 
-using kr_internal::get_u32;
 using kr_internal::put_u32;
 
 constexpr std::size_t block_size = 64;
 constexpr std::int32_t length_index = 56; // where a last block holds the message's length
 
-constexpr std::uint32_t constants[4] = {0x5A827999, 0x6ED9EBA1, 0x8F1BBCDC, 0xCA62C1D6};
-
-std::uint32_t circularShift(unsigned bits, std::uint32_t word)
-{
-    return word << bits | word >> (32 - bits);
-}
-
-template <unsigned t>
-std::uint32_t logical(std::uint32_t b, std::uint32_t c, std::uint32_t d)
-{
-    if constexpr (t < 20)
-        return d ^ (b & (c ^ d));
-    else if constexpr (t >= 40 && t < 60)
-        return (b & c) | (d & (b | c));
-    else
-        return b ^ c ^ d;
-}
-
-// The last 16 words of the schedule are all that a step looks back at.
-struct Schedule {
-    const unsigned char* block;
-    std::uint32_t words[16];
-};
-
-template <unsigned t>
-[[gnu::always_inline]] inline std::uint32_t next_word(Schedule& schedule)
-{
-    auto& w = schedule.words;
-    if constexpr (t < 16)
-        return w[t] = __builtin_bswap32(get_u32(schedule.block, std::size_t{4} * t));
-    else
-        return w[t % 16] = circularShift(1, w[(t + 13) % 16] ^ w[(t + 8) % 16] ^ w[(t + 2) % 16] ^
-                                                w[t % 16]);
-}
-
-template <unsigned t>
-[[gnu::always_inline]] inline void step(std::uint32_t a, std::uint32_t& b, std::uint32_t c,
-                                        std::uint32_t d, std::uint32_t& e, Schedule& schedule)
-{
-    e += next_word<t>(schedule) + constants[t / 20];
-    e += logical<t>(b, c, d);
-    e += circularShift(5, a);
-    b = circularShift(30, b);
-}
-
-// After five steps every word is back in its place, so none has to be moved.
-template <unsigned t>
-[[gnu::always_inline]] inline void five_steps(std::uint32_t (&h)[5], Schedule& schedule)
-{
-    step<t>(h[0], h[1], h[2], h[3], h[4], schedule);
-    step<t + 1>(h[4], h[0], h[1], h[2], h[3], schedule);
-    step<t + 2>(h[3], h[4], h[0], h[1], h[2], schedule);
-    step<t + 3>(h[2], h[3], h[4], h[0], h[1], schedule);
-    step<t + 4>(h[1], h[2], h[3], h[4], h[0], schedule);
-}
-
-template <unsigned... fives>
-[[gnu::always_inline]] inline void eighty_steps(std::uint32_t (&h)[5], Schedule& schedule,
-                                                std::integer_sequence<unsigned, fives...>)
-{
-    (five_steps<5 * fives>(h, schedule), ...);
-}
-
-void process_portably(std::uint32_t* h, const unsigned char* data, std::size_t blocks)
-{
-    for (; blocks > 0; --blocks, data += block_size) {
-        std::uint32_t next[5] = {h[0], h[1], h[2], h[3], h[4]};
-        Schedule schedule; // NOLINT(cppcoreguidelines-pro-type-member-init)
-        schedule.block = data;
-        eighty_steps(next, schedule, std::make_integer_sequence<unsigned, 16>());
-        for (int i = 0; i < 5; ++i)
-            h[i] += next[i];
-    }
-}
-
-// The compression of whole blocks. One with special instructions would be chosen here, once, by
-// what the processor has.
+// The compression of whole blocks.
 void process_blocks(std::uint32_t* h, const unsigned char* data, std::size_t blocks)
 {
-    process_portably(h, data, blocks);
+    kr_internal::kernels().compress_sha1(h, data, blocks);
 }
 
 } // namespace

@@ -15,8 +15,7 @@
 
 std::string kr_to_string(unsigned char* data, unsigned length)
 {
-    std::string text;
-    text.resize(kr_internal::size_for(text, kr_internal::hex_size(length)));
+    std::string text(kr_internal::size_for(std::string(), kr_internal::hex_size(length)), '\0');
     kr_internal::kernels().encode_hex(data, length, text.data());
     return text;
 }

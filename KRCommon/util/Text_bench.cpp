@@ -2,8 +2,11 @@
 //
 //   Hex/n          kr_to_string of n bytes
 //     ...Append    one character appended after the other
+//     ...:level    the same with one level of instructions
 //     ...Absl      absl::BytesToHexString (lower case)
 //     ...Copy      a new string of as many characters: the least that a text costs
+//   HexDecode/n    digits back to n bytes
+//     ...Absl      absl::HexStringToBytes
 //   FormatGuid     kr_to_string of an identifier
 //   ParseGuid      kr_to_guid
 //     ...Ace       ACE_Utils::UUID
@@ -22,12 +25,18 @@
 #include <KRCommon/util/Text.h>
 #include <KRCommon/util/Url.h>
 
+#include <tests/support/Kernel_Bench.h>
+
 #include <ace/UUID.h>
 
+#include <benchmark/benchmark.h>
+
+#if __has_include(<absl/strings/str_split.h>)
+#define KR_BENCH_ABSL
 #include <absl/strings/ascii.h>
 #include <absl/strings/escaping.h>
 #include <absl/strings/str_split.h>
-#include <benchmark/benchmark.h>
+#endif
 
 #include <cstdint>
 #include <random>
@@ -93,17 +102,39 @@ void Hex(benchmark::State& state)
     });
 }
 
+template <typename Operation>
+void hex_decode(benchmark::State& state, Operation operation)
+{
+    std::vector<unsigned char> bytes = random_bytes(size_of(state));
+    const std::string text = kr_to_string(bytes.data(), static_cast<unsigned>(bytes.size()));
+    std::string back(bytes.size(), '\0');
+    for (auto _ : state) {
+        operation(text, back);
+        benchmark::DoNotOptimize(back.data());
+        benchmark::ClobberMemory();
+    }
+    count_bytes(state);
+}
+
+void HexDecode(benchmark::State& state)
+{
+    hex_decode(state, [](const std::string& text, std::string& back) {
+        kr_internal::kernels().decode_hex(text.data(), back.size(),
+                                          reinterpret_cast<unsigned char*>(back.data()));
+    });
+}
+
+void hex_sizes(benchmark::internal::Benchmark* benchmark)
+{
+    benchmark->Arg(20)->Arg(1 << 10)->Arg(1 << 16);
+}
+
+const bool are_registered = register_for_each_level("Hex", Hex, hex_sizes) &&
+                            register_for_each_level("HexDecode", HexDecode, hex_sizes);
+
 void HexAppend(benchmark::State& state)
 {
     hex(state, appended_hex);
-}
-
-void HexAbsl(benchmark::State& state)
-{
-    hex(state, [](const std::vector<unsigned char>& bytes) {
-        const auto* const data = reinterpret_cast<const char*>(bytes.data());
-        return absl::BytesToHexString(absl::string_view(data, bytes.size()));
-    });
 }
 
 void HexCopy(benchmark::State& state)
@@ -241,11 +272,6 @@ void SplitFind(benchmark::State& state)
     split(state, split_by_find);
 }
 
-void SplitAbsl(benchmark::State& state)
-{
-    split(state, [](const std::string& text) -> Texts { return absl::StrSplit(text, ','); });
-}
-
 void SplitCopy(benchmark::State& state)
 {
     Texts pieces;
@@ -328,11 +354,6 @@ void Lower(benchmark::State& state)
     lower(state, to_lower);
 }
 
-void LowerAbsl(benchmark::State& state)
-{
-    lower(state, [](std::string& text) { absl::AsciiStrToLower(&text); });
-}
-
 const std::string prefixes = "camera,microphone,keyboard,relay";
 const Texts candidates = {"relay 7", "camera 12", "keyboard", "unknown thing", "microphone 1"};
 
@@ -359,21 +380,57 @@ void PrefixMatchRegex(benchmark::State& state)
 
 } // namespace
 
-BENCHMARK(Hex)->Arg(20)->Arg(1 << 10)->Arg(1 << 16);
-BENCHMARK(HexAppend)->Arg(20)->Arg(1 << 10)->Arg(1 << 16);
-BENCHMARK(HexAbsl)->Arg(20)->Arg(1 << 10)->Arg(1 << 16);
-BENCHMARK(HexCopy)->Arg(20)->Arg(1 << 10)->Arg(1 << 16);
+BENCHMARK(Hex)->Apply(hex_sizes);
+BENCHMARK(HexAppend)->Apply(hex_sizes);
+BENCHMARK(HexCopy)->Apply(hex_sizes);
+BENCHMARK(HexDecode)->Apply(hex_sizes);
 BENCHMARK(FormatGuid);
 BENCHMARK(FormatGuidAce);
 BENCHMARK(ParseGuid);
 BENCHMARK(ParseGuidAce);
 BENCHMARK(Split)->Args({10, 6})->Args({1'000, 6})->Args({100, 40});
 BENCHMARK(SplitFind)->Args({10, 6})->Args({1'000, 6})->Args({100, 40});
-BENCHMARK(SplitAbsl)->Args({10, 6})->Args({1'000, 6})->Args({100, 40});
 BENCHMARK(SplitCopy)->Args({10, 6})->Args({1'000, 6})->Args({100, 40});
 BENCHMARK(ParseUrl);
 BENCHMARK(ParseUrlFind);
 BENCHMARK(Lower)->Arg(20)->Arg(1 << 10)->Arg(1 << 16);
-BENCHMARK(LowerAbsl)->Arg(20)->Arg(1 << 10)->Arg(1 << 16);
 BENCHMARK(PrefixMatch);
 BENCHMARK(PrefixMatchRegex);
+
+#ifdef KR_BENCH_ABSL
+
+namespace {
+
+void HexAbsl(benchmark::State& state)
+{
+    hex(state, [](const std::vector<unsigned char>& bytes) {
+        const auto* const data = reinterpret_cast<const char*>(bytes.data());
+        return absl::BytesToHexString(absl::string_view(data, bytes.size()));
+    });
+}
+
+void HexDecodeAbsl(benchmark::State& state)
+{
+    hex_decode(state, [](const std::string& text, std::string& back) {
+        back = absl::HexStringToBytes(text);
+    });
+}
+
+void SplitAbsl(benchmark::State& state)
+{
+    split(state, [](const std::string& text) -> Texts { return absl::StrSplit(text, ','); });
+}
+
+void LowerAbsl(benchmark::State& state)
+{
+    lower(state, [](std::string& text) { absl::AsciiStrToLower(&text); });
+}
+
+} // namespace
+
+BENCHMARK(HexAbsl)->Apply(hex_sizes);
+BENCHMARK(HexDecodeAbsl)->Apply(hex_sizes);
+BENCHMARK(SplitAbsl)->Args({10, 6})->Args({1'000, 6})->Args({100, 40});
+BENCHMARK(LowerAbsl)->Arg(20)->Arg(1 << 10)->Arg(1 << 16);
+
+#endif

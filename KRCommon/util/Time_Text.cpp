@@ -66,7 +66,10 @@ static_assert(days_to_month(1970, 1) == 0 && days_to_month(2000, 3) == 11'017);
 constexpr std::int64_t first_instant = days_to_month(-last_year, 1) * seconds_per_day;
 constexpr std::int64_t last_instant = days_to_month(last_year + 1, 1) * seconds_per_day - 1;
 
-constexpr std::int64_t floor_divide(std::int64_t number, std::int64_t divisor) noexcept
+// In 32-bit code divisions of 64 bits are calls that cost as much as all the rest: Number is the
+// narrowest type that holds the number.
+template <typename Number>
+constexpr Number floor_divide(Number number, int divisor) noexcept
 {
     return number / divisor - (number % divisor < 0 ? 1 : 0);
 }
@@ -101,13 +104,28 @@ void set_date(Calendar_Time& time, unsigned biased_days) noexcept
     time.weekday = static_cast<int>((biased_days + 3) % 7); // day 0 is a Wednesday
 }
 
+struct Day_And_Second {
+    unsigned biased_day;
+    unsigned second_of_day;
+};
+
+// seconds: first_instant to last_instant
+Day_And_Second split(std::int64_t seconds) noexcept
+{
+    constexpr auto divisor = static_cast<unsigned>(seconds_per_day);
+    const auto low_bits = static_cast<std::uint32_t>(seconds);
+    if (low_bits == seconds) // 1970 to 2106
+        return {low_bits / divisor + bias_days, low_bits % divisor};
+    const auto biased = static_cast<std::uint64_t>(seconds + bias_days * seconds_per_day);
+    const auto day = static_cast<unsigned>(biased / divisor);
+    return {day, static_cast<unsigned>(biased - std::uint64_t{day} * divisor)};
+}
+
 Calendar_Time breakdown(std::int64_t seconds) noexcept
 {
-    const auto biased = static_cast<std::uint64_t>(seconds + bias_days * seconds_per_day);
-    const auto biased_days = static_cast<unsigned>(biased / seconds_per_day);
-    const auto second_of_day = static_cast<unsigned>(biased % seconds_per_day);
+    const auto [biased_day, second_of_day] = split(seconds);
     Calendar_Time time;
-    set_date(time, biased_days);
+    set_date(time, biased_day);
     time.hour = static_cast<int>(second_of_day / 3'600);
     time.minute = static_cast<int>(second_of_day / 60 % 60);
     time.second = static_cast<int>(second_of_day % 60);
@@ -323,7 +341,7 @@ std::int64_t days_to_any_month(int year, int month) noexcept
     const auto is_near = [](int number) { return number >= -last_year && number <= last_year; };
     if (!is_near(year) || !is_near(month))
         return days_to_far_month(year, month);
-    const auto years = static_cast<int>(floor_divide(month - 1, 12));
+    const int years = floor_divide(month - 1, 12);
     return days_to_month(year + years, month - years * 12);
 }
 
@@ -357,6 +375,5 @@ ACE_Time_Value kr_to_ace_time_value(const std::string& text)
 void kr_extract_time(const ACE_Time_Value& in, ACE_Time_Value& out)
 {
     const Instant instant = instant_of(in);
-    const std::int64_t midnight = floor_divide(instant.seconds, seconds_per_day) * seconds_per_day;
-    out.set(instant.seconds - midnight, instant.microsecond);
+    out.set(static_cast<std::time_t>(split(instant.seconds).second_of_day), instant.microsecond);
 }

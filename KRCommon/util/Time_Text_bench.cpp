@@ -14,10 +14,14 @@
 
 #include <KRCommon/util/Time_Text.h>
 
-#include <absl/time/time.h>
 #include <benchmark/benchmark.h>
+
+#if __has_include(<absl/time/time.h>) && __has_include(<fmt/chrono.h>)
+#define KR_BENCH_TIME_PEERS
+#include <absl/time/time.h>
 #include <fmt/chrono.h>
 #include <fmt/format.h>
+#endif
 
 #include <cstdint>
 #include <cstdio>
@@ -44,9 +48,11 @@ const Instants& instants()
             made.values.emplace_back(seconds, static_cast<suseconds_t>(random() % 1'000'000));
             made.texts.push_back(kr_to_string(made.values.back()));
             const ACE_Date_Time date = kr_to_ace_date_time(made.values.back());
-            made.short_texts.push_back(fmt::format("{}/{}/{} {}:{}:{}.{}", date.year(),
-                                                   date.month(), date.day(), date.hour(),
-                                                   date.minute(), date.second(), date.microsec()));
+            char text[60];
+            std::snprintf(text, sizeof text, "%ld/%ld/%ld %ld:%ld:%ld.%ld", date.year(),
+                          date.month(), date.day(), date.hour(), date.minute(), date.second(),
+                          date.microsec());
+            made.short_texts.emplace_back(text);
         }
         return made;
     }();
@@ -65,6 +71,49 @@ void each(benchmark::State& state, const Inputs& inputs, Operation operation)
             index = 0;
     }
 }
+
+void FormatTime(benchmark::State& state)
+{
+    each(state, instants().values, [](const ACE_Time_Value& value) { return kr_to_string(value); });
+}
+
+void FormatTimeCopy(benchmark::State& state)
+{
+    each(state, instants().texts, [](const std::string& text) { return std::string(text); });
+}
+
+void ParseTime(benchmark::State& state)
+{
+    each(state, instants().texts,
+         [](const std::string& text) { return kr_to_ace_time_value(text); });
+}
+
+void ParseShort(benchmark::State& state)
+{
+    each(state, instants().short_texts,
+         [](const std::string& text) { return kr_to_ace_time_value(text); });
+}
+
+void ExtractTime(benchmark::State& state)
+{
+    each(state, instants().values, [](const ACE_Time_Value& value) {
+        ACE_Time_Value time_of_day;
+        kr_extract_time(value, time_of_day);
+        return time_of_day;
+    });
+}
+
+} // namespace
+
+BENCHMARK(FormatTime);
+BENCHMARK(FormatTimeCopy);
+BENCHMARK(ParseTime);
+BENCHMARK(ParseShort);
+BENCHMARK(ExtractTime);
+
+#ifdef KR_BENCH_TIME_PEERS
+
+namespace {
 
 std::string literal_text(const ACE_Time_Value& value)
 {
@@ -119,11 +168,6 @@ std::int64_t absl_value(const std::string& text)
     return absl::ToUnixMicros(time);
 }
 
-void FormatTime(benchmark::State& state)
-{
-    each(state, instants().values, [](const ACE_Time_Value& value) { return kr_to_string(value); });
-}
-
 void FormatTimeLiteral(benchmark::State& state)
 {
     each(state, instants().values, literal_text);
@@ -137,17 +181,6 @@ void FormatTimeFmt(benchmark::State& state)
 void FormatTimeAbsl(benchmark::State& state)
 {
     each(state, instants().values, absl_text);
-}
-
-void FormatTimeCopy(benchmark::State& state)
-{
-    each(state, instants().texts, [](const std::string& text) { return std::string(text); });
-}
-
-void ParseTime(benchmark::State& state)
-{
-    each(state, instants().texts,
-         [](const std::string& text) { return kr_to_ace_time_value(text); });
 }
 
 void ParseTimeLiteral(benchmark::State& state)
@@ -165,37 +198,19 @@ void ParseTimeAbsl(benchmark::State& state)
     each(state, instants().texts, absl_value);
 }
 
-void ParseShort(benchmark::State& state)
-{
-    each(state, instants().short_texts,
-         [](const std::string& text) { return kr_to_ace_time_value(text); });
-}
-
 void ParseShortLiteral(benchmark::State& state)
 {
     each(state, instants().short_texts, literal_value);
 }
 
-void ExtractTime(benchmark::State& state)
-{
-    each(state, instants().values, [](const ACE_Time_Value& value) {
-        ACE_Time_Value time_of_day;
-        kr_extract_time(value, time_of_day);
-        return time_of_day;
-    });
-}
-
 } // namespace
 
-BENCHMARK(FormatTime);
 BENCHMARK(FormatTimeLiteral);
 BENCHMARK(FormatTimeFmt);
 BENCHMARK(FormatTimeAbsl);
-BENCHMARK(FormatTimeCopy);
-BENCHMARK(ParseTime);
 BENCHMARK(ParseTimeLiteral);
 BENCHMARK(ParseTimeStrptime);
 BENCHMARK(ParseTimeAbsl);
-BENCHMARK(ParseShort);
 BENCHMARK(ParseShortLiteral);
-BENCHMARK(ExtractTime);
+
+#endif

@@ -4,8 +4,11 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <optional>
 #include <string>
+#include <tuple>
+#include <vector>
 
 /// A test that runs once with each set of instructions, the whole process using its kernels:
 ///
@@ -28,6 +31,24 @@ private:
 inline auto each_instruction_set()
 {
     return testing::ValuesIn(kr_internal::all_instruction_sets());
+}
+
+/// Only those that bring another form of one of the kernels:
+///
+///     each_form(&kr_internal::Kernels::encode_base64, &kr_internal::Kernels::decode_base64)
+template <typename... Form>
+auto each_form(Form kr_internal::Kernels::*... kernel)
+{
+    std::vector<kr_internal::Instruction_Set> sets;
+    std::vector<std::tuple<Form...>> forms;
+    for (const kr_internal::Instruction_Set set : kr_internal::all_instruction_sets()) {
+        const std::tuple<Form...> its(kr_internal::kernels_for(set).*kernel...);
+        if (std::find(forms.begin(), forms.end(), its) != forms.end())
+            continue;
+        sets.push_back(set);
+        forms.push_back(its);
+    }
+    return testing::ValuesIn(sets);
 }
 
 inline std::string name_of_set(const testing::TestParamInfo<kr_internal::Instruction_Set>& info)

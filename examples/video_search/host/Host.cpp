@@ -3,6 +3,7 @@
 #include <KRCommon/frame/Configuration_Status.h>
 #include <KRCommon/frame/Log.h>
 #include <KRCommon/frame/Log_Manager.h>
+#include <KRCommon/kernels/Instructions.h>
 #include <KRCommon/util/Code_Pages.h>
 #include <KRCommon/util/Guid.h>
 #include <KRCommon/util/Version_Retriever.h>
@@ -210,9 +211,10 @@ Host::Host(const std::string& program, const std::string& logs, const char* path
     const KR_Version_Retriever own(path);
     const KR_Version_Retriever library(VIDEO_SEARCH_LIBRARY_NAME);
     kr_log(KR_LOG_SITE(LM_INFO),
-           "%T T%04t INF %s: started, run %s, file version %s; KRCommon %s, %s file version %s\n",
+           "%T T%04t INF %s: started, run %s, file version %s; KRCommon %s, %s file version %s, "
+           "instructions %s\n",
            program_, run_id_, own.GetVersionInfo(), VIDEO_SEARCH_LIBRARY_VERSION, library.path(),
-           library.GetVersionInfo());
+           library.GetVersionInfo(), kr_instructions());
     report_configuration(program_);
 }
 

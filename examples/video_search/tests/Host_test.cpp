@@ -2,6 +2,7 @@
 
 #include <KRCommon/frame/Configuration_Status.h>
 #include <KRCommon/frame/Log.h>
+#include <KRCommon/kernels/Instructions.h>
 #include <KRCommon/util/Guid.h>
 
 #include <ace/Event_Handler.h>
@@ -162,7 +163,8 @@ TEST_F(HostTest, StartLineNamesProgramRunAndVersions)
     ASSERT_EQ(1U, found.size());
     const std::regex line("\\d\\d:\\d\\d:\\d\\d\\.\\d{6} T\\d{4,} INF prog: started, run " + run +
                           ", file version Version not supported; KRCommon 1\\.0\\.0, "
-                          "(lib)?KRCommon\\.(so|dll)[.0-9]* file version .+");
+                          "(lib)?KRCommon\\.(so|dll)[.0-9]* file version .+, instructions " +
+                          kr_instructions());
     EXPECT_TRUE(std::regex_match(found[0], line)) << found[0];
 }
 
