@@ -191,6 +191,21 @@ TEST(Surface, TheDefaultConfigurationClassifiesColours)
     EXPECT_EQ(20.0F, colors->angle_distance(350.0F, 10.0F));
     colors->hsv_to_rgb(hsv, rgb);
     EXPECT_EQ(255, rgb.red);
+
+    KR_Color_Region region;
+    const std::uint8_t pixels[] = {0, 0, 255, 255, 255, 255};
+    region.pixels = pixels;
+    region.width = 2;
+    region.height = 1;
+    KR_Preset_Histogram histogram;
+    colors->count_color_presets(region, histogram);
+    EXPECT_EQ(0.5, histogram.share(ns__ColorPreset__red));
+    colors->rgb_to_hsv_batch(KR_Rgb_Source::of(&rgb), 1, KR_Hsv_Target::of(&hsv));
+    std::uint32_t mask = 0;
+    colors->get_color_preset_masks(KR_Hsv_Source::of(&hsv), 1, &mask);
+    EXPECT_EQ(1U << ns__ColorPreset__red, mask);
+    colors->hsv_to_rgb_batch(KR_Hsv_Source::of(&hsv), 1, KR_Rgb_Target::of(&rgb));
+    EXPECT_EQ(255, rgb.red);
 }
 
 TEST(Surface, AnObjectIsStoredFoundAndReported)

@@ -30,10 +30,13 @@
 /// Exceptions: std::bad_alloc alone, see KRCommon_Export.h.
 
 #include <KRCommon/KRCommon_Export.h>
+#include <KRCommon/colors/Color_Batch.h>
 #include <KRCommon/colors/Configuration.h>
 
 #include <krsoap/krsoap.h>
 
+#include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <vector>
 
@@ -127,6 +130,30 @@ public:
     /// Replaces the vector's content by the representative colours of the configuration: one per
     /// configured range, in the file's order, duplicates included.
     void get_available_colors(std::vector<ns__RgbColor>& colors) const;
+
+    // Many colours in one call, with the results of the operations above to the last bit. Where colours
+    // lie is told by the types of Color_Batch.h. What is read and what is written must not overlap.
+    // Nothing happens for a count of 0, and when a pointer is null. Nothing is kept: the classifier is
+    // read until the call returns, as by the operations above.
+
+    /// As rgb_to_hsv() for each of the colours.
+    void rgb_to_hsv_batch(const KR_Rgb_Source& rgb, std::size_t count,
+                          const KR_Hsv_Target& hsv) const noexcept;
+
+    /// As hsv_to_rgb() for each of the colours.
+    void hsv_to_rgb_batch(const KR_Hsv_Source& hsv, std::size_t count,
+                          const KR_Rgb_Target& rgb) const noexcept;
+
+    /// The presets that each of the colours falls into, as get_color_presets() tells them.
+    /// masks  count numbers; bit n of each stands for preset n, and the bits from 14 on are 0
+    void get_color_preset_masks(const KR_Hsv_Source& hsv, std::size_t count,
+                                std::uint32_t* masks) const noexcept;
+
+    /// Adds the pixels of a region that count to a histogram: how many there are, and how many of them
+    /// have each preset, as rgb_to_hsv() and get_color_presets() tell. Several regions may be added to
+    /// one histogram. Nothing is added for a region of no pixels or with a format that is none.
+    void count_color_presets(const KR_Color_Region& region,
+                             KR_Preset_Histogram& histogram) const noexcept;
 
 private:
     friend class kr_internal::Color_Presets;

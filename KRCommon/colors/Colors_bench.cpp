@@ -5,13 +5,22 @@
 //     ...Literal          the same written down as it is defined
 //     ...OpenCvFloat      cv::cvtColor on an image of the same colours, 32-bit floats
 //     ...OpenCv8Bit       the same in 8 bits
+//     ...Batch              one call for all, planes
+//     ...BatchAvx2          ...Batch without AVX-512
+//     ...BatchSse2          ...Batch without AVX2
+//     ...BatchPixels        one call for all, RGB in three bytes a pixel and HSV as objects
 //   PresetsReused         Color_Table::append_presets against 13 presets of 2 ranges each, into a
 //                         vector that is cleared and used again
 //   PresetsFresh          the same into a new vector per colour
 //   PresetsMask           the same, the presets as bits
+//   PresetsMaskBatch      the same, one call for all
 //   Presets1000           13 presets of 76 or 77 ranges each, into a vector used again
 //     ...Literal          an ordered map of lists, walked
 //     ...OpenCv           cv::inRange per range, joined into a mask per preset with bitwise_or
+//   Region                a histogram of presets over a region of 256 x 256 pixels, bgr24
+//   RegionMasked          the same of the pixels that a mask of a circle lets count; the counter
+//                         "each" is one pixel of the region, counted or not
+//     ...Singly             a loop of the operations for one colour
 //   IsColor               Color_Table::has_preset, another preset for each colour
 //     ...Literal          the map walked into a new vector, which is searched
 //
@@ -19,6 +28,9 @@
 
 #include <KRCommon/colors/Color_Table.h>
 #include <KRCommon/colors/Colors.h>
+#include <KRCommon/kernels/Kernels_testing.h>
+
+#include <tests/support/Private_Member.h>
 
 #include <benchmark/benchmark.h>
 
@@ -37,11 +49,19 @@
 #include <string>
 #include <vector>
 
+using XML_colors = KRCMN::XML_configuration::XML_colors;
+
+struct Init {
+    friend auto private_member(Init);
+};
+template struct Private_Member<Init, &KR_Colors::init>;
+
 namespace {
 
 using kr_internal::color_range;
 using kr_internal::Color_Table;
-using KRCMN::XML_configuration;
+using kr_internal::Instruction_Set;
+using kr_internal::Level;
 
 constexpr std::size_t color_count = 65'536;
 constexpr auto tolerance = ns__QueryTolerancePreset__value_0;
@@ -234,7 +254,7 @@ struct Tables {
     template <typename Rows>
     explicit Tables(const Rows& rows)
     {
-        XML_configuration::XML_colors colors;
+        XML_colors colors;
         for (std::size_t i = 0; i < rows.size(); ++i) {
             auto& preset = colors.get_presets().get_preset(i);
             const color_range& range = rows[i].range;
@@ -248,9 +268,11 @@ struct Tables {
             literal[KRCMN::color_enumeration(rows[i].color)].push_back(range);
         }
         table.rebuild(colors);
+        (classifier.*private_member(Init()))(colors);
     }
 
     Color_Table table;
+    KR_Colors classifier = *KR_Colors::instance();
     Literal_Table literal;
 };
 
@@ -320,6 +342,218 @@ void HsvToRgb(benchmark::State& state)
 void HsvToRgbLiteral(benchmark::State& state)
 {
     run_hsv_to_rgb(state, literal_hsv_to_rgb);
+}
+
+// The colours in planes.
+struct Planes {
+    Planes()
+    {
+        for (std::size_t i = 0; i < color_count; ++i) {
+            const ns__RgbColor& color = rgb_colors()[i];
+            red.push_back(color.red);
+            green.push_back(color.green);
+            blue.push_back(color.blue);
+            hues.push_back(hsv_colors()[i].hue);
+            saturations.push_back(hsv_colors()[i].saturation);
+            values.push_back(hsv_colors()[i].value);
+        }
+    }
+
+    KR_Hsv_Source hsv() const { return {hues.data(), saturations.data(), values.data()}; }
+
+    std::vector<std::uint8_t> red, green, blue;
+    std::vector<std::int32_t> hues;
+    std::vector<float> saturations, values;
+};
+
+// The colours as pixels of a frame.
+const std::vector<std::uint8_t>& pixels()
+{
+    static const std::vector<std::uint8_t> bytes = [] {
+        std::vector<std::uint8_t> result;
+        for (const ns__RgbColor& color : rgb_colors())
+            result.insert(result.end(), {color.blue, color.green, color.red});
+        return result;
+    }();
+    return bytes;
+}
+
+template <typename Convert>
+void run_batch(benchmark::State& state, Level most, Convert convert)
+{
+    const Level present = kr_internal::present_instructions().level;
+    const kr_internal::Forced_Kernels forced({std::min(most, present), false, false});
+    state.SetLabel(kr_internal::name_of(kr_internal::kernels().instructions));
+    for (auto _ : state) {
+        convert();
+        benchmark::ClobberMemory();
+    }
+    count_colors(state);
+}
+
+void run_rgb_to_hsv_batch(benchmark::State& state, Level most)
+{
+    Planes planes;
+    run_batch(state, most, [&planes] {
+        KR_Colors::instance()->rgb_to_hsv_batch(
+            {planes.red.data(), planes.green.data(), planes.blue.data()}, color_count,
+            {planes.hues.data(), planes.saturations.data(), planes.values.data()});
+    });
+}
+
+void run_hsv_to_rgb_batch(benchmark::State& state, Level most)
+{
+    Planes planes;
+    run_batch(state, most, [&planes] {
+        KR_Colors::instance()->hsv_to_rgb_batch(
+            planes.hsv(), color_count,
+            {planes.red.data(), planes.green.data(), planes.blue.data()});
+    });
+}
+
+void RgbToHsvBatch(benchmark::State& state)
+{
+    run_rgb_to_hsv_batch(state, Level::avx512);
+}
+
+void RgbToHsvBatchAvx2(benchmark::State& state)
+{
+    run_rgb_to_hsv_batch(state, Level::avx2);
+}
+
+void RgbToHsvBatchSse2(benchmark::State& state)
+{
+    run_rgb_to_hsv_batch(state, Level::sse2);
+}
+
+void RgbToHsvBatchPixels(benchmark::State& state)
+{
+    std::vector<ns__HsvColor> result(color_count);
+    run_batch(state, Level::avx512, [&result] {
+        KR_Colors::instance()->rgb_to_hsv_batch(
+            KR_Rgb_Source::packed(pixels().data(), KR_Pixel_Format::bgr24), color_count,
+            KR_Hsv_Target::of(result.data()));
+    });
+}
+
+void HsvToRgbBatch(benchmark::State& state)
+{
+    run_hsv_to_rgb_batch(state, Level::avx512);
+}
+
+void HsvToRgbBatchSse2(benchmark::State& state)
+{
+    run_hsv_to_rgb_batch(state, Level::sse2);
+}
+
+void HsvToRgbBatchPixels(benchmark::State& state)
+{
+    std::vector<std::uint8_t> result(3 * color_count);
+    run_batch(state, Level::avx512, [&result] {
+        KR_Colors::instance()->hsv_to_rgb_batch(
+            KR_Hsv_Source::of(hsv_colors().data()), color_count,
+            KR_Rgb_Target::packed(result.data(), KR_Pixel_Format::bgr24));
+    });
+}
+
+void PresetsMaskBatch(benchmark::State& state)
+{
+    const Planes planes;
+    std::vector<std::uint32_t> masks(color_count);
+    for (auto _ : state) {
+        site_tables().classifier.get_color_preset_masks(planes.hsv(), color_count, masks.data());
+        benchmark::ClobberMemory();
+    }
+    count_colors(state);
+}
+
+constexpr std::int32_t side = 256; // of the region
+
+KR_Color_Region region()
+{
+    KR_Color_Region result;
+    result.pixels = pixels().data();
+    result.width = side;
+    result.height = side;
+    result.stride = 3 * side;
+    return result;
+}
+
+const std::vector<std::uint8_t>& circle()
+{
+    static const std::vector<std::uint8_t> mask = [] {
+        std::vector<std::uint8_t> result;
+        for (std::int32_t y = -side / 2; y < side / 2; ++y)
+            for (std::int32_t x = -side / 2; x < side / 2; ++x)
+                result.push_back(4 * x * x + 4 * y * y < side * side ? 255 : 0);
+        return result;
+    }();
+    return mask;
+}
+
+KR_Color_Region masked_region()
+{
+    KR_Color_Region result = region();
+    result.mask = circle().data();
+    result.mask_stride = side;
+    return result;
+}
+
+void run_region(benchmark::State& state, const KR_Color_Region& region)
+{
+    for (auto _ : state) {
+        KR_Preset_Histogram histogram;
+        site_tables().classifier.count_color_presets(region, histogram);
+        benchmark::DoNotOptimize(histogram);
+    }
+    count_colors(state);
+}
+
+void run_region_singly(benchmark::State& state, const KR_Color_Region& region)
+{
+    const KR_Colors& colors = site_tables().classifier;
+    const auto* const bytes = static_cast<const std::uint8_t*>(region.pixels);
+    ns__RgbColor rgb;
+    ns__HsvColor hsv;
+    std::vector<ns__ColorPreset> presets;
+    for (auto _ : state) {
+        KR_Preset_Histogram histogram;
+        for (std::size_t i = 0; i < color_count; ++i) {
+            if (region.mask != nullptr && region.mask[i] == 0)
+                continue;
+            rgb.blue = bytes[3 * i];
+            rgb.green = bytes[3 * i + 1];
+            rgb.red = bytes[3 * i + 2];
+            colors.rgb_to_hsv(rgb, hsv);
+            presets.clear();
+            colors.get_color_presets(hsv, presets, tolerance);
+            ++histogram.pixels;
+            for (const ns__ColorPreset preset : presets)
+                ++histogram.presets[static_cast<std::size_t>(preset)];
+        }
+        benchmark::DoNotOptimize(histogram);
+    }
+    count_colors(state);
+}
+
+void Region(benchmark::State& state)
+{
+    run_region(state, region());
+}
+
+void RegionSingly(benchmark::State& state)
+{
+    run_region_singly(state, region());
+}
+
+void RegionMasked(benchmark::State& state)
+{
+    run_region(state, masked_region());
+}
+
+void RegionMaskedSingly(benchmark::State& state)
+{
+    run_region_singly(state, masked_region());
 }
 
 template <typename Append>
@@ -521,15 +755,27 @@ void PresetsOpenCv(benchmark::State& state)
 
 BENCHMARK(RgbToHsv);
 BENCHMARK(RgbToHsvLiteral);
+BENCHMARK(RgbToHsvBatch);
+BENCHMARK(RgbToHsvBatchAvx2);
+BENCHMARK(RgbToHsvBatchSse2);
+BENCHMARK(RgbToHsvBatchPixels);
 BENCHMARK(HsvToRgb);
 BENCHMARK(HsvToRgbLiteral);
+BENCHMARK(HsvToRgbBatch);
+BENCHMARK(HsvToRgbBatchSse2);
+BENCHMARK(HsvToRgbBatchPixels);
 BENCHMARK(PresetsReused);
 BENCHMARK(PresetsReusedLiteral);
 BENCHMARK(PresetsFresh);
 BENCHMARK(PresetsFreshLiteral);
 BENCHMARK(PresetsMask);
+BENCHMARK(PresetsMaskBatch);
 BENCHMARK(Presets1000);
 BENCHMARK(Presets1000Literal);
+BENCHMARK(Region);
+BENCHMARK(RegionSingly);
+BENCHMARK(RegionMasked);
+BENCHMARK(RegionMaskedSingly);
 BENCHMARK(IsColor);
 BENCHMARK(IsColorLiteral);
 #ifdef KR_BENCH_OPENCV

@@ -48,6 +48,22 @@ std::size_t decode_base64_lines_avx2(const char* text, std::size_t size,
 std::size_t decode_base64_lines_avx512(const char* text, std::size_t size,
                                        unsigned char* out) noexcept;
 
+void rgb_to_hsv_portable(const std::uint32_t* colors, std::size_t count, std::int32_t* hues,
+                         float* saturations, float* values) noexcept;
+void rgb_to_hsv_sse2(const std::uint32_t* colors, std::size_t count, std::int32_t* hues,
+                     float* saturations, float* values) noexcept;
+void rgb_to_hsv_avx2(const std::uint32_t* colors, std::size_t count, std::int32_t* hues,
+                     float* saturations, float* values) noexcept;
+void rgb_to_hsv_avx512(const std::uint32_t* colors, std::size_t count, std::int32_t* hues,
+                       float* saturations, float* values) noexcept;
+
+void hsv_to_rgb_portable(const std::int32_t* hues, const float* saturations, const float* values,
+                         std::size_t count, std::uint32_t* colors) noexcept;
+void hsv_to_rgb_sse2(const std::int32_t* hues, const float* saturations, const float* values,
+                     std::size_t count, std::uint32_t* colors) noexcept;
+void hsv_to_rgb_avx2(const std::int32_t* hues, const float* saturations, const float* values,
+                     std::size_t count, std::uint32_t* colors) noexcept;
+
 void compress_sha1_portable(std::uint32_t* h, const unsigned char* data,
                             std::size_t blocks) noexcept;
 void compress_sha1_sha(std::uint32_t* h, const unsigned char* data, std::size_t blocks) noexcept;

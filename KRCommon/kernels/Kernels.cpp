@@ -41,14 +41,19 @@ constexpr Kernels make_kernels(Instruction_Set set)
     table.decode_base64 = decode_base64_portable;
     table.encode_base64_lines = encode_base64_lines_portable;
     table.decode_base64_lines = decode_base64_lines_portable;
+    table.rgb_to_hsv = rgb_to_hsv_portable;
+    table.hsv_to_rgb = hsv_to_rgb_portable;
     table.compress_sha1 = compress_sha1_portable;
     table.expand_aes_key = expand_aes_key_portable;
     table.invert_aes_keys = invert_aes_keys_portable;
     table.encrypt_aes = encrypt_aes_portable;
     table.decrypt_aes = decrypt_aes_portable;
 #ifndef KR_PORTABLE
-    if (set.level >= Level::sse2)
+    if (set.level >= Level::sse2) {
         table.encode_hex = encode_hex_sse2;
+        table.rgb_to_hsv = rgb_to_hsv_sse2;
+        table.hsv_to_rgb = hsv_to_rgb_sse2;
+    }
     if (set.level >= Level::ssse3) {
         table.encode_hex = encode_hex_ssse3;
         table.decode_hex = decode_hex_ssse3;
@@ -63,12 +68,15 @@ constexpr Kernels make_kernels(Instruction_Set set)
         table.decode_base64 = decode_base64_avx2;
         table.encode_base64_lines = encode_base64_lines_avx2;
         table.decode_base64_lines = decode_base64_lines_avx2;
+        table.rgb_to_hsv = rgb_to_hsv_avx2;
+        table.hsv_to_rgb = hsv_to_rgb_avx2;
     }
     if (set.level >= Level::avx512) {
         table.encode_base64 = encode_base64_avx512;
         table.decode_base64 = decode_base64_avx512;
         table.encode_base64_lines = encode_base64_lines_avx512;
         table.decode_base64_lines = decode_base64_lines_avx512;
+        table.rgb_to_hsv = rgb_to_hsv_avx512;
     }
     if (set.sha)
         table.compress_sha1 = compress_sha1_sha;

@@ -88,6 +88,16 @@ struct Kernels {
                         unsigned char* out, std::size_t blocks) noexcept;
     void (*decrypt_aes)(const std::uint32_t* keys, unsigned char* chain, const unsigned char* in,
                         unsigned char* out, std::size_t blocks) noexcept;
+
+    /// Colours from RGB to HSV as KR_Colors::rgb_to_hsv() does.
+    /// colors   red in bits 0-7, green in 8-15, blue in 16-23; the other bits do not matter
+    /// hues, saturations, values   as many as colors
+    void (*rgb_to_hsv)(const std::uint32_t* colors, std::size_t count, std::int32_t* hues,
+                       float* saturations, float* values) noexcept;
+
+    /// Back, as KR_Colors::hsv_to_rgb() does; the top 8 bits of each of the colors are 0.
+    void (*hsv_to_rgb)(const std::int32_t* hues, const float* saturations, const float* values,
+                       std::size_t count, std::uint32_t* colors) noexcept;
 };
 
 /// The table that is in use; null before the first use.

@@ -91,6 +91,8 @@ TEST(Kernels, OfEachSetAreWhole)
         EXPECT_NE(nullptr, table.encode_hex);
         EXPECT_NE(nullptr, table.encode_base64);
         EXPECT_NE(nullptr, table.decode_base64);
+        EXPECT_NE(nullptr, table.rgb_to_hsv);
+        EXPECT_NE(nullptr, table.hsv_to_rgb);
         EXPECT_NE(nullptr, table.compress_sha1);
         EXPECT_NE(nullptr, table.expand_aes_key);
         EXPECT_NE(nullptr, table.invert_aes_keys);
