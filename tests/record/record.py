@@ -639,6 +639,14 @@ def check_example(root):
     compare("rows of the worked example", [sum(sizes[:i]) for i in range(len(sizes))], offsets)
 
 
+def check_loops(root):
+    """The C++ of the documentation is what is compiled and tested."""
+    page = (root / "docs" / "record_format.md").read_text()
+    tested = (root / "KRCommon" / "objects" / "Record_File_test.cpp").read_text()
+    loops = re.findall(r"^```cpp\n(.*?)^```", page, re.MULTILINE | re.DOTALL)
+    compare("loops of the documentation that are tested", [True] * 2, [x in tested for x in loops])
+
+
 def check_assertion(program, record):
     (program.folder / "in.bin").write_bytes(joined([record]))
     done = program.run("describe", "in.bin", "out.txt")
@@ -651,6 +659,7 @@ def check(program, *emulator):
     command = [*emulator, str(pathlib.Path(program).resolve())]
     root = pathlib.Path(__file__).resolve().parents[2]
     check_example(root)
+    check_loops(root)
     with tempfile.TemporaryDirectory() as name:
         tool = Program(pathlib.Path(name), command)
         check_golden(tool, root / "tests" / "record" / "golden")
