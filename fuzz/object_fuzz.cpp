@@ -60,6 +60,20 @@ KR_ObjectBase decode_list(Bytes bytes)
     return object;
 }
 
+// One object takes in all inputs that come by, another one this input alone.
+void require_decoded_alike(const Bytes& bytes)
+{
+    static KR_ObjectBase reused;
+    KR_ObjectBase fresh;
+    const KR_Record_Status status = fresh.decode(bytes.data(), bytes.size());
+    require(status.consumed <= bytes.size() && status.position <= bytes.size());
+    require(status.instances == fresh.Instances.size());
+    if (status.state == KR_Record_State::cut_in_fixed_block)
+        return; // which leaves what was there
+    require(reused.decode(bytes.data(), bytes.size()) == status);
+    require(encode(reused, no_limit) == encode(fresh, no_limit));
+}
+
 void require_pending_alike(const Bytes& bytes, const KR_ObjectBase& expected)
 {
     KR_ObjectBase object = object_with_an_instance();
@@ -137,6 +151,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     // 4 and more: below, the writer writes more than its size says.
     const unsigned limit = 4 + (size > 0 ? data[size / 2] * 3U : 0);
     use(decode(bytes, object_with_an_instance()), limit);
+    require_decoded_alike(bytes);
 
     const KR_ObjectBase of_list = decode_list(bytes);
     use(of_list, limit);

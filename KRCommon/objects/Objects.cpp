@@ -43,27 +43,29 @@ KR_Auxiliary_Data emptied(KR_Auxiliary_Data& block)
     return std::move(block);
 }
 
-} // namespace
-
-void KR_ObjectBase::Spare_Colors::take_from(std::vector<Instance>& instances) noexcept
+// Does without when there is no memory: the lists go with their instances then.
+void spare_lists(std::vector<KR_ObjectBase::Instance>& instances,
+                 std::vector<std::vector<ns__RgbColorArea>>& spare) noexcept
 {
     try {
-        lists.reserve(lists.size() + instances.size());
+        spare.reserve(spare.size() + instances.size());
     } catch (const std::bad_alloc&) {
-        return; // They go with their instances.
+        return;
     }
-    for (Instance& instance : instances) {
+    for (KR_ObjectBase::Instance& instance : instances) {
         if (instance.Colors.capacity() == 0)
             continue;
         instance.Colors.clear();
-        lists.push_back(std::move(instance.Colors));
+        spare.push_back(std::move(instance.Colors));
     }
 }
+
+} // namespace
 
 void KR_ObjectBase::clear()
 {
     KR_ObjectBase cleared(emptied(AuxiliaryData));
-    spare_colors_.take_from(Instances);
+    spare_lists(Instances, spare_colors_.lists);
     Instances.clear();
     Metadata.clear();
     pending_instances_.clear();

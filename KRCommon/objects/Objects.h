@@ -277,8 +277,6 @@ private:
         Spare_Colors& operator=(Spare_Colors&&) noexcept = default;
         ~Spare_Colors() = default;
 
-        void take_from(std::vector<Instance>& instances) noexcept;
-
         std::vector<std::vector<ns__RgbColorArea>> lists;
     };
 

@@ -58,7 +58,7 @@ void get_color(const unsigned char* bytes, ns__RgbColorArea& color)
 void get_colors(const unsigned char* bytes, unsigned count, Colors& colors,
                 std::vector<Colors>& spare)
 {
-    if (!spare.empty()) {
+    if (count > 0 && !spare.empty()) {
         colors.swap(spare.back());
         spare.pop_back();
     }

@@ -22,46 +22,9 @@
 
 namespace {
 
-constexpr int most_allocations = 2'000; // of any operation here
-
 class No_Memory : public Log_Manager_Fixture {
 protected:
     void TearDown() override { release_files(); }
-
-    // Runs the operation again and again, with each of its allocations failing, alone and with all
-    // that follow, until none fails. `check` is told whether one has failed.
-    template <typename Prepare, typename Operation, typename Check>
-    static void fail_each_allocation(Prepare prepare, Operation operation, Check check)
-    {
-        for (const Failing_New::Extent extent : {Failing_New::one, Failing_New::rest}) {
-            bool has_failed = true;
-            for (int first = 0; has_failed; ++first) {
-                SCOPED_TRACE(first);
-                ASSERT_LT(first, most_allocations);
-                prepare();
-                {
-                    const Failing_New failing(first, extent);
-                    operation();
-                    has_failed = failing.has_failed();
-                }
-                check(has_failed);
-                if (HasFatalFailure())
-                    return;
-            }
-        }
-    }
-
-    // As operation of a plain function: whether it has thrown std::bad_alloc.
-    template <typename Operation>
-    static bool throws_bad_alloc(Operation operation)
-    {
-        try {
-            operation();
-            return false;
-        } catch (const std::bad_alloc&) {
-            return true;
-        }
-    }
 
     Temp_Folder folder_{};
     Test_Log_Manager manager_;

@@ -23,7 +23,8 @@ Canonical text, a line per field; floats are their bits as eight hexadecimal dig
              FLOAT1 FLOAT2 FLAG GROUP1 GROUP2 GROUP3 GROUP4 NUMBER POINTX POINTY    (one line)
     color RED GREEN BLUE AREA CODE            of the instance above
     auxiliary HEXADECIMAL                     "-" for none
-    end [CONSUMED]                            bytes that a reader consumed; not part of the object
+    end [CONSUMED [STATE POSITION]]           bytes that a reader consumed, and the number of what it
+                                              found and where; not part of the object
 """
 
 import math
@@ -233,6 +234,32 @@ def decode(data):
         obj.auxiliary, size = decode_auxiliary(data[position:])
         position += size
     return obj, position
+
+
+WHOLE, CUT_IN_FIXED_BLOCK, BAD_COLOR_COUNT, CUT_IN_INSTANCES = range(4)
+CUT_IN_AUXILIARY_DATA, NO_INSTANCES, TRAILING_BYTES = range(4, 7)
+
+
+def check_record(data):
+    """What the bytes are found to be, and where: the first of these that holds."""
+    if len(data) < FIXED_BLOCK_SIZE:
+        return CUT_IN_FIXED_BLOCK, 0
+    rest = data[FIXED_BLOCK_SIZE:]
+    instances, size, are_all = decode_instances(rest)
+    position = FIXED_BLOCK_SIZE + 4
+    for instance in instances:
+        if data[position + 57] > 127:
+            return BAD_COLOR_COUNT, position
+        position += INSTANCE_SIZE + COLOR_SIZE * len(instance.colors)
+    if not are_all:
+        return CUT_IN_INSTANCES, FIXED_BLOCK_SIZE + size
+    auxiliary_size = decode_auxiliary(rest[size:])[1]
+    if auxiliary_size == 0:
+        return CUT_IN_AUXILIARY_DATA, position
+    if not instances:
+        return NO_INSTANCES, FIXED_BLOCK_SIZE
+    position += auxiliary_size
+    return (TRAILING_BYTES if position < len(data) else WHOLE), position
 
 
 # Text.
@@ -498,6 +525,11 @@ class Program:
         self.run_well("describe", "in.bin", "out.txt")
         return split_text((self.folder / "out.txt").read_bytes().decode())
 
+    def check(self, records):
+        (self.folder / "in.bin").write_bytes(joined(records))
+        self.run_well("check", "in.bin", "out.txt")
+        return split_text((self.folder / "out.txt").read_bytes().decode())
+
     def random(self, seed, count):
         self.run_well("random", str(seed), str(count), "random.txt", "random.bin")
         text = (self.folder / "random.txt").read_bytes().decode()
@@ -528,6 +560,19 @@ def descriptions(records):
     return [describe(*decode(record)) for record in records]
 
 
+def checked_descriptions(records):
+    found = []
+    for record in records:
+        obj, consumed = decode(record)
+        found.append(describe(obj, f"{consumed} {decimal(check_record(record))}"))
+    return found
+
+
+def compare_checked(what, records, program):
+    """By the checked reader, which reads what ends the process of the other one as well."""
+    compare(what, checked_descriptions(records), program.check(records))
+
+
 def check_ours(program, seed, count):
     objects = random_objects(seed, count)
     records = [encode(obj) for obj in objects]
@@ -536,10 +581,12 @@ def check_ours(program, seed, count):
     compare("our objects, encoded", records, program.encode(text))
     rnd = random.Random(seed)
     for what, given in (
-        ("our records, described", readable(records)),
-        ("damaged records, described", readable([damaged(rnd, r) for r in records])),
+        ("our records", records),
+        ("damaged records", [damaged(rnd, r) for r in records]),
     ):
-        compare(what, descriptions(given), program.describe(given))
+        alive = readable(given)
+        compare(f"{what}, described", descriptions(alive), program.describe(alive))
+        compare_checked(f"{what}, checked", given, program)
 
 
 def check_theirs(program, seed, count):
@@ -551,6 +598,10 @@ def check_theirs(program, seed, count):
     compare("their objects, encoded", [encode(obj) for obj in objects], records)
     given = readable(records)
     compare("their records, described", descriptions(given), program.describe(given))
+
+
+def prefixes(record):
+    return [record[:length] for length in range(len(record))]
 
 
 def check_golden(program, folder):
@@ -567,6 +618,8 @@ def check_golden(program, folder):
             compare(f"{file.name}, described", [text], program.describe([record]))
         else:
             check_assertion(program, record)
+        compare_checked(f"{file.name}, checked", [record], program)
+        compare_checked(f"{file.name}, cut anywhere", prefixes(record), program)
         if not file.name.startswith("read_"):
             source = file.with_suffix(".source.txt")
             text = source.read_bytes().decode() if source.exists() else text
@@ -586,6 +639,14 @@ def check_example(root):
     compare("rows of the worked example", [sum(sizes[:i]) for i in range(len(sizes))], offsets)
 
 
+def check_loops(root):
+    """The C++ of the documentation is what is compiled and tested."""
+    page = (root / "docs" / "record_format.md").read_text()
+    tested = (root / "KRCommon" / "objects" / "Record_File_test.cpp").read_text()
+    loops = re.findall(r"^```cpp\n(.*?)^```", page, re.MULTILINE | re.DOTALL)
+    compare("loops of the documentation that are tested", [True] * 2, [x in tested for x in loops])
+
+
 def check_assertion(program, record):
     (program.folder / "in.bin").write_bytes(joined([record]))
     done = program.run("describe", "in.bin", "out.txt")
@@ -598,6 +659,7 @@ def check(program, *emulator):
     command = [*emulator, str(pathlib.Path(program).resolve())]
     root = pathlib.Path(__file__).resolve().parents[2]
     check_example(root)
+    check_loops(root)
     with tempfile.TemporaryDirectory() as name:
         tool = Program(pathlib.Path(name), command)
         check_golden(tool, root / "tests" / "record" / "golden")

@@ -3,6 +3,7 @@
 //
 //     record_tool encode TEXT RECORDS          canonical text to a file of records
 //     record_tool describe RECORDS TEXT        and back; a record without instances ends the process
+//     record_tool check RECORDS TEXT           the same by decode(), with state and position at the end
 //     record_tool random SEED COUNT TEXT RECORDS    random objects, as text and as records
 
 #include <KRCommon/objects/Objects.h>
@@ -319,7 +320,29 @@ std::string describe(Bytes record)
     return text.word("end").number(consumed).end_line().text();
 }
 
-void describe(const char* records_name, const char* text_name)
+// All records are decoded into one object.
+class Checked_Reader {
+public:
+    std::string describe(const Bytes& record)
+    {
+        const KR_Record_Status status = sample_.object.decode(record.data(), record.size());
+        if (status.state == KR_Record_State::cut_in_fixed_block)
+            sample_.object.clear(); // there may be a record in it
+        if (status.instances != sample_.object.Instances.size())
+            throw std::runtime_error("decode() counts other instances than it reads");
+        Text text;
+        write_object(text, sample_);
+        text.word("end").number_unsigned(status.consumed);
+        text.number(static_cast<std::int32_t>(status.state)).number_unsigned(status.position);
+        return text.end_line().text();
+    }
+
+private:
+    Sample sample_;
+};
+
+template <typename Describe>
+void describe(const char* records_name, const char* text_name, Describe describe_record)
 {
     const std::string data = read_file(records_name);
     Output_File text(text_name);
@@ -331,7 +354,7 @@ void describe(const char* records_name, const char* text_name)
         if (length > data.size() - position)
             throw std::runtime_error("the last record is cut short");
         const auto first = data.begin() + static_cast<std::ptrdiff_t>(position);
-        text.write(describe(Bytes(first, first + static_cast<std::ptrdiff_t>(length))));
+        text.write(describe_record(Bytes(first, first + static_cast<std::ptrdiff_t>(length))));
         position += length;
     }
     text.close();
@@ -470,7 +493,11 @@ int run(int argc, char** argv)
     if (command == "encode" && argc == 4)
         encode(argv[2], argv[3]);
     else if (command == "describe" && argc == 4)
-        describe(argv[2], argv[3]);
+        describe(argv[2], argv[3], [](const Bytes& record) { return describe(record); });
+    else if (command == "check" && argc == 4)
+        describe(argv[2], argv[3], [reader = Checked_Reader()](const Bytes& record) mutable {
+            return reader.describe(record);
+        });
     else if (command == "random" && argc == 6)
         write_random(argv[2], argv[3], argv[4], argv[5]);
     else
