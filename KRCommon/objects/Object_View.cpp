@@ -2,7 +2,6 @@
 
 #include <KRCommon/colors/Color_Presets.h>
 #include <KRCommon/colors/Colors.h>
-#include <KRCommon/objects/Query_Test.h>
 
 #include <algorithm>
 #include <cmath>
@@ -12,13 +11,6 @@ using namespace kr_internal;
 KR_Record_Status KR_Object_View::check(const unsigned char* bytes, std::size_t length) noexcept
 {
     return check_record(bytes, length);
-}
-
-bool KR_Object_View::test(const ACE_Time_Value& from, const ACE_Time_Value& to,
-                          ns__DetectorType detector, ns__ObjectClass object_class, float min_score,
-                          float min_duration) const noexcept
-{
-    return passes(*this, {from, to, detector, object_class, min_score, min_duration});
 }
 
 KR_Byte_Span KR_Object_View::auxiliary_data() const noexcept

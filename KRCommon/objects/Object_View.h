@@ -31,6 +31,7 @@
 
 #include <KRCommon/KRCommon_Export.h>
 #include <KRCommon/objects/Geom_Box2D.h>
+#include <KRCommon/objects/Query_Test.h>
 #include <KRCommon/objects/Record_Reader.h>
 #include <KRCommon/objects/Record_Status.h>
 
@@ -480,9 +481,13 @@ public:
 
     /// The answer of KR_ObjectBase::test(), whose parameters these are, of the fixed block alone: a
     /// record without an instance may pass.
-    [[nodiscard]] KRCOMMON_EXPORT bool test(const ACE_Time_Value& from, const ACE_Time_Value& to,
-                                            ns__DetectorType detector, ns__ObjectClass object_class,
-                                            float min_score, float min_duration) const noexcept;
+    [[nodiscard]] [[gnu::always_inline]] bool
+    test(const ACE_Time_Value& from, const ACE_Time_Value& to, ns__DetectorType detector,
+         ns__ObjectClass object_class, float min_score, float min_duration) const noexcept
+    {
+        return kr_internal::passes(Tested_View{*this},
+                                   {from, to, detector, object_class, min_score, min_duration});
+    }
 
     [[nodiscard]] KR_Instance_Range instances() const noexcept
     {
@@ -524,6 +529,29 @@ private:
     {
         return kr_internal::get(fixed_block_, field);
     }
+
+    // The fields as a query asks for them: a time as two numbers, of which no object is made.
+    struct Tested_View {
+        const KR_Object_View& view;
+
+        [[nodiscard]] std::int64_t first_seen_seconds() const noexcept
+        {
+            return view.get(kr_internal::fixed_block::first_seen_seconds);
+        }
+        [[nodiscard]] std::int64_t first_seen_microseconds() const noexcept
+        {
+            return view.get(kr_internal::fixed_block::first_seen_microseconds);
+        }
+        [[nodiscard]] ns__DetectorType detector_type() const noexcept
+        {
+            return view.detector_type();
+        }
+        [[nodiscard]] std::uint32_t duration() const noexcept { return view.duration(); }
+        [[nodiscard]] float class_score(unsigned index) const noexcept
+        {
+            return view.get(kr_internal::fixed_block::class_scores[index]);
+        }
+    };
 
     const unsigned char* bytes_;
     std::size_t length_;

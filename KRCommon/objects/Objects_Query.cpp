@@ -17,10 +17,11 @@ using Instance = KR_ObjectBase::Instance;
 struct Tested_Object {
     const KR_ObjectBase& object;
 
-    const ACE_Time_Value& first_seen_time() const noexcept { return object.FirstSeenTime; }
+    std::int64_t first_seen_seconds() const noexcept { return object.FirstSeenTime.sec(); }
+    std::int64_t first_seen_microseconds() const noexcept { return object.FirstSeenTime.usec(); }
     ns__DetectorType detector_type() const noexcept { return object.DetectorType; }
     std::uint32_t duration() const noexcept { return object.Duration; }
-    const float (&class_scores() const noexcept)[3] { return object.ClassScores; }
+    float class_score(unsigned index) const noexcept { return object.ClassScores[index]; }
 };
 
 } // namespace
