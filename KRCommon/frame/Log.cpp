@@ -76,6 +76,7 @@ void log_line(ACE_Log_Msg& log, const KR_Log_Site& site, int error, const char* 
     if (log.msg() == nullptr)
         return; // ACE had no memory for the thread's line, and would write it to nowhere
     join_log_stream(log);
+    count_line(log);
     log.conditional_set(site.file, site.line, status_of(site.priority), error);
     Format_Buffer buffer;
     std::va_list arguments;
