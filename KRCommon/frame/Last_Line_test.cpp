@@ -33,7 +33,7 @@ public:
         errno = error_;
         return -1;
     }
-    bool may_log_last_line() override { return may_log_; }
+    bool begin_end() override { return may_log_; }
     void end_process(int exit_code) override { exit_code_ = exit_code; }
 
 private:

@@ -68,7 +68,13 @@ ACE_Log_Msg* log_of_thread() noexcept
     return passage ? ACE_Log_Msg::instance() : nullptr;
 }
 
-void log_line(ACE_Log_Msg& log, const KR_Log_Site& site, int error, const char* format, ...)
+bool is_admitted(Log_Rate& rate, std::uint64_t& held_back) noexcept
+{
+    return rate.admits(kr_platform::steady_milliseconds(), held_back);
+}
+
+void log_line(ACE_Log_Msg& log, const KR_Log_Site& site, int error, std::uint64_t held_back,
+              const char* format, ...)
 {
     const Log_Passage passage;
     if (!passage)
@@ -76,13 +82,15 @@ void log_line(ACE_Log_Msg& log, const KR_Log_Site& site, int error, const char* 
     if (log.msg() == nullptr)
         return; // ACE had no memory for the thread's line, and would write it to nowhere
     join_log_stream(log);
+    count_line(log);
     log.conditional_set(site.file, site.line, status_of(site.priority), error);
     Format_Buffer buffer;
+    Format_Buffer other;
+    const char* const stamped = with_stamp(format, local_stamp(present_microseconds()).data(),
+                                           kr_platform::thread_id(), buffer);
     std::va_list arguments;
     va_start(arguments, format);
-    log.log(with_stamp(format, local_stamp(present_microseconds()).data(), kr_platform::thread_id(),
-                       buffer),
-            site.priority, arguments);
+    log.log(with_held_back(stamped, held_back, other), site.priority, arguments);
     va_end(arguments);
 }
 

@@ -40,8 +40,10 @@
 
 #include <ace/Log_Msg.h>
 
+#include <atomic>
 #include <cerrno>
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <type_traits>
@@ -125,18 +127,52 @@ constexpr std::size_t room_per_text() noexcept
            (texts > 0 ? texts : 1);
 }
 
+/// When a site of kr_log_limited() had its last line, and how many it has held back since.
+class Log_Rate {
+public:
+    constexpr Log_Rate() noexcept = default;
+
+    /// Whether a line may come now, in milliseconds of a clock that is never set. Then `held_back`
+    /// are those that were refused since the line before; otherwise it stays. No lock.
+    bool admits(std::int64_t now, std::uint64_t& held_back) noexcept
+    {
+        std::int64_t next = next_.load(std::memory_order_relaxed);
+        if (now < next || !next_.compare_exchange_strong(next, now + 1000)) {
+            held_back_.fetch_add(1, std::memory_order_relaxed);
+            return false;
+        }
+        held_back = held_back_.exchange(0, std::memory_order_relaxed);
+        return true;
+    }
+
+private:
+    std::atomic<std::int64_t> next_{INT64_MIN};
+    std::atomic<std::uint64_t> held_back_{0};
+};
+
+/// admits() at the present time.
+KRCOMMON_EXPORT bool is_admitted(Log_Rate& rate, std::uint64_t& held_back) noexcept;
+
 /// ACE's log of the calling thread. Null where there is none for it any more, since another thread is
 /// ending the process, and where there is no memory for it.
 KRCOMMON_EXPORT ACE_Log_Msg* log_of_thread() noexcept;
 
 /// The steps of a log site after the priority check: join the thread to the log stream,
-/// set the source location, log. `error` is what last_error_adapter() gave before.
+/// set the source location, log. `error` is what last_error_adapter() gave before. Before its line
+/// feed the line tells how many were held back, unless it is 0.
 KRCOMMON_EXPORT void log_line(ACE_Log_Msg& log, const KR_Log_Site& site, int error,
-                              const char* format, ...);
+                              std::uint64_t held_back, const char* format, ...);
+
+/// For sites that log as often as they are called.
+struct No_Rate {};
+inline bool is_admitted(No_Rate, std::uint64_t&) noexcept
+{
+    return true;
+}
 
 /// What kr_log() calls. `text` gives the format once more, for the compiler to read.
-template <typename Text, std::size_t size, typename... Arguments>
-void log_checked(Text text, const KR_Log_Site& site, const char (&format)[size],
+template <typename Text, typename Rate, std::size_t size, typename... Arguments>
+void log_checked(Text text, Rate&& rate, const KR_Log_Site& site, const char (&format)[size],
                  const Arguments&... arguments)
 {
     static_assert(((is_log_text<Arguments> || is_log_number<Arguments>)&&...),
@@ -147,10 +183,14 @@ void log_checked(Text text, const KR_Log_Site& site, const char (&format)[size],
     const int saved_errno = errno;
     const int error = saved_errno != 0 ? saved_errno : ACE_Log_Msg::last_error_adapter();
     ACE_Log_Msg* const log = log_of_thread();
-    if (log != nullptr && log->log_priority_enabled(site.priority)) {
+    std::uint64_t held_back = 0;
+    if (log != nullptr && log->log_priority_enabled(site.priority) &&
+        is_admitted(rate, held_back)) {
+        constexpr std::size_t for_held_back = 48;
         [[maybe_unused]] constexpr std::size_t room =
-            room_per_text<size + check.padding, Arguments...>();
-        log_line(*log, site, error, format, Log_Argument<Arguments>(arguments, room).value()...);
+            room_per_text<size + check.padding + for_held_back, Arguments...>();
+        log_line(*log, site, error, held_back, format,
+                 Log_Argument<Arguments>(arguments, room).value()...);
     }
     errno = saved_errno;
 }
@@ -191,7 +231,26 @@ void log_checked(Text text, const KR_Log_Site& site, const char (&format)[size],
 ///
 ///     kr_log(KR_LOG_SITE(LM_INFO), "%T T%04t INF %s: %d frames\n", camera_name, frames);
 #define kr_log(site, ...)                                                                          \
-    kr_internal::log_checked([] { return KR_LOG_FIRST(__VA_ARGS__, 0); }, (site), __VA_ARGS__)
+    kr_internal::log_checked([] { return KR_LOG_FIRST(__VA_ARGS__, 0); }, kr_internal::No_Rate(),  \
+                             (site), __VA_ARGS__)
+
+/// The same for lines that may come in floods: at most one within a second from each place where it
+/// is written, from whatever thread. The next one that comes tells how many were held back since:
+///
+///     12:30:01.250000 T0042*ERR camera-7: frame lost (319 held back)
+///
+/// A line that is held back takes no lock, and its texts are not looked at. Lines that the mask stops
+/// neither come nor count. What is held back after the last line of a flood, no line tells of until
+/// the next one comes.
+///
+///     kr_log_limited(KR_LOG_SITE(LM_ERROR), "%T T%04t*ERR %s: frame lost\n", camera_name);
+#define kr_log_limited(site, ...)                                                                  \
+    kr_internal::log_checked([] { return KR_LOG_FIRST(__VA_ARGS__, 0); },                          \
+                             []() -> kr_internal::Log_Rate& {                                      \
+                                 static kr_internal::Log_Rate rate;                                \
+                                 return rate;                                                      \
+                             }(),                                                                  \
+                             (site), __VA_ARGS__)
 
 /// The place where it is written, as a KR_Log_Site of the given priority.
 #define KR_LOG_SITE(priority)                                                                      \

@@ -19,6 +19,11 @@ std::string join_path(const std::string& directory, const std::string& name)
     return directory + kr_platform::path_separator() + name;
 }
 
+bool begins_with(const std::string& name, const std::string& prefix)
+{
+    return name.compare(0, prefix.size(), prefix) == 0;
+}
+
 std::string two_digits(long number)
 {
     char text[24];
@@ -73,6 +78,16 @@ std::uint32_t highest_part(const std::string& directory, const std::string& left
     return highest;
 }
 
+std::uint64_t bytes_of_log_files(const std::string& directory, const std::string& prefix)
+{
+    std::uint64_t bytes = 0;
+    for (const std::string& name : entries_of(directory))
+        if (begins_with(name, prefix))
+            if (const auto info = kr_platform::file_info(join_path(directory, name)))
+                bytes += info->size;
+    return bytes;
+}
+
 void prune_log_files(const Prune_Request& request, const Get_File_Info& file_info)
 {
     struct Candidate {
@@ -82,14 +97,15 @@ void prune_log_files(const Prune_Request& request, const Get_File_Info& file_inf
     std::uint32_t total = 0; // Quirk: wraps at 4 GiB
     std::map<std::int64_t, Candidate> oldest_first;
     for (const std::string& name : entries_of(request.directory)) {
-        if (name.compare(0, request.prefix.size(), request.prefix) != 0)
+        if (!begins_with(name, request.prefix))
             continue;
         const std::string path = join_path(request.directory, name);
         if (const auto info = file_info(path)) {
             const auto size = static_cast<std::uint32_t>(info->size);
             total += size;
             // Quirk: replaces a file of the same second, whose size stays in the total.
-            oldest_first[info->created] = {path, size};
+            if (path != request.exempt)
+                oldest_first[info->created] = {path, size};
         }
     }
     for (const auto& [created, candidate] : oldest_first) {

@@ -33,18 +33,22 @@ std::string log_file_right(std::uint32_t part);
 /// a rule.
 std::uint32_t highest_part(const std::string& directory, const std::string& left);
 
+/// Bytes of all files of the directory whose name begins with the prefix.
+std::uint64_t bytes_of_log_files(const std::string& directory, const std::string& prefix);
+
 /// Which files one pruning pass looks at, and how much they may hold together.
 struct Prune_Request {
     std::string directory;
     std::string prefix;               ///< an entry counts when its name begins with it
     std::uint32_t max_total_size = 0; ///< bytes
+    std::string exempt = {};          ///< path of a file that stays; empty: none
 };
 
 using Get_File_Info = std::function<std::optional<kr_platform::File_Info>(const std::string&)>;
 
 /// Deletes the files with the oldest creation time until all together are at or below the limit.
 /// A file that cannot be deleted is passed over and counts as deleted; the file in use is not
-/// exempt.
+/// exempt, unless the request says so.
 ///
 /// Quirk: the total is counted in 32 bits, and of several files with the same creation time (in
 /// whole seconds) only the last one found is a candidate, while all their sizes count.

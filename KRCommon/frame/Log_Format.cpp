@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cstdio>
 #include <cstring>
 #include <limits>
 
@@ -119,6 +120,18 @@ const char* with_stamp(const char* format, const char* stamp, unsigned thread,
     if (stamp_place != nullptr && !is_stamp_first)
         put_stamp();
     append(out, rest, std::strlen(rest) + 1);
+    return buffer.data();
+}
+
+const char* with_held_back(const char* format, std::uint64_t held_back,
+                           Format_Buffer& buffer) noexcept
+{
+    if (held_back == 0)
+        return format;
+    const std::string_view text(format);
+    const std::size_t end = text.find_last_not_of('\n') + 1;
+    std::snprintf(buffer.data(), buffer.size(), "%.*s (%llu held back)%s", static_cast<int>(end),
+                  format, static_cast<unsigned long long>(held_back), format + end);
     return buffer.data();
 }
 

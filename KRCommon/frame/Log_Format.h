@@ -8,6 +8,7 @@
 
 #include <array>
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -31,5 +32,9 @@ using Format_Buffer = std::array<char, ACE_MAXLOGMSGLEN>;
 /// Linux. The result is in `buffer`, or is the format itself when it has neither.
 const char* with_stamp(const char* format, const char* stamp, unsigned thread,
                        Format_Buffer& buffer) noexcept;
+
+/// The format with " (17 held back)" before the line feeds at its end, or itself when there are none.
+const char* with_held_back(const char* format, std::uint64_t held_back,
+                           Format_Buffer& buffer) noexcept;
 
 } // namespace kr_internal

@@ -1,18 +1,24 @@
 #include <KRCommon/frame/Log_Manager.h>
 
+#include <KRCommon/frame/Log.h>
 #include <KRCommon/frame/Log_Files.h>
 #include <KRCommon/frame/Log_Fork.h>
 #include <KRCommon/frame/Log_Gate.h>
+#include <KRCommon/frame/Log_Health.h>
 #include <KRCommon/frame/Log_Stream.h>
 
 #include <ace/Guard_T.h>
 #include <ace/Lock.h>
 #include <ace/OS_NS_sys_time.h>
+#include <ace/OS_NS_unistd.h>
 #include <ace/Reactor.h>
 
+#include <algorithm>
+#include <atomic>
 #include <ostream>
 #include <utility>
 
+using kr_internal::Log_Health;
 using kr_internal::Log_Lock;
 using kr_internal::Saved_Log_Attributes;
 
@@ -47,6 +53,22 @@ bool is_full(std::ostream& stream, std::uint32_t max_file_size)
     return static_cast<std::int64_t>(stream.tellp()) >= static_cast<std::int64_t>(max_file_size);
 }
 
+constexpr KR_Log_Site file_was_lost{"Log_Manager.cpp", 56, LM_ERROR};
+
+std::atomic<bool> is_reopening_asked_for{false};
+
+// "host 'cam01', program '/usr/bin/server'"
+std::string header_names()
+{
+    char host[256] = {};
+    if (ACE_OS::hostname(host, sizeof host - 1) != 0)
+        host[0] = '\0';
+    constexpr std::size_t room = 600;
+    const kr_internal::Log_Text host_text(std::string_view(host), room);
+    const kr_internal::Log_Text program_text(std::string_view(kr_platform::program_path()), room);
+    return std::string("host '") + host_text.value() + "', program '" + program_text.value() + '\'';
+}
+
 KR_LOG_MANAGER* process_manager = nullptr; // of Of_Process
 
 } // namespace
@@ -57,6 +79,7 @@ class KR_LOG_MANAGER::Of_Process {
 public:
     Of_Process()
     {
+        Log_Health::of_process(); // no fork makes it
         process_manager = new KR_LOG_MANAGER;
         kr_internal::keep_log_across_forks({&before_fork, &in_parent, &in_child});
     }
@@ -78,9 +101,11 @@ private:
     {
         if (process_manager != nullptr)
             process_manager->timer_mutex_.acquire();
+        Log_Health::of_process().lock();
     }
     static void in_parent() noexcept
     {
+        Log_Health::of_process().unlock();
         if (process_manager != nullptr)
             process_manager->timer_mutex_.release();
     }
@@ -136,6 +161,7 @@ void KR_LOG_MANAGER::copy_settings(const KR_LOG_MANAGER& other)
     max_file_size_ = other.max_file_size_;
     file_name_prefix_ = other.file_name_prefix_;
     log_directory_ = other.log_directory_;
+    options_ = other.options_;
     saved_attributes_->capture(); // ACE's record cannot be copied
 }
 
@@ -151,7 +177,11 @@ void KR_LOG_MANAGER::open(ACE_Reactor* reactor, const char* directory, const cha
     try {
         const Log_Lock lock;
         previous = take_timer();
-        lock.log().set_flags(ACE_Log_Msg::STDERR);
+        apply_options();
+        if (options_.silences_stderr)
+            lock.log().clr_flags(ACE_Log_Msg::STDERR);
+        else
+            lock.log().set_flags(ACE_Log_Msg::STDERR);
         file_name_prefix_ = text_or_empty(prefix);
         log_directory_ = text_or_empty(directory);
         install_first_file();
@@ -242,8 +272,80 @@ void KR_LOG_MANAGER::set_debug_level(unsigned level)
     if (!passage)
         return;
     kr_internal::own_log().priority_mask(mask_of_level(level), ACE_Log_Msg::PROCESS);
+    Log_Health::of_process().set_level(level);
     const Log_Lock lock;
     saved_attributes_->capture();
+}
+
+void KR_LOG_MANAGER::set_options(const KR_Log_Options& options)
+{
+    const kr_internal::Log_Passage passage;
+    if (!passage)
+        return;
+    kr_platform::keep_loaded(reinterpret_cast<void (*)()>(&KR_LOG_MANAGER::instance));
+    const Log_Lock lock;
+    const KR_Log_Options previous = std::exchange(options_, options);
+    try {
+        apply_options();
+    } catch (...) {
+        options_ = previous;
+        throw;
+    }
+    saved_attributes_->capture();
+}
+
+KR_Log_Options KR_LOG_MANAGER::options() const
+{
+    const Log_Lock lock;
+    return options_;
+}
+
+// The log lock is held.
+void KR_LOG_MANAGER::apply_options()
+{
+    constexpr std::uint32_t most_early_bytes = 1'048'576;
+    kr_internal::Log_Policy policy;
+    policy.retries = options_.retries;
+    policy.reports = options_.reports_failures;
+    policy.gives_name = options_.finds_lost_file;
+    if (options_.writes_header)
+        policy.header = header_names();
+    const Log_Lock lock;
+    const bool is_early = options_.early_bytes > 0 && Log_Health::of_process().place().file.empty();
+    kr_internal::set_log_policy(lock.log(), std::move(policy),
+                                std::min(options_.early_bytes, most_early_bytes));
+    if (is_early)
+        lock.log().set_flags(ACE_Log_Msg::OSTREAM);
+}
+
+bool KR_LOG_MANAGER::reopen()
+{
+    const kr_internal::Log_Passage passage;
+    if (!passage)
+        return false;
+    const Log_Lock lock;
+    if (Log_Health::of_process().place().file.empty())
+        return false;
+    change_file();
+    return kr_internal::log_buffer()->is_good();
+}
+
+void KR_LOG_MANAGER::request_reopen() noexcept
+{
+    is_reopening_asked_for = true;
+}
+
+KR_Log_Status KR_LOG_MANAGER::status() const
+{
+    const Log_Health& health = Log_Health::of_process();
+    KR_Log_Status status = health.status();
+    if (status.file.empty())
+        return status;
+    const kr_internal::Log_Place place = health.place();
+    if (const auto info = kr_platform::file_info(status.file))
+        status.file_bytes = info->size;
+    status.total_bytes = kr_internal::bytes_of_log_files(place.directory, place.prefix);
+    return status;
 }
 
 void KR_LOG_MANAGER::set_file_max_sizes(unsigned max_file_size, unsigned max_total_size)
@@ -292,33 +394,73 @@ bool KR_LOG_MANAGER::rotate(const ACE_Time_Value& now)
     const Log_Lock lock;
     kr_internal::join_log_stream(lock.log());
     std::ostream* const stream = lock.log().msg_ostream();
-    if (stream == nullptr)
+    if (stream == nullptr || Log_Health::of_process().place().file.empty())
         return false;
     const ACE_Date_Time date(now);
     // Quirk: the day of the month alone, so the 5th of the next month is the same day.
     const bool is_same_day = date.day() == current_date_.day();
-    if (is_same_day && !is_full(*stream, max_file_size_))
+    if (is_same_day && !is_full(*stream, max_file_size_)) {
+        look_after_file();
         return false;
+    }
     const ACE_Date_Time previous_date = current_date_;
     const std::uint32_t previous_part = part_number_;
     part_number_ = is_same_day ? part_number_ + 1 : 0;
     current_date_ = date;
+    bool is_changed = false;
     try {
-        set_current_file();
+        is_changed = change_file();
     } catch (...) {
         current_date_ = previous_date;
         part_number_ = previous_part;
         throw;
     }
-    return true;
+    if (!is_changed) { // the old file goes on
+        current_date_ = previous_date;
+        part_number_ = previous_part;
+    }
+    return is_changed;
+}
+
+// What else a tick does, when asked to. The log lock is held.
+void KR_LOG_MANAGER::look_after_file()
+{
+    const kr_internal::Log_Buffer& buffer = *kr_internal::log_buffer();
+    const bool is_lost = options_.finds_lost_file && buffer.is_good() &&
+                         !buffer.is_at(Log_Health::of_process().place().file);
+    const bool has_failed = options_.retries && !buffer.is_good();
+    const bool is_asked_for = is_reopening_asked_for.exchange(false);
+    if (is_lost || has_failed || is_asked_for)
+        change_file();
+    if (is_lost && !is_asked_for && options_.reports_failures)
+        kr_log(file_was_lost,
+               "%T T%04t*ERR KR_LOG_MANAGER: The log file was deleted or renamed.\n");
 }
 
 void KR_LOG_MANAGER::set_current_file()
 {
+    open_current_file(false);
+}
+
+// The same for a file that follows another, which stays when the next cannot be opened and the host
+// wants it so: false.
+bool KR_LOG_MANAGER::change_file()
+{
+    return open_current_file(true);
+}
+
+bool KR_LOG_MANAGER::open_current_file(bool may_keep_old)
+{
     const Log_Lock lock;
-    kr_internal::open_log_file(lock.log(), log_file_name());
+    using Old_File = kr_internal::Log_Buffer::Old_File;
+    kr_internal::Log_Place place{log_file_name(), log_directory_, file_name_prefix_, part_number_};
+    const bool is_changed = kr_internal::open_log_file(
+        lock.log(), place.file, may_keep_old ? Old_File::stays : Old_File::goes);
+    if (is_changed)
+        Log_Health::of_process().set_place(std::move(place));
     lock.log().set_flags(ACE_Log_Msg::OSTREAM);
     saved_attributes_->capture();
+    return is_changed;
 }
 
 void KR_LOG_MANAGER::del_old_files()
@@ -326,7 +468,9 @@ void KR_LOG_MANAGER::del_old_files()
     kr_internal::Prune_Request request;
     {
         const Log_Lock lock;
-        request = {log_directory_, file_name_prefix_, max_total_size_};
+        request = {log_directory_, file_name_prefix_, max_total_size_, {}};
+        if (options_.keeps_file_in_use)
+            request.exempt = Log_Health::of_process().place().file;
     }
     kr_internal::prune_log_files(request);
 }

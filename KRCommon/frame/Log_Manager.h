@@ -14,7 +14,8 @@
 /// '/'), in local time: C:\Logs\server_2014_03_05_part_03.log. docs/log_format.md tells more.
 ///
 /// Nothing here reports an error or logs one: a folder that cannot be made, a file that cannot be
-/// opened or deleted is passed over, and logging goes on as well as it can.
+/// opened or deleted is passed over, and logging goes on as well as it can. What status() tells, and
+/// what KR_Log_Options add, is for those who want to know.
 ///
 /// Files: no child process inherits the log file, and it never takes one of the descriptors 0 to 2,
 /// closed though they may be. Several processes may have one directory and prefix: lines stay whole and
@@ -32,6 +33,8 @@
 /// Exceptions: std::bad_alloc alone, see KRCommon_Export.h.
 
 #include <KRCommon/KRCommon_Export.h>
+#include <KRCommon/frame/Log_Options.h>
+#include <KRCommon/frame/Log_Status.h>
 
 #include <ace/Date_Time.h>
 #include <ace/Event_Handler.h>
@@ -105,6 +108,26 @@ public:
     /// Reads the limits; a null pointer is passed over.
     void get_file_max_sizes(unsigned* max_file_size, unsigned* max_total_size);
 
+    /// What the log does beyond what is described here; everything is off at first. The options take
+    /// effect at once, those that concern the opening of a file with the next one. Those of the
+    /// manager that was opened last hold for the process.
+    void set_options(const KR_Log_Options& options);
+    KR_Log_Options options() const;
+
+    /// Closes the file in use and opens the file of its name anew: for a host that is told, by SIGHUP as
+    /// a rule, that somebody has renamed it. Nothing else changes; the timer goes on. Returns whether
+    /// lines go into a file. False, and nothing is done, before the first open(). Not for signal
+    /// handlers.
+    bool reopen();
+
+    /// Has the next tick call reopen(). It may be called from a signal handler.
+    static void request_reopen() noexcept;
+
+    /// How the log file is: of the whole process, whichever manager is asked. It waits for no line that
+    /// is being written, stuck though it may be, and reads the directory for its bytes. All that it
+    /// tells is true of some moment during the call, not necessarily of the same.
+    KR_Log_Status status() const;
+
     /// Gives the calling thread the log settings in use: for threads that neither ACE nor the
     /// library saw starting. A thread that logs through kr_log() does not need it. A stream of its
     /// own that the thread had is given up. Nothing happens before the first open().
@@ -144,6 +167,10 @@ private:
     static void cancel(const Timer& timer);
     void start_timer(ACE_Reactor* reactor, unsigned opening);
     bool rotate(const ACE_Time_Value& now);
+    void look_after_file();
+    bool change_file();
+    bool open_current_file(bool may_keep_old);
+    void apply_options();
     void leave_reactor();
 
     ACE_Date_Time current_date_;
@@ -152,6 +179,7 @@ private:
     std::uint32_t max_file_size_ = 6'291'456;
     std::string file_name_prefix_;
     std::string log_directory_;
+    KR_Log_Options options_;
     std::unique_ptr<kr_internal::Saved_Log_Attributes> saved_attributes_;
     ACE_Thread_Mutex timer_mutex_; ///< for the rest; held for a moment only, unlike the log lock
     Timer timer_;

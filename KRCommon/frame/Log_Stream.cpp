@@ -1,7 +1,7 @@
 #include <KRCommon/frame/Log_Stream.h>
 
 #include <KRCommon/frame/Log_Gate.h>
-#include <KRCommon/platform/Files.h>
+#include <KRCommon/frame/Log_Health.h>
 #include <KRCommon/platform/Platform.h>
 
 #include <ace/Atomic_Op.h>
@@ -9,15 +9,15 @@
 #include <ace/Thread_Mutex.h>
 
 #include <atomic>
-#include <fstream>
 #include <memory>
 #include <ostream>
+#include <utility>
 
 namespace kr_internal {
 
 namespace {
 
-// Null until the first file is opened. Never destroyed: threads of the host may log after the
+// Null until the first file is opened, or lines are kept for it. Never destroyed: threads of the host may log after the
 // library's static objects are gone, so the stream is there for good, and open() keeps the code
 // behind it loaded.
 std::atomic<std::ostream*> log_stream{nullptr};
@@ -43,9 +43,28 @@ void note_joined() noexcept
     kr_platform::at_thread_end(&on_thread_end);
 }
 
-std::filebuf* file_of(std::ostream& stream) noexcept
+std::ostream* the_stream = nullptr; // made before threads are to have it; guarded by the log lock
+
+Log_Buffer& buffer_of(std::ostream& stream) noexcept
 {
-    return static_cast<std::filebuf*>(stream.rdbuf());
+    return static_cast<Log_Buffer&>(*stream.rdbuf());
+}
+
+std::ostream& make_stream()
+{
+    if (the_stream == nullptr) {
+        auto buffer = std::make_unique<Log_Buffer>();
+        the_stream = new std::ostream(buffer.get());
+        static_cast<void>(buffer.release()); // both are there for good
+    }
+    return *the_stream;
+}
+
+void set_state(std::ostream& stream) noexcept
+{
+    const bool has_failed = !buffer_of(stream).accepts();
+    stream.clear(has_failed ? std::ios::failbit : std::ios::goodbit);
+    Log_Health::of_process().set_stream_failed(has_failed);
 }
 
 void give_stream(ACE_Log_Msg& log, std::ostream* stream) noexcept
@@ -56,21 +75,35 @@ void give_stream(ACE_Log_Msg& log, std::ostream* stream) noexcept
 
 } // namespace
 
-void open_log_file(ACE_Log_Msg& log, const std::string& path)
+bool open_log_file(ACE_Log_Msg& log, const std::string& path, Log_Buffer::Old_File old_file)
 {
-    std::unique_ptr<std::filebuf> file = kr_platform::make_shared_buffer();
-    const bool is_open =
-        kr_platform::open_for_writing(*file, path, kr_platform::Write_Mode::append);
-    std::ostream* stream = log_stream;
-    if (stream == nullptr)
-        stream = new std::ostream(nullptr);
+    std::ostream& stream = make_stream();
+    const bool is_changed = buffer_of(stream).open(path, old_file);
     // Nothing is thrown from here on.
-    const std::unique_ptr<std::filebuf> previous(file_of(*stream));
-    stream->rdbuf(file.release()); // clears the stream's state too
-    if (!is_open)
-        stream->setstate(std::ios::failbit);
-    log_stream = stream;
-    give_stream(log, stream);
+    set_state(stream);
+    log_stream = &stream;
+    give_stream(log, &stream);
+    return is_changed;
+}
+
+void set_log_policy(ACE_Log_Msg& log, Log_Policy policy, std::size_t early_bytes)
+{
+    std::ostream& stream = make_stream();
+    Log_Buffer& buffer = buffer_of(stream);
+    const bool is_early = early_bytes > 0 && log_stream == nullptr;
+    if (is_early)
+        buffer.keep_early_lines(early_bytes);
+    buffer.set_policy(std::move(policy));
+    set_state(stream);
+    if (is_early) {
+        log_stream = &stream;
+        give_stream(log, &stream);
+    }
+}
+
+const Log_Buffer* log_buffer() noexcept
+{
+    return the_stream != nullptr ? &buffer_of(*the_stream) : nullptr;
 }
 
 void join_log_stream(ACE_Log_Msg& log) noexcept
@@ -82,6 +115,14 @@ void join_log_stream(ACE_Log_Msg& log) noexcept
         note_joined(); // ACE may have handed it on
     else if (log.msg_ostream() == nullptr && kr_platform::thread_note() != has_joined)
         give_stream(log, stream);
+}
+
+void count_line(ACE_Log_Msg& log) noexcept
+{
+    const std::ostream* const stream = log_stream;
+    Log_Health& health = Log_Health::of_process();
+    if (health.has_stream_failed() && stream != nullptr && log.msg_ostream() == stream)
+        health.count_lost(1);
 }
 
 bool has_joined_log() noexcept

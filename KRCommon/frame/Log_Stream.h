@@ -8,6 +8,8 @@
 ///
 /// Threads: as said at each operation. The log lock is ACE's, taken by Log_Lock.
 
+#include <KRCommon/frame/Log_Buffer.h>
+
 #include <ace/Log_Msg.h>
 #include <ace/OS_Log_Msg_Attributes.h>
 
@@ -44,17 +46,31 @@ private:
 
 /// Opens the file for appending (text mode, shared with readers), puts it behind the log stream
 /// in place of the previous one, which is closed, and gives the stream to the calling thread. If
-/// the file cannot be opened the stream is in the failed state: its write position is -1, and
-/// lines are lost until the next call. When it throws, which is for lack of memory, everything is as
-/// it was.
+/// the file cannot be opened the stream is in the failed state, unless the policy is to try again:
+/// its write position is -1, and lines are lost until the next call. False when the old file stays in
+/// use instead. When it throws, which is for lack of memory, everything is as it was.
 /// REQUIRES: the log lock is held.
-void open_log_file(ACE_Log_Msg& log, const std::string& path);
+bool open_log_file(ACE_Log_Msg& log, const std::string& path,
+                   Log_Buffer::Old_File old_file = Log_Buffer::Old_File::goes);
+
+/// What becomes of failures from now on, and of lines before the first open_log_file(): so many bytes
+/// are kept for its file, which needs the stream. Throws std::bad_alloc; then everything is as it was.
+/// REQUIRES: the log lock is held.
+void set_log_policy(ACE_Log_Msg& log, Log_Policy policy, std::size_t early_bytes);
+
+/// The buffer behind the stream; null before the first of the two.
+/// REQUIRES: the log lock is held.
+const Log_Buffer* log_buffer() noexcept;
 
 /// Gives the log stream to a thread that has no stream of its own, once in the thread's life:
 /// a thread whose stream somebody took away later stays without. While a thread ends, ACE may make
-/// it new log objects: each gets the stream if the thread had it last. Does nothing before the
-/// first open_log_file(). `log` is the calling thread's; no lock is needed.
+/// it new log objects: each gets the stream if the thread had it last. Does nothing while there is
+/// no stream. `log` is the calling thread's; no lock is needed.
 void join_log_stream(ACE_Log_Msg& log) noexcept;
+
+/// Counts the line that the thread is about to log as lost, when its stream has failed: no buffer is
+/// told of it then.
+void count_line(ACE_Log_Msg& log) noexcept;
 
 /// True for a thread that has joined and is not ending: ACE has its log object.
 bool has_joined_log() noexcept;

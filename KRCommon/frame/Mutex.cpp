@@ -1,12 +1,14 @@
 #include <KRCommon/frame/Mutex.h>
 
-#include <KRCommon/frame/Last_Line.h>
+#include <KRCommon/frame/Lock_End.h>
+#include <KRCommon/frame/Lock_Order.h>
 #include <KRCommon/frame/Mutex_World.h>
 #include <KRCommon/platform/Lock.h>
 #include <KRCommon/platform/Platform.h>
 
 #include <cerrno>
 #include <cstdio>
+#include <new>
 #include <string>
 
 namespace kr_internal {
@@ -23,21 +25,27 @@ public:
     {
         return kr_internal::acquire_for(lock, milliseconds, arrival);
     }
-    bool may_log_last_line() override { return kr_internal::may_log_last_line(); }
+    bool begin_end() override { return kr_internal::begin_lock_end(); }
+    void finish_end() override { kr_internal::finish_lock_end(); }
     void end_process(int exit_code) override { kr_platform::end_process(exit_code); }
 };
 
-Guard_World& world_in_use()
-{
-    static Real_World real;
-    return guard_world.in_use(real);
-}
+Real_World real_world;
 
 } // namespace
+
+Guard_World& guard_world_in_use() noexcept
+{
+    return guard_world.in_use(real_world);
+}
 
 } // namespace kr_internal
 
 namespace {
+
+using kr_internal::guard_world_in_use;
+using kr_internal::own_thread;
+using kr_internal::Thread_Locks;
 
 constexpr std::int64_t seconds_until_report = 10;
 constexpr std::int64_t seconds_until_end = 120; // after the report
@@ -61,8 +69,97 @@ std::string clock_text(std::int64_t microseconds)
 
 int seconds_since(std::int64_t start)
 {
-    return static_cast<int>((kr_internal::world_in_use().steady_milliseconds() - start) / 1000);
+    return static_cast<int>((guard_world_in_use().steady_milliseconds() - start) / 1000);
 }
+
+// A mutex's note: the slot in which its holder's thread shows it, and in debug builds its number in the
+// order of locks, 0 until it was taken for the first time.
+constexpr unsigned slot_bits = 4;
+static_assert(Thread_Locks::slots < 1 << slot_bits);
+
+constexpr unsigned slot_number(std::uint32_t note) noexcept
+{
+    return note & ((1u << slot_bits) - 1);
+}
+
+constexpr std::uint32_t order_number(std::uint32_t note) noexcept
+{
+    return note >> slot_bits;
+}
+
+#ifdef NDEBUG
+constexpr bool does_watch_order = false;
+#else
+constexpr bool does_watch_order = true;
+#endif
+
+kr_internal::Lock_Order& lock_order()
+{
+    static kr_internal::Lock_Order& order = *[] {
+        static kr_internal::Lock_Order kept;
+        kr_platform::call_after_fork([] { kept.forget(); });
+        return &kept;
+    }();
+    return order;
+}
+
+std::uint32_t next_order_number() noexcept
+{
+    static std::atomic<std::uint32_t> last{0};
+    return last.fetch_add(1, relaxed) + 1;
+}
+
+template <typename Function>
+void for_each_listed(Function function)
+{
+    for (int slot = 0; own_thread.locks != nullptr && slot < Thread_Locks::slots; ++slot)
+        if (const Thread_Locks::Held held = own_thread.locks->held(slot); held.mutex != nullptr)
+            function(held);
+}
+
+// Asked before the wait, which may be the one that never ends. Without memory there is no report.
+void report_reversed_order(std::uint32_t order, const char* name, const char* file,
+                           int line) noexcept
+try {
+    if (order == 0)
+        return;
+    for_each_listed([&](const Thread_Locks::Held& held) {
+        const std::string earlier = lock_order().reverse(held.order, order);
+        if (!earlier.empty())
+            kr_log(KR_LOG_SITE(LM_ERROR),
+                   "%T T%04t*ERR KR_GUARD:[0] %s - Lock order: acquired at %s:%d while holding the "
+                   "lock of %s:%d, but before it was the other way round: %s.\n",
+                   name, file, line, held.file, held.line, earlier);
+    });
+} catch (const std::bad_alloc&) {
+}
+
+void remember_order(std::uint32_t order, const char* file, int line)
+{
+    for_each_listed([&](const Thread_Locks::Held& held) {
+        lock_order().add({held.order, held.file, held.line}, {order, file, line});
+    });
+}
+
+// Shows that the calling thread waits.
+class Shown_Wait {
+public:
+    Shown_Wait(const void* mutex, const char* name, const char* file, int line) noexcept
+    {
+        if (own_thread.locks != nullptr)
+            own_thread.locks->begin_wait(mutex, name, file, line,
+                                         guard_world_in_use().coarse_steady_milliseconds());
+    }
+    ~Shown_Wait() { end(); }
+    Shown_Wait(const Shown_Wait&) = delete;
+    Shown_Wait& operator=(const Shown_Wait&) = delete;
+
+    void end() noexcept
+    {
+        if (own_thread.locks != nullptr)
+            own_thread.locks->end_wait();
+    }
+};
 
 } // namespace
 
@@ -72,11 +169,17 @@ KR_Mutex_Guard::KR_Mutex_Guard(KR_Mutex_Ex<ACE_Process_Mutex>& lock, const char*
                                const char* file, int line)
     : lock_(lock), file_(file), line_(line)
 {
-    switch (kr_internal::try_acquire(lock_.lock_)) {
-    case kr_internal::Attempt::taken: take(); return;
-    case kr_internal::Attempt::own: take_again(); return;
-    case kr_internal::Attempt::busy: acquire_slowly(name); return;
+    const kr_internal::Attempt attempt = kr_internal::try_acquire(lock_.lock_);
+    if (attempt == kr_internal::Attempt::own) {
+        take_again();
+        return;
     }
+    if constexpr (does_watch_order)
+        report_reversed_order(order_number(lock_.note_), name, file, line);
+    if (attempt == kr_internal::Attempt::taken)
+        take();
+    else
+        acquire_slowly(name);
 }
 
 KR_Mutex_Guard::~KR_Mutex_Guard()
@@ -86,7 +189,8 @@ KR_Mutex_Guard::~KR_Mutex_Guard()
 
 void KR_Mutex_Guard::acquire_slowly(const char* name)
 {
-    kr_internal::Guard_World& world = kr_internal::world_in_use();
+    kr_internal::Guard_World& world = guard_world_in_use();
+    Shown_Wait wait(&lock_, name, file_, line_);
     const std::int64_t start = world.steady_milliseconds();
     const std::int64_t arrival = kr_platform::steady_microseconds();
     // The record is read while its owner may be changing it: by design, it is a report.
@@ -104,20 +208,25 @@ void KR_Mutex_Guard::acquire_slowly(const char* name)
         report_holder(delay_site, "ERR", "delay");
         error = attempt(seconds_until_end, arrival);
         if (error == ETIME) {
-            if (world.may_log_last_line())
+            if (world.begin_end()) {
                 report_holder(failed_site, "EMR", "failed");
+                world.finish_end();
+            }
             world.end_process(1);
             return;
         }
     }
     if (result_ != 0) {
-        if (world.may_log_last_line())
+        if (world.begin_end()) {
             kr_log(panic_site,
                    "%T T%04t*EMR KR_GUARD:[%d] %s - Lock panic at %s:%d, ace error %d, %p.\n",
                    acquisitions_, name, file_, line_, error, "OS");
+            world.finish_end();
+        }
         world.end_process(1);
         return;
     }
+    wait.end();
     take();
     if (is_delayed)
         kr_log(acquired_site,
@@ -130,7 +239,7 @@ void KR_Mutex_Guard::acquire_slowly(const char* name)
 int KR_Mutex_Guard::attempt(std::int64_t seconds, std::int64_t arrival)
 {
     kr_platform::clear_last_error();
-    result_ = kr_internal::world_in_use().acquire_for(lock_.lock_, seconds * 1000, arrival);
+    result_ = guard_world_in_use().acquire_for(lock_.lock_, seconds * 1000, arrival);
     return result_ == 0 ? 0 : kr_platform::last_error();
 }
 
@@ -138,19 +247,30 @@ int KR_Mutex_Guard::attempt(std::int64_t seconds, std::int64_t arrival)
 // behind is overwritten.
 void KR_Mutex_Guard::take()
 {
-    lock_.first_lock_time_.store(kr_internal::world_in_use().wall_microseconds(), relaxed);
+    kr_internal::Guard_World& world = guard_world_in_use();
+    lock_.first_lock_time_.store(world.wall_microseconds(), relaxed);
     lock_.first_locker_file_.store(file_, relaxed);
     lock_.first_locker_line_.store(line_, relaxed);
-    lock_.owner_.store(kr_platform::thread_id(), relaxed);
-    lock_.dbg_depth_.store(0, relaxed);
-    take_again();
+    lock_.owner_.store(own_thread.locks->thread(), relaxed);
+    lock_.dbg_depth_.store(1, relaxed);
+    result_ = 0;
+    acquisitions_ = 1;
+    std::uint32_t order = order_number(lock_.note_.load(relaxed));
+    if constexpr (does_watch_order) {
+        if (order == 0)
+            order = next_order_number();
+        remember_order(order, file_, line_);
+    }
+    const unsigned slot =
+        own_thread.locks->add({&lock_, file_, line_, world.coarse_steady_milliseconds(), order});
+    lock_.note_.store(order << slot_bits | slot, relaxed);
 }
 
 void KR_Mutex_Guard::take_again()
 {
     lock_.dbg_depth_.store(lock_.dbg_depth_.load(relaxed) + 1, relaxed);
     result_ = 0;
-    ++acquisitions_;
+    acquisitions_ = 1;
 }
 
 int KR_Mutex_Guard::release()
@@ -171,6 +291,9 @@ int KR_Mutex_Guard::release()
     lock_.first_locker_file_.store(nullptr, relaxed);
     lock_.first_locker_line_.store(-1, relaxed);
     lock_.first_lock_time_.store(0, relaxed);
+    const std::uint32_t note = lock_.note_.load(relaxed);
+    own_thread.locks->remove(slot_number(note));
+    lock_.note_.store(note & ~slot_number(~0u), relaxed);
     kr_internal::release(lock_.lock_);
     return 0;
 }

@@ -83,6 +83,7 @@ private:
     std::atomic<unsigned> owner_{0};
     std::atomic<std::int64_t> first_lock_time_{0}; // microseconds since 1970 UTC
     std::atomic<int> dbg_depth_{0};
+    std::atomic<std::uint32_t> note_{0}; // for reports of all locks; its holder's to write
 };
 
 /// Holds a mutex from construction to destruction or release(). Guards of one thread nest: the
@@ -93,7 +94,12 @@ private:
 /// - when the lock then comes: "*ERR ... Lock eventually acquired";
 /// - after 130 seconds: "*EMR ... Lock acquire failed", and the process ends with exit code 1;
 /// - on any other error of the lock: "*EMR ... Lock panic", and the process ends likewise.
-/// The time waited is measured on a clock that nobody sets.
+/// The time waited is measured on a clock that nobody sets. Lock_Report.h has what a host may want to
+/// happen besides before the process ends, and a report of all locks at any time.
+///
+/// A debug build of the library remembers which mutexes were taken while others were held, and tells
+/// once when two of them, or several in a ring, are taken the other way round than before, since threads
+/// may then wait for each other: "*ERR KR_GUARD:[0] mutex_ - Lock order: ...". A release build does not.
 class KRCOMMON_EXPORT KR_Mutex_Guard {
 public:
     /// Acquires at once.

@@ -2,6 +2,7 @@
 
 #include <KRCommon/kernels/Pause.h>
 #include <KRCommon/platform/Lock.h>
+#include <KRCommon/platform/Platform.h>
 
 #include <algorithm>
 #include <array>
@@ -33,6 +34,7 @@ constexpr std::memory_order relaxed = std::memory_order_relaxed;
 struct Place {
     Seat* seat = nullptr;
     std::atomic<std::uint64_t> token{0}; // of the thread that has the seat, or had it last
+    Thread_Locks locks;                  // of that thread
 
     // Under the lock of the queue:
     std::atomic<const Process_Lock*> waits_for{nullptr}; // in a queue while not null
@@ -56,8 +58,11 @@ public:
         Place* place = take_used();
         if (place == nullptr)
             place = take_new();
-        if (place != nullptr)
-            place->token.store(place->token.load(relaxed) + next_thread, relaxed);
+        if (place != nullptr) {
+            const std::uint64_t token = place->token.load(relaxed) + next_thread;
+            place->token.store(token, relaxed); // at once: what is shown there is another thread's
+            place->locks.reset(kr_platform::thread_id(), token);
+        }
         return place;
     }
 
@@ -78,6 +83,20 @@ public:
         return true;
     }
 
+    void for_each_thread(const Place* own,
+                         const std::function<void(const Thread_Locks::State&)>& show)
+    {
+        for (std::uint32_t i = 0; i < count_.load(); ++i) {
+            const Place& place = at(i);
+            const std::uint64_t token = place.token;
+            if (&place != own && has_ended(token))
+                continue;
+            const Thread_Locks::State state = place.locks.state();
+            if (state.token == token && place.token == token)
+                show(state);
+        }
+    }
+
     // In the child of a fork, for the only thread there is.
     void forget_all_but(const Place* own) noexcept
     {
@@ -86,10 +105,12 @@ public:
             Place& place = at(i);
             place.waits_for = nullptr;
             place.seat->forget();
-            if (&place == own)
+            if (&place == own) {
                 place.seat->take();
-            else
+                place.locks.set_thread(kr_platform::thread_id());
+            } else {
                 place.token.store(place.token.load() + next_thread);
+            }
         }
     }
 
@@ -182,7 +203,7 @@ public:
 
     void insert(Place& place, const Process_Lock& lock, std::int64_t arrival) noexcept
     {
-        place.waiter = own_token;
+        place.waiter = own_thread.token;
         place.arrival = arrival;
         place.is_woken = false;
         place.has_lock = false;
@@ -259,7 +280,7 @@ void start_anew_after_fork()
 void destroy_places()
 {
     places.destroy();
-    own_token = 0;
+    own_thread = {0, nullptr};
     own_place = nullptr;
 }
 
@@ -267,6 +288,8 @@ void Places::prepare() noexcept
 {
     if (is_prepared_.load(relaxed) || is_prepared_.exchange(true))
         return;
+    kr_platform::
+        thread_id(); // which has a number of its own in a child, asked for before ours runs
     kr_platform::call_after_fork(&start_anew_after_fork);
     kr_platform::call_at_unload(&destroy_places);
 }
@@ -279,7 +302,7 @@ bool take_in_turn(Queue& queue, Place& own, Process_Lock& lock) noexcept
     for (;;) {
         Place* const first = queue.first(lock);
         const bool may_take = holder(word) == 0 && first == &own;
-        const std::uint64_t wanted = may_take ? own_token | queue.bits_without(own, lock)
+        const std::uint64_t wanted = may_take ? own_thread.token | queue.bits_without(own, lock)
                                               : holder(word) | Queue::bits(first);
         if (!lock.word.compare_exchange_weak(word, wanted, std::memory_order_acquire, relaxed))
             continue;
@@ -363,19 +386,24 @@ bool wait_in_queue(Process_Lock& lock, std::int64_t arrival, std::int64_t until)
 
 } // namespace
 
-__thread std::uint64_t own_token = 0;
+__thread Own_Thread own_thread = {0, nullptr};
 
 std::uint64_t make_own_token() noexcept
 {
     own_place = places.take();
     if (own_place != nullptr)
-        own_token = own_place->token.load(relaxed);
-    return own_token;
+        own_thread = {own_place->token.load(relaxed), &own_place->locks};
+    return own_thread.token;
+}
+
+void for_each_thread(const std::function<void(const Thread_Locks::State&)>& show)
+{
+    places.for_each_thread(own_place, show);
 }
 
 int acquire_for(Process_Lock& lock, std::int64_t milliseconds, std::int64_t arrival) noexcept
 {
-    if (own_token == 0 && make_own_token() == 0) {
+    if (own_thread.token == 0 && make_own_token() == 0) {
         errno = ENOMEM;
         return -1;
     }

@@ -23,8 +23,10 @@
 /// instructions that change a queue leaves it locked: such is the nature of killing threads.
 
 #include <KRCommon/frame/Mutex.h>
+#include <KRCommon/frame/Thread_Locks.h>
 
 #include <cstdint>
+#include <functional>
 
 namespace kr_internal {
 
@@ -38,9 +40,15 @@ constexpr std::uint64_t holder(std::uint64_t word) noexcept
     return word & ~queue_bits;
 }
 
-/// The calling thread's token; 0 until it has asked for a lock. Not thread_local, which would be
-/// asked each time whether it needs to be constructed.
-extern __thread std::uint64_t own_token;
+/// What the library knows of the calling thread.
+struct Own_Thread {
+    std::uint64_t token; ///< 0 until it has asked for a lock
+    Thread_Locks* locks; ///< what it holds and waits for; null while there is no token
+};
+
+/// Not thread_local, which would be asked each time whether it needs to be constructed, and at a fixed
+/// distance from the thread's own pointer where the system has such places: finding it is no call.
+extern __thread Own_Thread own_thread __attribute__((tls_model("initial-exec")));
 
 /// Gives the calling thread its token; 0 when there is no memory, or no handle, for what is kept of
 /// a thread.
@@ -57,7 +65,7 @@ enum class Attempt {
 /// Never waits.
 inline Attempt try_acquire(Process_Lock& lock) noexcept
 {
-    std::uint64_t token = own_token;
+    std::uint64_t token = own_thread.token;
     if (token == 0)
         token = make_own_token();
     if (token == 0)
@@ -80,9 +88,14 @@ int acquire_for(Process_Lock& lock, std::int64_t milliseconds, std::int64_t arri
 /// True when the calling thread holds the lock.
 inline bool is_own(const Process_Lock& lock) noexcept
 {
-    const std::uint64_t token = own_token;
+    const std::uint64_t token = own_thread.token;
     return token != 0 && holder(lock.word.load(std::memory_order_relaxed)) == token;
 }
+
+/// Shows what each living thread holds and waits for, one after the other. Takes no lock, so it cannot
+/// wait; what a thread that has ended held is free and not shown. For any thread, at any time, in the
+/// child of a fork too.
+void for_each_thread(const std::function<void(const Thread_Locks::State&)>& show);
 
 /// Gives back a lock that the caller holds.
 inline void release(Process_Lock& lock) noexcept

@@ -1,16 +1,22 @@
 #include <KRCommon/frame/ProfileHelper.h>
 
+#include <KRCommon/frame/Duration_Histogram.h>
 #include <KRCommon/frame/Log.h>
 #include <KRCommon/frame/ProfileHelper_Clock.h>
 #include <KRCommon/platform/Files.h>
+#include <KRCommon/platform/Lock.h>
 
 #include <ace/OS_NS_sys_time.h>
 
+#include <algorithm>
+#include <cmath>
 #include <fstream>
 #include <locale>
 #include <ostream>
+#include <utility>
 
 kr_internal::Seam<std::uint64_t()> kr_internal::profile_clock;
+kr_internal::Seam<std::int64_t()> kr_internal::steady_profile_clock;
 
 namespace {
 
@@ -23,6 +29,17 @@ std::uint64_t system_time()
 std::uint64_t present_time()
 {
     return kr_internal::profile_clock.in_use(system_time)();
+}
+
+// Of the system's clock that is never set.
+std::int64_t system_steady_time()
+{
+    return kr_platform::steady_microseconds();
+}
+
+std::int64_t present_steady_time()
+{
+    return kr_internal::steady_profile_clock.in_use(system_steady_time)();
 }
 
 constexpr const char* source_file = "ProfileHelper.cpp";
@@ -54,6 +71,24 @@ private:
 
 } // namespace
 
+struct ProfileHelper::Percentiles {
+    // The rows of a report. Three decimals of a millisecond are all there is to tell.
+    void write(std::uint64_t now) const
+    {
+        Csv_File file(csv_name, Write_Mode::append);
+        for (const auto& [tag, histogram] : tags) {
+            file.stream() << tag << ',' << now << ','
+                          << histogram.count(); // Quirk: not quoted either
+            for (const unsigned percent : {50u, 90u, 99u})
+                file.stream() << ',' << std::round(histogram.percentile(percent)) / 1000;
+            file.stream() << '\n';
+        }
+    }
+
+    std::string csv_name;
+    std::map<std::string, kr_internal::Duration_Histogram> tags;
+};
+
 ProfileHelper::ProfileHelper(std::uint64_t interval_seconds, const std::string& name)
     : interval_(interval_seconds * 1000),
       csv_name_(name + '_' + std::to_string(present_time()) + ".csv")
@@ -62,9 +97,23 @@ ProfileHelper::ProfileHelper(std::uint64_t interval_seconds, const std::string& 
         << "tag,timeStamp,totalMs,count,averageMs,highMs\n";
 }
 
+ProfileHelper::~ProfileHelper() = default;
+
 void ProfileHelper::AddSample(const std::string& tag, unsigned ms)
 {
+    add(tag, ms, std::uint64_t{ms} * 1000);
+}
+
+void ProfileHelper::AddSampleMicroseconds(const std::string& tag, std::uint64_t microseconds)
+{
+    add(tag, static_cast<std::uint32_t>(microseconds / 1000), microseconds);
+}
+
+void ProfileHelper::add(const std::string& tag, std::uint32_t ms, std::uint64_t microseconds)
+{
     const KR_Mutex_Guard guard(mutex_, "mutex_", source_file, add_sample_line);
+    if (percentiles_ != nullptr)
+        percentiles_->tags[tag].add(microseconds);
     Record& record = statistics_[tag];
     ++record.count;
     record.total += ms; // Quirk: wraps, as the count does
@@ -72,6 +121,18 @@ void ProfileHelper::AddSample(const std::string& tag, unsigned ms)
         record.highest = ms;
     if (ms < record.lowest)
         record.lowest = ms; // Quirk: never, for it begins with 0; no report shows it
+}
+
+void ProfileHelper::WritePercentiles()
+{
+    KR_GUARD(mutex_);
+    if (percentiles_ != nullptr)
+        return;
+    auto percentiles = std::make_unique<Percentiles>();
+    percentiles->csv_name = csv_name_.substr(0, csv_name_.rfind('.')) + "_percentiles.csv";
+    percentiles_ = std::move(percentiles);
+    Csv_File(percentiles_->csv_name, Write_Mode::replace).stream()
+        << "tag,timeStamp,count,p50Ms,p90Ms,p99Ms\n";
 }
 
 void ProfileHelper::ReportStat()
@@ -92,6 +153,8 @@ void ProfileHelper::ReportStat()
            static_cast<int>(elapsed / 1000));
     for (const auto& [tag, record] : statistics)
         report(tag, record, now);
+    if (percentiles_ != nullptr)
+        percentiles_->write(now);
     last_report_ = now; // Quirk: the statistics stay
 }
 
@@ -111,6 +174,8 @@ void ProfileHelper::Reset()
 {
     const KR_Mutex_Guard guard(mutex_, "mutex_", source_file, reset_line);
     statistics_.clear();
+    if (percentiles_ != nullptr)
+        percentiles_->tags.clear();
 }
 
 ProfileHelperBlock::ProfileHelperBlock(ProfileHelper* helper, const std::string& tag)
@@ -125,6 +190,22 @@ ProfileHelperBlock::~ProfileHelperBlock()
     try {
         const std::uint64_t elapsed = present_time() - start_;
         helper_->AddSample(tag_, static_cast<std::uint32_t>(elapsed)); // Quirk: cut to 32 bits
+    } catch (...) { // no memory for a new tag: the sample is lost
+    }
+}
+
+ProfileHelperSteadyBlock::ProfileHelperSteadyBlock(ProfileHelper* helper, const std::string& tag)
+    : helper_(helper), start_(present_steady_time()), tag_(tag)
+{
+}
+
+ProfileHelperSteadyBlock::~ProfileHelperSteadyBlock()
+{
+    if (helper_ == nullptr)
+        return;
+    try {
+        const std::int64_t elapsed = std::max<std::int64_t>(present_steady_time() - start_, 0);
+        helper_->AddSampleMicroseconds(tag_, static_cast<std::uint64_t>(elapsed));
     } catch (...) { // no memory for a new tag: the sample is lost
     }
 }

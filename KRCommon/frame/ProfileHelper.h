@@ -14,7 +14,8 @@
 ///     }
 ///
 /// Time is the wall clock in whole milliseconds; its step is up to 16 ms on Windows. Setting that
-/// clock spoils the durations that are being measured.
+/// clock spoils the durations that are being measured: ProfileHelperSteadyBlock measures on a clock
+/// that nobody sets, in microseconds.
 ///
 /// The CSV file is a header line and, for each report, one row per tag:
 ///
@@ -26,6 +27,8 @@
 /// a line feed, on Windows in carriage return and line feed.
 /// Quirk: tags stand as they are, without quotes. A reader finds the five numbers after the row's
 /// last five commas; a line feed in a tag breaks the row.
+///
+/// A second file with percentiles is written when the host asks, see WritePercentiles().
 ///
 /// Threads: AddSample(), ReportStat() and Reset() may be called from any thread at any time. They
 /// take turns on one KR_Mutex_Ex and may stall as Mutex.h says, a long wait being logged and a very
@@ -39,6 +42,7 @@
 #include <atomic>
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <string>
 
 /// Durations under tags. Whatever was not reported when it is destroyed is lost.
@@ -59,7 +63,7 @@ public:
     ProfileHelper(std::uint64_t interval_seconds, const std::string& name);
 
     /// Writes nothing. No other thread may be using the object.
-    ~ProfileHelper() = default;
+    ~ProfileHelper();
     ProfileHelper(const ProfileHelper&) = delete;
     ProfileHelper& operator=(const ProfileHelper&) = delete;
 
@@ -86,8 +90,26 @@ public:
     /// Threads: two that find the interval over at the same moment both report.
     void ReportStat();
 
-    /// Removes every tag with its figures. The interval goes on.
+    /// Removes every tag with its figures, those of the percentiles too. The interval goes on.
     void Reset();
+
+    /// AddSample() of a duration in microseconds: the figures of before count its whole milliseconds,
+    /// cut to 32 bits, the percentiles the microseconds.
+    void AddSampleMicroseconds(const std::string& tag, std::uint64_t microseconds);
+
+    /// From now on keeps percentiles of each tag's samples, and has each report write them to a file
+    /// beside the CSV, which stays as it is: "camera_1394020800000_percentiles.csv". Makes that file,
+    /// as the constructor does the other; a second call does nothing.
+    ///
+    ///     tag,timeStamp,count,p50Ms,p90Ms,p99Ms
+    ///     decode,1394020860000,400,2.25,4.608,17.152
+    ///
+    /// count is that of the samples since this call or the last Reset(), in 64 bits; a tag that has none
+    /// since has no row. pN is the duration which N percent of them do not exceed, in milliseconds with
+    /// up to three decimals.
+    /// It is an estimate, at most 1.6 % off, and exact below 64 microseconds, so also 0. Memory is 10 KiB
+    /// per tag at most, however many samples there are. Durations from 50 days on count as such.
+    void WritePercentiles();
 
 private:
     struct Record {
@@ -97,7 +119,9 @@ private:
         std::uint32_t lowest = 0;
     };
     using Statistics = std::map<std::string, Record>;
+    struct Percentiles;
 
+    void add(const std::string& tag, std::uint32_t ms, std::uint64_t microseconds);
     void report(const std::string& tag, const Record& record, std::uint64_t now) const;
 
     Statistics statistics_;
@@ -105,6 +129,7 @@ private:
     const std::uint64_t interval_;              // milliseconds
     KR_Mutex_Ex<ACE_Process_Mutex> mutex_;      // guards statistics_
     const std::string csv_name_;
+    std::unique_ptr<Percentiles> percentiles_; // under mutex_; null until a host asks
 };
 
 /// Times its own life: construction to destruction is one sample.
@@ -128,5 +153,24 @@ public:
 private:
     ProfileHelper* helper_; // not owned
     std::uint64_t start_;   // milliseconds since 1970
+    std::string tag_;
+};
+
+/// ProfileHelperBlock on a clock that nobody sets: a step of the wall clock changes nothing, and the sample
+/// is in microseconds, as of AddSampleMicroseconds().
+class KRCOMMON_EXPORT ProfileHelperSteadyBlock {
+public:
+    /// As of ProfileHelperBlock, copies too.
+    ProfileHelperSteadyBlock(ProfileHelper* helper, const std::string& tag);
+
+    ProfileHelperSteadyBlock(const ProfileHelperSteadyBlock&) = default;
+    ProfileHelperSteadyBlock& operator=(const ProfileHelperSteadyBlock&) = default;
+
+    /// Adds the sample; never throws. When memory is short the sample is lost.
+    ~ProfileHelperSteadyBlock();
+
+private:
+    ProfileHelper* helper_; // not owned
+    std::int64_t start_;    // microseconds
     std::string tag_;
 };

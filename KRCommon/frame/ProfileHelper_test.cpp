@@ -13,6 +13,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <cstdio>
@@ -776,6 +777,125 @@ TEST_F(Profile_Helper_Block, BlocksOfManyThreadsAllCount)
     for (std::thread& thread : threads)
         thread.join();
     EXPECT_EQ("a,1394020800000,0,1000,0,0\n", figures(helper_));
+}
+
+// Percentiles, in a file of their own.
+
+std::atomic<std::int64_t> fake_steady_now{0};
+
+struct Fake_Steady_Clock {
+    Fake_Steady_Clock()
+    {
+        kr_internal::steady_profile_clock.replace([] { return fake_steady_now.load(); });
+    }
+    ~Fake_Steady_Clock() { kr_internal::steady_profile_clock.replace(nullptr); }
+    Fake_Steady_Clock(const Fake_Steady_Clock&) = delete;
+    Fake_Steady_Clock& operator=(const Fake_Steady_Clock&) = delete;
+};
+
+class Profile_Percentiles : public Profile_Helper {
+protected:
+    std::string percentiles() const
+    {
+        return read_text(folder_.path("camera_1394020800000_percentiles.csv"));
+    }
+
+    Fake_Steady_Clock steady_clock_;
+};
+
+TEST_F(Profile_Percentiles, AreNotWrittenUntilAHostAsks)
+{
+    helper_.AddSample("a", 1);
+    helper_.ReportStat();
+    EXPECT_THAT(folder_.names(), testing::ElementsAre("camera_1394020800000.csv"));
+}
+
+TEST_F(Profile_Percentiles, AHeaderLineIsWrittenAtOnce)
+{
+    helper_.WritePercentiles();
+    EXPECT_EQ("tag,timeStamp,count,p50Ms,p90Ms,p99Ms\n", percentiles());
+}
+
+TEST_F(Profile_Percentiles, AReportWritesARowForEachTagAndTheCsvAsBefore)
+{
+    helper_.AddSample("before", 7);
+    helper_.WritePercentiles();
+    for (unsigned ms = 1; ms <= 100; ++ms)
+        helper_.AddSampleMicroseconds("b", ms);
+    helper_.AddSample("a", 0);
+    helper_.WritePercentiles();
+    helper_.ReportStat();
+    EXPECT_EQ("tag,timeStamp,count,p50Ms,p90Ms,p99Ms\n"
+              "a,1394020800000,1,0,0,0\n"
+              "b,1394020800000,100,0.05,0.091,0.099\n",
+              percentiles());
+    EXPECT_EQ("a,1394020800000,0,1,0,0\nb,1394020800000,0,100,0,0\n"
+              "before,1394020800000,7,1,7,7\n",
+              rows());
+    helper_.ReportStat();
+    const std::string both = percentiles();
+    EXPECT_EQ(5, std::count(both.begin(), both.end(), '\n')) << "appended";
+}
+
+TEST_F(Profile_Percentiles, MillisecondsAreEstimatedWithinTheirBound)
+{
+    helper_.WritePercentiles();
+    for (unsigned ms = 1; ms <= 1000; ++ms)
+        helper_.AddSample("a", ms);
+    helper_.ReportStat();
+    double p50 = 0;
+    double p90 = 0;
+    double p99 = 0;
+    ASSERT_EQ(3, std::sscanf(percentiles().c_str() + percentiles().find("1000,"),
+                             "1000,%lf,%lf,%lf", &p50, &p90, &p99));
+    EXPECT_NEAR(500, p50, 500.0 / 64);
+    EXPECT_NEAR(900, p90, 900.0 / 64);
+    EXPECT_NEAR(990, p99, 990.0 / 64);
+}
+
+TEST_F(Profile_Percentiles, ResetRemovesThemToo)
+{
+    helper_.WritePercentiles();
+    helper_.AddSample("a", 1);
+    helper_.Reset();
+    helper_.ReportStat();
+    EXPECT_EQ("tag,timeStamp,count,p50Ms,p90Ms,p99Ms\n", percentiles());
+}
+
+TEST_F(Profile_Percentiles, MicrosecondsCountAsWholeMillisecondsInTheCsv)
+{
+    helper_.AddSampleMicroseconds("a", 2'999);
+    helper_.AddSampleMicroseconds("a", 999);
+    expect_report_of_one(" INF PROF: a - totalMs: 2, count: 2, averageMs: 1.000000, highMs: 2\n",
+                         "a,1394020800000,2,2,1,2\n");
+}
+
+TEST_F(Profile_Percentiles, AStepOfTheClockDoesNotSpoilASteadyBlock)
+{
+    helper_.WritePercentiles();
+    for (const std::uint64_t step : {start_time + 3'600'000, start_time - 3'600'000}) {
+        fake_now = start_time;
+        const ProfileHelperSteadyBlock block(&helper_, "a");
+        fake_steady_now += 2'016;
+        fake_now = step;
+    }
+    fake_now = start_time;
+    helper_.ReportStat();
+    EXPECT_EQ("a,1394020800000,4,2,2,2\n", rows());
+    EXPECT_EQ("tag,timeStamp,count,p50Ms,p90Ms,p99Ms\na,1394020800000,2,2.032,2.032,2.032\n",
+              percentiles());
+}
+
+TEST_F(Profile_Percentiles, ASteadyBlockWithoutAHelperDoesNothingAndACopyCountsToo)
+{
+    {
+        const ProfileHelperSteadyBlock nothing(nullptr, "a");
+        const ProfileHelperSteadyBlock block(&helper_, "a");
+        const ProfileHelperSteadyBlock copy(block);
+        fake_steady_now += 5'000;
+    }
+    expect_report_of_one(" INF PROF: a - totalMs: 10, count: 2, averageMs: 5.000000, highMs: 5\n",
+                         "a,1394020800000,10,2,5,5\n");
 }
 
 } // namespace

@@ -1,12 +1,11 @@
 #pragma once
 
 /// \file
-/// Files that the library writes. No child process inherits them, and none takes a descriptor below
+/// Tables that the library writes; the log has Append_File.h. No child process inherits them, and none takes a descriptor below
 /// 3, where others write whatever becomes of it: what a daemon says on its closed stderr is not for
 /// the log.
 
 #include <fstream>
-#include <memory>
 #include <string>
 
 namespace kr_platform {
@@ -23,10 +22,5 @@ enum class Write_Mode {
 ///
 /// Others may read and write the file meanwhile; on Windows nobody can delete it.
 bool open_for_writing(std::filebuf& file, const std::string& path, Write_Mode mode);
-
-/// A buffer, still closed, for a file that several processes append to: a text that is flushed at
-/// once stays whole, and none is lost. It throws as `new` does. Windows: code of this library stands
-/// behind it, which must stay loaded.
-std::unique_ptr<std::filebuf> make_shared_buffer();
 
 } // namespace kr_platform

@@ -7,13 +7,8 @@
 
 #include <gtest/gtest.h>
 
-#include <map>
-#include <memory>
 #include <ostream>
-#include <sstream>
 #include <string>
-#include <thread>
-#include <vector>
 
 namespace {
 
@@ -90,31 +85,6 @@ TEST(Files, ALineOfAnyLengthIsWrittenWhole)
         all += line;
     }
     EXPECT_EQ(all, read_text(folder.path("file")));
-}
-
-TEST(Files, LongLinesThatManyBuffersShareStayWhole)
-{
-    constexpr int writers = 4;
-    constexpr int count = 200;
-    const Temp_Folder folder;
-    const std::string path = folder.path("file");
-    std::vector<std::thread> threads;
-    for (int i = 0; i < writers; ++i)
-        threads.emplace_back([&, i] {
-            const std::unique_ptr<std::filebuf> file = kr_platform::make_shared_buffer();
-            ASSERT_TRUE(open_for_writing(*file, path, Write_Mode::append));
-            for (int line = 0; line < count; ++line)
-                write(*file, std::string(4'000, static_cast<char>('a' + i)) + '\n');
-        });
-    for (std::thread& thread : threads)
-        thread.join();
-    std::istringstream lines(read_text(path));
-    std::map<std::string, int> seen;
-    for (std::string line; std::getline(lines, line);)
-        ++seen[line];
-    ASSERT_EQ(std::size_t{writers}, seen.size()) << "torn lines";
-    for (const auto& [line, number] : seen)
-        EXPECT_EQ(count, number) << line.substr(0, 1);
 }
 
 TEST(Files, OpeningAnotherFileClosesTheFirst)

@@ -38,6 +38,15 @@ TEST(PlatformClock, MicrosecondsMeasure)
     EXPECT_LT(passed, minute);
 }
 
+TEST(PlatformClock, CoarseMillisecondsMeasureInTheirSteps)
+{
+    const std::int64_t start = coarse_steady_milliseconds();
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    const std::int64_t passed = coarse_steady_milliseconds() - start;
+    EXPECT_GE(passed, 80);
+    EXPECT_LT(passed, minute / 1000);
+}
+
 TEST(PlatformShortLock, KeepsThreadsApart)
 {
     constexpr int rounds = 20'000;

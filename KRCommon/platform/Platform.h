@@ -24,6 +24,9 @@ char path_separator() noexcept;
 /// Linux: never cut, and links are resolved. Empty when the system does not tell.
 std::string module_path();
 
+/// Full path of the running program's file. Empty when the system does not tell.
+std::string program_path();
+
 /// Keeps the DLL or shared object that holds this code in memory until the process ends, however
 /// often it is let go of.
 void keep_loaded(void (*code)()) noexcept;
@@ -101,5 +104,16 @@ constexpr std::int64_t last_second = 32'535'215'999;
 /// "hh:mm:ss" of an instant in local time, 24 hours. Empty for instants before 1970 or after the
 /// year 3000, with errno set to EINVAL.
 std::string local_clock_text(std::int64_t seconds);
+
+/// A day of local time, and how far local time is from UTC.
+struct Local_Date {
+    int year = 0;
+    int month = 0;          ///< 1 to 12
+    int day = 0;            ///< 1 to 31
+    int offset_minutes = 0; ///< positive east of Greenwich
+};
+
+/// Of an instant. All 0 for instants before 1970 or after the year 3000.
+Local_Date local_date(std::int64_t seconds) noexcept;
 
 } // namespace kr_platform

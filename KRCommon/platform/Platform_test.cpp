@@ -388,4 +388,31 @@ TEST(Platform, ALibraryIsKeptLoadedThatWasLetGoOf)
     EXPECT_TRUE(is_library_loaded(path));
 }
 
+TEST(Platform, ProgramPathIsTheRunningProgram)
+{
+    const std::string path = kr_platform::program_path();
+    EXPECT_TRUE(kr_platform::file_info(path)) << path;
+    EXPECT_NE(std::string::npos, path.find("platform_tests"));
+}
+
+TEST(Platform, LocalDateIsTheCLibrarysAndItsOffset)
+{
+    for (const std::int64_t seconds :
+         {86'400LL, 1'394'000'000LL, 1'406'000'000LL, 4'102'444'800LL}) {
+        const auto time = static_cast<std::time_t>(seconds);
+        const std::tm local = *std::localtime(&time);
+        const kr_platform::Local_Date date = kr_platform::local_date(seconds);
+        EXPECT_EQ(local.tm_year + 1900, date.year);
+        EXPECT_EQ(local.tm_mon + 1, date.month);
+        EXPECT_EQ(local.tm_mday, date.day);
+        const auto shifted = static_cast<std::time_t>(seconds + date.offset_minutes * 60);
+        const std::tm utc = *std::gmtime(&shifted);
+        EXPECT_EQ(local.tm_hour, utc.tm_hour) << seconds;
+        EXPECT_EQ(local.tm_min, utc.tm_min) << seconds;
+        EXPECT_EQ(local.tm_mday, utc.tm_mday) << seconds;
+    }
+    for (const std::int64_t seconds : {std::int64_t{-1}, kr_platform::last_second + 1})
+        EXPECT_EQ(0, kr_platform::local_date(seconds).year);
+}
+
 } // namespace

@@ -18,7 +18,8 @@ set(messages
     "%l is the line number"
     "an argument is a number, an enumeration or a text"
     "a '%' that should be '%%'"
-    "captured")
+    "captured"
+    "a directive without an argument")
 set(case 0)
 foreach(message IN LISTS messages)
   execute_process(COMMAND ${CXX} -std=c++17 ${flags} -fsyntax-only -DCASE=${case} ${SOURCE}

@@ -9,6 +9,7 @@ void line(const std::string& name, int number, std::uint64_t size)
     constexpr KR_Log_Site site{"x.cpp", 1, LM_INFO};
 #if CASE == 0
     kr_log(site, "%T T%04t INF %s: %d of %Q\n", name, number, size);
+    kr_log_limited(site, "%T T%04t INF %s: %d of %Q\n", name, number, size);
 #elif CASE == 1
     kr_log(site, "%T T%04t INF %s: %d\n", name);
 #elif CASE == 2
@@ -30,6 +31,8 @@ void line(const std::string& name, int number, std::uint64_t size)
 #elif CASE == 10
     const char* const format = "%T T%04t INF\n";
     kr_log(site, format);
+#elif CASE == 11
+    kr_log_limited(site, "%T T%04t INF %s: %d\n", name);
 #endif
     static_cast<void>(name.size() + static_cast<std::size_t>(number) + site.line + size);
 }

@@ -12,10 +12,12 @@
 #include <ace/OS_NS_sys_time.h>
 
 #include <algorithm>
+#include <chrono>
 #include <memory>
 #include <set>
 #include <string>
 #include <string_view>
+#include <thread>
 #include <vector>
 
 namespace {
@@ -69,6 +71,14 @@ public:
     }
     Background_Child(const Background_Child&) = delete;
     Background_Child& operator=(const Background_Child&) = delete;
+
+    // Ends the process at once: no code of its own runs any more.
+    void kill()
+    {
+        process_.terminate();
+        process_.wait();
+        is_running_ = false;
+    }
 
     // The exit code, or -1 when the process has not ended within the time.
     int wait(int seconds)
@@ -172,6 +182,27 @@ TEST(Log_Process, AForkedChildOpensALogOfItsOwnAndTheParentKeepsIts)
     EXPECT_THAT(log_text(folder, "child_"), HasSubstr("in the child's own file"));
     EXPECT_THAT(log_text(folder, "parent_"), HasSubstr("in the parent's file"));
     EXPECT_THAT(log_text(folder, "parent_"), testing::Not(HasSubstr("own file")));
+}
+
+TEST(Log_Process, AKilledProcessHasLostNoLineThatItHadLogged)
+{
+    const Temp_Folder folder;
+    Background_Child child({"endless", folder.path()});
+    const std::string progress = folder.path("progress");
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+    while (lines_of(read_text(progress)).size() < 1'000 && std::chrono::steady_clock::now() < end)
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    child.kill();
+    const std::string noted = read_text(progress);
+    const std::size_t count =
+        static_cast<std::size_t>(std::count(noted.begin(), noted.end(), '\n'));
+    ASSERT_LE(1'000u, count);
+    const std::vector<std::string> lines = lines_of(log_text(folder, "server_"));
+    ASSERT_LE(count, lines.size());
+    for (std::size_t i = 0; i < lines.size(); ++i) {
+        EXPECT_TRUE(is_whole(lines[i])) << lines[i];
+        EXPECT_THAT(lines[i], HasSubstr(" INF line " + std::to_string(i) + ": "));
+    }
 }
 
 // Nobody reads what the process says on stderr: its thread that logs gets stuck inside the log.

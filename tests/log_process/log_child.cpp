@@ -8,6 +8,7 @@
 //     log_child reopen FOLDER       a forked child of a process with a reactor opens a log of its own
 //     log_child assert              an assertion fails while a thread is stuck in the log
 //     log_child guard               a mutex's holder is stuck in the log
+//     log_child endless FOLDER      numbered lines; each is noted in FOLDER/progress once it is logged
 //     log_child wait FILE           until there is such a file
 
 #include <KRCommon/eventlog/Event_Log.h>
@@ -221,6 +222,18 @@ int wait_for_a_dead_lock(const Arguments&)
     return 0;
 }
 
+int log_without_end(const Arguments& arguments)
+{
+    const std::string& folder = arguments.at(1);
+    open_log(folder, "server");
+    std::FILE* const progress = std::fopen((folder + "/progress").c_str(), "w");
+    for (int i = 0;; ++i) {
+        kr_log(KR_LOG_SITE(LM_INFO), "%T T%04t INF line %d: %s\n", i, filler);
+        std::fprintf(progress, "%d\n", i);
+        std::fflush(progress);
+    }
+}
+
 int wait(const Arguments& arguments)
 {
     wait_for_file(arguments.at(1));
@@ -232,10 +245,10 @@ struct Mode {
     int (*run)(const Arguments&);
 };
 
-constexpr Mode modes[] = {{"write", &write_lines},          {"rotate", &rotate},
-                          {"daemon", &run_as_daemon},       {"fork", &fork_children},
-                          {"reopen", &reopen_in_child},     {"assert", &fail_an_assertion},
-                          {"guard", &wait_for_a_dead_lock}, {"wait", &wait}};
+constexpr Mode modes[] = {
+    {"write", &write_lines},          {"rotate", &rotate},           {"daemon", &run_as_daemon},
+    {"fork", &fork_children},         {"reopen", &reopen_in_child},  {"assert", &fail_an_assertion},
+    {"guard", &wait_for_a_dead_lock}, {"endless", &log_without_end}, {"wait", &wait}};
 
 } // namespace
 

@@ -13,10 +13,4 @@ bool open_for_writing(std::filebuf& file, const std::string& path, Write_Mode mo
     return descriptor != -1 && put_behind(file, descriptor, mode, &close);
 }
 
-// The system appends what one write() has, whole.
-std::unique_ptr<std::filebuf> make_shared_buffer()
-{
-    return std::make_unique<std::filebuf>();
-}
-
 } // namespace kr_platform

@@ -126,6 +126,13 @@ std::int64_t steady_milliseconds() noexcept
     return steady_microseconds() / 1000;
 }
 
+std::int64_t coarse_steady_milliseconds() noexcept
+{
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
+    return now.tv_sec * 1000 + now.tv_nsec / 1'000'000;
+}
+
 std::int64_t coarse_wall_microseconds() noexcept
 {
     timespec now{};

@@ -57,6 +57,13 @@ std::string module_path()
     return path ? path.get() : module.dli_fname;
 }
 
+std::string program_path()
+{
+    const std::unique_ptr<char, decltype(&std::free)> path(realpath("/proc/self/exe", nullptr),
+                                                           &std::free);
+    return path ? path.get() : "";
+}
+
 void keep_loaded(void (*code)()) noexcept
 {
     Dl_info module;
@@ -163,6 +170,16 @@ std::string local_clock_text(std::int64_t seconds)
         return {};
     }
     return std::string(text + 11, 8);
+}
+
+Local_Date local_date(std::int64_t seconds) noexcept
+{
+    std::tm fields{};
+    const std::time_t time = seconds;
+    if (!is_supported(seconds) || localtime_r(&time, &fields) == nullptr)
+        return {};
+    return {fields.tm_year + 1900, fields.tm_mon + 1, fields.tm_mday,
+            static_cast<int>(fields.tm_gmtoff / 60)};
 }
 
 } // namespace kr_platform

@@ -30,17 +30,24 @@ struct Order {
 }
 
 // The thread takes no signals of the host's.
-bool start_watchdog(const Order& given) noexcept
+bool start_thread(void* (*routine)(void*), void* argument) noexcept
 {
-    static const Order order = given; // as long as the process
     sigset_t all;
     sigset_t previous;
     sigfillset(&all);
     pthread_sigmask(SIG_SETMASK, &all, &previous);
     pthread_t thread;
-    if (pthread_create(&thread, nullptr, &end_in_time, const_cast<Order*>(&order)) == 0)
+    const bool has_started = pthread_create(&thread, nullptr, routine, argument) == 0;
+    if (has_started)
         pthread_detach(thread);
     pthread_sigmask(SIG_SETMASK, &previous, nullptr);
+    return has_started;
+}
+
+bool start_watchdog(const Order& given) noexcept
+{
+    static const Order order = given; // as long as the process
+    static_cast<void>(start_thread(&end_in_time, const_cast<Order*>(&order)));
     return true;
 }
 
@@ -53,6 +60,19 @@ bool end_process_after(std::int64_t milliseconds, int exit_code) noexcept
         start_watchdog({steady_milliseconds() + milliseconds, exit_code});
     errno = error;
     return is_certain;
+}
+
+bool start_last_thread(void (*function)()) noexcept
+{
+    const int error = errno;
+    const bool has_started = start_thread(
+        [](void* routine) -> void* {
+            reinterpret_cast<void (*)()>(routine)();
+            return nullptr;
+        },
+        reinterpret_cast<void*>(function));
+    errno = error;
+    return has_started;
 }
 
 bool is_watchdog() noexcept

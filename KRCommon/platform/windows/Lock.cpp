@@ -115,6 +115,11 @@ std::int64_t steady_milliseconds() noexcept
     return steady_microseconds() / 1000;
 }
 
+std::int64_t coarse_steady_milliseconds() noexcept
+{
+    return static_cast<std::int64_t>(GetTickCount64());
+}
+
 std::int64_t coarse_wall_microseconds() noexcept
 {
     constexpr std::int64_t from_1601_to_1970 = 11'644'473'600'000'000;

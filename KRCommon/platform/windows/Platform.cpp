@@ -72,6 +72,13 @@ std::string module_path()
     return path;
 }
 
+std::string program_path()
+{
+    char path[MAX_PATH] = {};
+    GetModuleFileNameA(nullptr, path, MAX_PATH - 1);
+    return path;
+}
+
 void keep_loaded(void (*code)()) noexcept
 {
     HMODULE module = nullptr;
@@ -176,6 +183,17 @@ std::string local_clock_text(std::int64_t seconds)
         return {};
     }
     return std::string(text + 11, 8);
+}
+
+Local_Date local_date(std::int64_t seconds) noexcept
+{
+    std::tm fields{};
+    if (!is_supported(seconds) || _localtime64_s(&fields, &seconds) != 0)
+        return {};
+    std::tm as_utc = fields;
+    const std::int64_t offset = _mkgmtime64(&as_utc) - seconds;
+    return {fields.tm_year + 1900, fields.tm_mon + 1, fields.tm_mday,
+            static_cast<int>(offset / 60)};
 }
 
 } // namespace kr_platform

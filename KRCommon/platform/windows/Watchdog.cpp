@@ -13,7 +13,10 @@ namespace {
 
 constexpr SIZE_T stack_size = 64 * 1024;
 
-std::atomic<DWORD> watchdog{0}; // its thread's number
+constexpr DWORD longest_wait = 1000; // milliseconds until the watchdog runs
+
+std::atomic<DWORD> watchdog{0}; // the numbers of the two threads
+std::atomic<DWORD> last_thread{0};
 
 struct Order {
     DWORD milliseconds;
@@ -40,7 +43,16 @@ bool start_watchdog(const Order& given) noexcept
         return true;
     watchdog = id; // known before the entry routine sees the thread
     ResumeThread(thread);
-    return WaitForSingleObject(order.is_running, order.milliseconds) == WAIT_OBJECT_0;
+    const DWORD wait = order.milliseconds < longest_wait ? order.milliseconds : longest_wait;
+    return WaitForSingleObject(order.is_running, wait) == WAIT_OBJECT_0;
+}
+
+void (*last_function)() = nullptr;
+
+DWORD WINAPI run_last(void*)
+{
+    last_function();
+    return 0;
 }
 
 } // namespace
@@ -56,9 +68,27 @@ bool end_process_after(std::int64_t milliseconds, int exit_code) noexcept
     return is_certain;
 }
 
+bool start_last_thread(void (*function)()) noexcept
+{
+    const int runtime_error = errno;
+    const DWORD error = GetLastError();
+    last_function = function;
+    DWORD id = 0;
+    const HANDLE thread = CreateThread(nullptr, 0, &run_last, nullptr, CREATE_SUSPENDED, &id);
+    if (thread != nullptr) {
+        last_thread = id; // known before the entry routine sees the thread
+        ResumeThread(thread);
+        CloseHandle(thread);
+    }
+    SetLastError(error);
+    errno = runtime_error;
+    return thread != nullptr;
+}
+
 bool is_watchdog() noexcept
 {
-    return GetCurrentThreadId() == watchdog;
+    const DWORD id = GetCurrentThreadId();
+    return id == watchdog || id == last_thread;
 }
 
 } // namespace kr_platform

@@ -124,18 +124,25 @@ Host::Log::Log(ACE_Reactor& reactor, const std::string& folder, const std::strin
 {
     make_folder(folder);
     KR_LOG_MANAGER* const manager = KR_LOG_MANAGER::instance();
+    KR_Log_Options options;
+    options.retries = options.finds_lost_file = options.keeps_file_in_use = true;
+    options.writes_header = true;
+    options.silences_stderr = true; // the files are enough
+    manager->set_options(options);
     manager->set_debug_level(debug_level);
     manager->open(&reactor, folder.c_str(), program.c_str());
-    settings_.clr_flags(ACE_Log_Msg::STDERR); // the files are enough
-    if (settings_.msg_ostream() == nullptr || !settings_.msg_ostream()->good()) {
+    if (!manager->status().is_good) {
         close();
         throw Failure("cannot write a log file in the folder '" + folder + "'");
     }
+    options.reports_failures = true; // those that come later: of this one the failure tells
+    manager->set_options(options);
 }
 
 void Host::Log::close()
 {
     KR_LOG_MANAGER::instance()->close();
+    KR_LOG_MANAGER::instance()->set_options({});
     settings_.clr_flags(~0UL);
     settings_.set_flags(flags_);
     settings_.priority_mask(mask_, ACE_Log_Msg::PROCESS);

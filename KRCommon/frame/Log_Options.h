@@ -1,0 +1,47 @@
+#pragma once
+
+/// \file
+/// What the log does only when the host asks for it. Without it, a file that fails stays silent until
+/// the next day, and nobody is told.
+///
+///     KR_Log_Options options;
+///     options.retries = options.reports_failures = options.finds_lost_file = true;
+///     options.keeps_file_in_use = options.writes_header = true;
+///     KR_LOG_MANAGER::instance()->set_options(options);
+///     KR_LOG_MANAGER::instance()->open(reactor, "/var/log/server", "server");
+///
+/// docs/log_format.md has the lines that come of it.
+/// Exceptions: std::bad_alloc alone, see KRCommon_Export.h.
+
+#include <cstdint>
+
+struct KR_Log_Options {
+    /// A file that cannot be opened or written is tried again at each tick. Until then its lines are
+    /// lost, but counted. A rotation or reopen() whose new file cannot be opened goes on with the old
+    /// one. The log stream itself is never in the failed state then: ask status().is_good.
+    bool retries = false;
+
+    /// One "*ERR" line on stderr when the file fails, whatever the flags and the level are, and one in
+    /// the file when it is back, with the number of lines lost.
+    bool reports_failures = false;
+
+    /// A tick that finds the file in use deleted or renamed opens a new one under its name. Windows:
+    /// others may delete and rename the file in use from the next open on, which they cannot
+    /// otherwise.
+    bool finds_lost_file = false;
+
+    /// Pruning passes over the file in use. Its bytes count all the same.
+    bool keeps_file_in_use = false;
+
+    /// Each opening of a file begins with a line that names host, program, process, date and offset
+    /// from UTC, whatever the level is.
+    bool writes_header = false;
+
+    /// open() switches stderr off instead of on.
+    bool silences_stderr = false;
+
+    /// So many bytes of lines that are logged before the first open() go into its file, 1,048,576 at
+    /// most; what does not fit is lost, and counted. 0: none. It counts from set_options() on, and
+    /// for threads that have logged by kr_log() or that the library saw starting.
+    std::uint32_t early_bytes = 0;
+};
