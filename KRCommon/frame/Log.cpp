@@ -4,11 +4,15 @@
 #include <KRCommon/frame/Log_Clock.h>
 #include <KRCommon/frame/Log_Format.h>
 #include <KRCommon/frame/Log_Gate.h>
+#include <KRCommon/frame/Log_Line.h>
+#include <KRCommon/frame/Log_Ring.h>
 #include <KRCommon/frame/Log_Stream.h>
 #include <KRCommon/platform/Platform.h>
 
+#include <ace/Log_Record.h>
 #include <ace/OS_NS_sys_time.h>
 
+#include <atomic>
 #include <cstdarg>
 #include <new>
 
@@ -21,10 +25,55 @@ int status_of(ACE_Log_Priority priority) noexcept
     return priority >= LM_ERROR ? -1 : 0;
 }
 
-std::int64_t present_microseconds() noexcept
+std::int64_t microseconds_of(const ACE_Time_Value& time) noexcept
 {
-    const ACE_Time_Value now = ACE_OS::gettimeofday();
-    return static_cast<std::int64_t>(now.sec()) * 1'000'000 + now.usec();
+    return static_cast<std::int64_t>(time.sec()) * 1'000'000 + time.usec();
+}
+
+// What a line needs besides its arguments, taken at one moment.
+struct Moment {
+    ACE_Time_Value time = ACE_OS::gettimeofday();
+    Stamp_Text stamp = local_stamp(microseconds_of(time));
+};
+
+std::atomic<bool> are_lines_fast{false};
+
+// Formats the line and hands it to ACE's sinks as a finished record, as ACE's own log() does after its
+// formatting. False: the line is to go ACE's way from the beginning.
+bool log_finished(ACE_Log_Msg& log, const Line_Facts& facts, const ACE_Time_Value& time,
+                  const char* format, std::va_list arguments)
+{
+    if ((log.flags() & ACE_Log_Msg::VERBOSE) != 0)
+        return false;                                // each line begins with the program's name
+    char* const text = const_cast<char*>(log.msg()); // where ACE formats its lines too
+    if (format_as_ace(text, ACE_MAXLOGMSGLEN, format, facts, arguments) == 0)
+        return false;
+    log.file(facts.site.file);
+    log.linenum(facts.site.line);
+    log.op_status(status_of(facts.site.priority));
+    log.errnum(facts.error);
+    ACE_Log_Record record(facts.site.priority, time, log.getpid());
+    if (record.msg_data(text) == 0)
+        log.log(record);
+    return true;
+}
+
+void keep_line(const Line_Facts& facts, const char* format, std::va_list arguments) noexcept
+{
+    if (Log_Ring* const ring = log_ring())
+        ring->keep([&](Log_Ring::Text& text) {
+            return format_plainly(text.data(), text.size(), format, facts, arguments);
+        });
+}
+
+// A masked line does not enter the gate, which would cost three times what the line does. But a thread's
+// first line does: ACE takes its log lock to make the thread's object.
+ACE_Log_Msg* log_of_thread() noexcept
+{
+    if (has_joined_log())
+        return ACE_Log_Msg::instance();
+    const Log_Passage passage;
+    return passage ? ACE_Log_Msg::instance() : nullptr;
 }
 
 } // namespace
@@ -56,16 +105,20 @@ void Log_Text::use_escaped(std::string_view text, std::size_t room)
     }
 }
 
-// A masked line does not enter the gate, which would cost three times what the line does. But a thread's
-// first line does: ACE takes its log lock to make the thread's object.
-ACE_Log_Msg* log_of_thread() noexcept
+void set_fast_lines(bool are_fast) noexcept
+{
+    are_lines_fast = are_fast;
+}
+
+ACE_Log_Msg* log_for(ACE_Log_Priority priority, bool& is_kept) noexcept
 {
     if (is_log_closed())
         return nullptr;
-    if (has_joined_log())
-        return ACE_Log_Msg::instance();
-    const Log_Passage passage;
-    return passage ? ACE_Log_Msg::instance() : nullptr;
+    ACE_Log_Msg* const log = log_of_thread();
+    if (log == nullptr || log->log_priority_enabled(priority))
+        return log;
+    is_kept = log_ring() != nullptr;
+    return nullptr;
 }
 
 bool is_admitted(Log_Rate& rate, std::uint64_t& held_back) noexcept
@@ -73,24 +126,31 @@ bool is_admitted(Log_Rate& rate, std::uint64_t& held_back) noexcept
     return rate.admits(kr_platform::steady_milliseconds(), held_back);
 }
 
-void log_line(ACE_Log_Msg& log, const KR_Log_Site& site, int error, std::uint64_t held_back,
+void log_line(ACE_Log_Msg* log, const KR_Log_Site& site, int error, std::uint64_t held_back,
               const char* format, ...)
 {
-    const Log_Passage passage;
-    if (!passage)
-        return;
-    if (log.msg() == nullptr)
-        return; // ACE had no memory for the thread's line, and would write it to nowhere
-    join_log_stream(log);
-    count_line(log);
-    log.conditional_set(site.file, site.line, status_of(site.priority), error);
-    Format_Buffer buffer;
-    Format_Buffer other;
-    const char* const stamped = with_stamp(format, local_stamp(present_microseconds()).data(),
-                                           kr_platform::thread_id(), buffer);
     std::va_list arguments;
     va_start(arguments, format);
-    log.log(with_held_back(stamped, held_back, other), site.priority, arguments);
+    const Moment now;
+    const Line_Facts facts{now.stamp.data(), kr_platform::thread_id(), site, error};
+    const Log_Passage passage;
+    if (log == nullptr) {
+        keep_line(facts, format, arguments);
+    } else if (passage && log->msg() != nullptr) { // else ACE had no memory for the thread's line
+        join_log_stream(*log);
+        count_line(*log);
+        if (site.priority >= LM_ERROR)
+            write_kept_lines(*log);
+        Format_Buffer other;
+        const char* const whole = with_held_back(format, held_back, other);
+        if (!are_lines_fast.load(std::memory_order_relaxed) ||
+            !log_finished(*log, facts, now.time, whole, arguments)) {
+            Format_Buffer buffer;
+            log->conditional_set(site.file, site.line, status_of(site.priority), error);
+            log->log(with_stamp(whole, facts.stamp, facts.thread, buffer), site.priority,
+                     arguments);
+        }
+    }
     va_end(arguments);
 }
 

@@ -153,14 +153,16 @@ private:
 /// admits() at the present time.
 KRCOMMON_EXPORT bool is_admitted(Log_Rate& rate, std::uint64_t& held_back) noexcept;
 
-/// ACE's log of the calling thread. Null where there is none for it any more, since another thread is
-/// ending the process, and where there is no memory for it.
-KRCOMMON_EXPORT ACE_Log_Msg* log_of_thread() noexcept;
+/// ACE's log of the calling thread, when it lets lines of this priority through. Null where it does
+/// not, where there is none for the thread any more, since another thread is ending the process, and
+/// where there is no memory for it. Then `is_kept` tells whether the line is wanted all the same, for
+/// the lines that lead up to an error.
+KRCOMMON_EXPORT ACE_Log_Msg* log_for(ACE_Log_Priority priority, bool& is_kept) noexcept;
 
 /// The steps of a log site after the priority check: join the thread to the log stream,
 /// set the source location, log. `error` is what last_error_adapter() gave before. Before its line
-/// feed the line tells how many were held back, unless it is 0.
-KRCOMMON_EXPORT void log_line(ACE_Log_Msg& log, const KR_Log_Site& site, int error,
+/// feed the line tells how many were held back, unless it is 0. Without a log the line is kept.
+KRCOMMON_EXPORT void log_line(ACE_Log_Msg* log, const KR_Log_Site& site, int error,
                               std::uint64_t held_back, const char* format, ...);
 
 /// For sites that log as often as they are called.
@@ -182,14 +184,16 @@ void log_checked(Text text, Rate&& rate, const KR_Log_Site& site, const char (&f
 
     const int saved_errno = errno;
     const int error = saved_errno != 0 ? saved_errno : ACE_Log_Msg::last_error_adapter();
-    ACE_Log_Msg* const log = log_of_thread();
+    bool is_kept = false;
+    ACE_Log_Msg* const log = log_for(site.priority, is_kept);
+    // A flood is not kept: it would leave room for nothing else.
+    const bool is_wanted = log != nullptr || (is_kept && std::is_same_v<Rate, No_Rate>);
     std::uint64_t held_back = 0;
-    if (log != nullptr && log->log_priority_enabled(site.priority) &&
-        is_admitted(rate, held_back)) {
+    if (is_wanted && is_admitted(rate, held_back)) {
         constexpr std::size_t for_held_back = 48;
         [[maybe_unused]] constexpr std::size_t room =
             room_per_text<size + check.padding + for_held_back, Arguments...>();
-        log_line(*log, site, error, held_back, format,
+        log_line(log, site, error, held_back, format,
                  Log_Argument<Arguments>(arguments, room).value()...);
     }
     errno = saved_errno;

@@ -125,6 +125,22 @@ void Log_Buffer::keep_early_lines(std::size_t bytes)
     early_room_ = bytes;
 }
 
+void Log_Buffer::write_kept_lines(Log_Ring& ring) noexcept
+{
+    if (!is_good_)
+        return;
+    write_out();
+    int count = 0;
+    ring.take([&](std::string_view line) {
+        if (++count == 1)
+            put(Own_Line(" INF", "Lines that the level held back:").text(), true);
+        if (is_good_)
+            put(line, true);
+    });
+    if (count > 0 && is_good_)
+        put(Own_Line(" INF", "End of %d lines that the level held back.", count).text(), true);
+}
+
 Log_Buffer::int_type Log_Buffer::overflow(int_type c)
 {
     if (!write_out())

@@ -5,6 +5,7 @@
 /// each line, and appends it to the file in use as a whole.
 
 #include <KRCommon/frame/Log_Health.h>
+#include <KRCommon/frame/Log_Ring.h>
 #include <KRCommon/frame/Seam.h>
 #include <KRCommon/platform/Append_File.h>
 
@@ -58,6 +59,9 @@ public:
 
     /// Keeps so many bytes of lines until there is a file. Throws std::bad_alloc.
     void keep_early_lines(std::size_t bytes);
+
+    /// Writes the ring's lines between two marker lines, and forgets them. Nothing without a file.
+    void write_kept_lines(Log_Ring& ring) noexcept;
 
     /// Whether the stream may give its lines here: else it is to be in the failed state.
     bool accepts() const noexcept { return is_good_ || early_room_ > 0 || policy_.retries; }

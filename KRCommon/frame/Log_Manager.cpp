@@ -5,10 +5,13 @@
 #include <KRCommon/frame/Log_Fork.h>
 #include <KRCommon/frame/Log_Gate.h>
 #include <KRCommon/frame/Log_Health.h>
+#include <KRCommon/frame/Log_Line.h>
+#include <KRCommon/frame/Log_Ring.h>
 #include <KRCommon/frame/Log_Stream.h>
 
 #include <ace/Guard_T.h>
 #include <ace/Lock.h>
+#include <ace/OS_NS_stdlib.h>
 #include <ace/OS_NS_sys_time.h>
 #include <ace/OS_NS_unistd.h>
 #include <ace/Reactor.h>
@@ -114,6 +117,8 @@ private:
     static void in_child() noexcept
     {
         kr_internal::Log_Gate::of_process().forget_other_threads();
+        if (kr_internal::Log_Ring* const ring = kr_internal::log_ring())
+            ring->forget_other_threads();
         in_parent();
         if (process_manager != nullptr)
             process_manager->take_timer();
@@ -304,6 +309,7 @@ KR_Log_Options KR_LOG_MANAGER::options() const
 void KR_LOG_MANAGER::apply_options()
 {
     constexpr std::uint32_t most_early_bytes = 1'048'576;
+    constexpr std::uint32_t most_ring_lines = 10'000;
     kr_internal::Log_Policy policy;
     policy.retries = options_.retries;
     policy.reports = options_.reports_failures;
@@ -316,6 +322,9 @@ void KR_LOG_MANAGER::apply_options()
                                 std::min(options_.early_bytes, most_early_bytes));
     if (is_early)
         lock.log().set_flags(ACE_Log_Msg::OSTREAM);
+    kr_internal::set_log_ring(std::min(options_.ring_lines, most_ring_lines));
+    kr_internal::set_fast_lines(options_.fast_lines &&
+                                ACE_OS::getenv("ACE_LOG_TIMESTAMP") == nullptr);
 }
 
 bool KR_LOG_MANAGER::reopen()

@@ -44,4 +44,17 @@ struct KR_Log_Options {
     /// most; what does not fit is lost, and counted. 0: none. It counts from set_options() on, and
     /// for threads that have logged by kr_log() or that the library saw starting.
     std::uint32_t early_bytes = 0;
+
+    /// So many lines of kr_log() that the level dropped are kept, the last ones, 10,000 at most, each cut
+    /// at 1,000 characters. A line at LM_ERROR or above that kr_log() lets through writes them into the
+    /// file before itself, between two marker lines. Lines of kr_log_limited() are not kept. A line
+    /// that is kept costs what its formatting costs; memory is 1 KB a line, for the process's life.
+    std::uint32_t ring_lines = 0;
+
+    /// Lines of kr_log() are formatted by the library instead of ACE, which takes about half the time,
+    /// and handed to ACE's sinks as finished records: callbacks, flags, streams and stderr work as
+    /// before, and the bytes are the same. What the library does not format goes ACE's way, "%p" for
+    /// one; and all lines do while ACE prefixes them (flag VERBOSE, environment variable
+    /// ACE_LOG_TIMESTAMP).
+    bool fast_lines = false;
 };

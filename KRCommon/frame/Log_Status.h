@@ -30,7 +30,7 @@ struct KR_Log_Status {
     std::uint64_t lines = 0;
 
     /// Lines since the process started that no file has got. Those that the priority mask stops do not
-    /// count, nor those that were logged before the first open(). While a file has failed, the lines
+    /// count, nor those that were logged before the first open() without KR_Log_Options::early_bytes. While a file has failed, the lines
     /// of kr_log() count; those of ACE's own macros only with KR_Log_Options::retries.
     std::uint64_t lines_lost = 0;
 

@@ -2,6 +2,7 @@
 
 #include <KRCommon/frame/Log_Gate.h>
 #include <KRCommon/frame/Log_Health.h>
+#include <KRCommon/frame/Log_Ring.h>
 #include <KRCommon/platform/Platform.h>
 
 #include <ace/Atomic_Op.h>
@@ -123,6 +124,17 @@ void count_line(ACE_Log_Msg& log) noexcept
     Log_Health& health = Log_Health::of_process();
     if (health.has_stream_failed() && stream != nullptr && log.msg_ostream() == stream)
         health.count_lost(1);
+}
+
+void write_kept_lines(ACE_Log_Msg& log) noexcept
+{
+    Log_Ring* const ring = log_ring();
+    std::ostream* const stream = log_stream;
+    if (ring == nullptr || stream == nullptr || ring->is_empty())
+        return;
+    log.acquire();
+    buffer_of(*stream).write_kept_lines(*ring);
+    log.release();
 }
 
 bool has_joined_log() noexcept

@@ -72,6 +72,10 @@ void join_log_stream(ACE_Log_Msg& log) noexcept;
 /// told of it then.
 void count_line(ACE_Log_Msg& log) noexcept;
 
+/// Writes the lines that the ring has kept into the file, between two marker lines, and forgets them.
+/// Nothing while there is no ring, no line in it or no file. `log` is the calling thread's.
+void write_kept_lines(ACE_Log_Msg& log) noexcept;
+
 /// True for a thread that has joined and is not ending: ACE has its log object.
 bool has_joined_log() noexcept;
 
