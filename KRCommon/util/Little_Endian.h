@@ -1,13 +1,13 @@
 #pragma once
 
 /// \file
-/// How the library writes and reads numbers in binary records: little-endian, floats in IEEE-754
-/// single precision, each at its byte offset, whatever its alignment. Also the field tables with
-/// which a record's byte map is checked while compiling.
+/// How the library writes and reads numbers in bytes: little-endian, floats in IEEE-754 single
+/// precision, each at its byte offset, whatever its alignment. Also the field tables with which the
+/// byte map of a record is checked while compiling.
 ///
 /// Nothing here knows the length of a buffer: the caller has checked that [offset, offset + size)
 /// lies inside. Every bit pattern is a valid number and comes back as it was; only a signalling NaN
-/// may become a quiet one where get_float() passes it as a value.
+/// may become a quiet one where a float is passed as a value.
 /// Threads: no state. Never fails.
 
 #include <cstddef>
@@ -40,6 +40,7 @@ template <std::size_t count>
     return end == size;
 }
 
+/// A number, or an array of numbers that stand one after the other.
 template <typename Number>
 void put_number(unsigned char* bytes, std::size_t offset, const Number& number) noexcept
 {
@@ -54,11 +55,6 @@ template <typename Number>
     return number;
 }
 
-inline void put_u8(unsigned char* bytes, std::size_t offset, std::uint8_t number) noexcept
-{
-    put_number(bytes, offset, number);
-}
-
 inline void put_u16(unsigned char* bytes, std::size_t offset, std::uint16_t number) noexcept
 {
     put_number(bytes, offset, number);
@@ -69,41 +65,9 @@ inline void put_u32(unsigned char* bytes, std::size_t offset, std::uint32_t numb
     put_number(bytes, offset, number);
 }
 
-inline void put_u64(unsigned char* bytes, std::size_t offset, std::uint64_t number) noexcept
-{
-    put_number(bytes, offset, number);
-}
-
-inline void put_i32(unsigned char* bytes, std::size_t offset, std::int32_t number) noexcept
-{
-    put_number(bytes, offset, number);
-}
-
-inline void put_i64(unsigned char* bytes, std::size_t offset, std::int64_t number) noexcept
-{
-    put_number(bytes, offset, number);
-}
-
-/// The numbers of an array, one after the other.
-template <std::size_t count>
-void put_floats(unsigned char* bytes, std::size_t offset, const float (&numbers)[count]) noexcept
-{
-    put_number(bytes, offset, numbers);
-}
-
 inline void put_zeros(unsigned char* bytes, const Field& field) noexcept
 {
     std::memset(bytes + field.offset, 0, field.size);
-}
-
-[[nodiscard]] inline std::uint8_t get_u8(const unsigned char* bytes, std::size_t offset) noexcept
-{
-    return get_number<std::uint8_t>(bytes, offset);
-}
-
-[[nodiscard]] inline std::int8_t get_i8(const unsigned char* bytes, std::size_t offset) noexcept
-{
-    return get_number<std::int8_t>(bytes, offset);
 }
 
 [[nodiscard]] inline std::uint32_t get_u32(const unsigned char* bytes, std::size_t offset) noexcept
@@ -114,28 +78,6 @@ inline void put_zeros(unsigned char* bytes, const Field& field) noexcept
 [[nodiscard]] inline std::uint64_t get_u64(const unsigned char* bytes, std::size_t offset) noexcept
 {
     return get_number<std::uint64_t>(bytes, offset);
-}
-
-[[nodiscard]] inline std::int32_t get_i32(const unsigned char* bytes, std::size_t offset) noexcept
-{
-    return get_number<std::int32_t>(bytes, offset);
-}
-
-[[nodiscard]] inline std::int64_t get_i64(const unsigned char* bytes, std::size_t offset) noexcept
-{
-    return get_number<std::int64_t>(bytes, offset);
-}
-
-[[nodiscard]] inline float get_float(const unsigned char* bytes, std::size_t offset) noexcept
-{
-    return get_number<float>(bytes, offset);
-}
-
-/// Fills the array with numbers that stand one after the other.
-template <std::size_t count>
-void get_floats(const unsigned char* bytes, std::size_t offset, float (&numbers)[count]) noexcept
-{
-    std::memcpy(numbers, bytes + offset, sizeof numbers);
 }
 
 } // namespace kr_internal

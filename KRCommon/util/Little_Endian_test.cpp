@@ -25,19 +25,19 @@ protected:
 
 TEST_F(Little_Endian, U8IsOneByte)
 {
-    put_u8(bytes_.data(), 2, 0xFE);
+    put_number(bytes_.data(), 2, std::uint8_t{0xFE});
     EXPECT_EQ(0xEE, bytes_[1]);
     EXPECT_EQ(0xFE, bytes_[2]);
     EXPECT_EQ(0xEE, bytes_[3]);
-    EXPECT_EQ(254, get_u8(bytes_.data(), 2));
+    EXPECT_EQ(254, get_number<std::uint8_t>(bytes_.data(), 2));
 }
 
 TEST_F(Little_Endian, I8IsTwosComplement)
 {
     bytes_[2] = 0xFE;
-    EXPECT_EQ(-2, get_i8(bytes_.data(), 2));
+    EXPECT_EQ(-2, get_number<std::int8_t>(bytes_.data(), 2));
     bytes_[2] = 0x80;
-    EXPECT_EQ(-128, get_i8(bytes_.data(), 2));
+    EXPECT_EQ(-128, get_number<std::int8_t>(bytes_.data(), 2));
 }
 
 TEST_F(Little_Endian, U16HasTheLowByteFirst)
@@ -57,15 +57,15 @@ TEST_F(Little_Endian, U32HasTheLowByteFirst)
 
 TEST_F(Little_Endian, I32IsTwosComplement)
 {
-    put_i32(bytes_.data(), 2, -500000);
+    put_number(bytes_.data(), 2, std::int32_t{-500000});
     EXPECT_EQ((Bytes{0xEE, 0xEE, 0xE0, 0x5E, 0xF8, 0xFF, 0xEE, 0xEE, 0xEE, 0xEE, 0xEE, 0xEE}),
               bytes_);
-    EXPECT_EQ(-500000, get_i32(bytes_.data(), 2));
+    EXPECT_EQ(-500000, get_number<std::int32_t>(bytes_.data(), 2));
 }
 
 TEST_F(Little_Endian, U64HasTheLowByteFirst)
 {
-    put_u64(bytes_.data(), 1, 0xF1E2D3C4B5A69788);
+    put_number(bytes_.data(), 1, std::uint64_t{0xF1E2D3C4B5A69788});
     EXPECT_EQ((Bytes{0xEE, 0x88, 0x97, 0xA6, 0xB5, 0xC4, 0xD3, 0xE2, 0xF1, 0xEE, 0xEE, 0xEE}),
               bytes_);
     EXPECT_EQ(0xF1E2D3C4B5A69788U, get_u64(bytes_.data(), 1));
@@ -73,45 +73,44 @@ TEST_F(Little_Endian, U64HasTheLowByteFirst)
 
 TEST_F(Little_Endian, I64IsTwosComplement)
 {
-    put_i64(bytes_.data(), 2, -2);
+    put_number(bytes_.data(), 2, std::int64_t{-2});
     EXPECT_EQ((Bytes{0xEE, 0xEE, 0xFE, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xEE, 0xEE}),
               bytes_);
-    EXPECT_EQ(-2, get_i64(bytes_.data(), 2));
+    EXPECT_EQ(-2, get_number<std::int64_t>(bytes_.data(), 2));
 }
 
 TEST_F(Little_Endian, FloatIsItsSinglePrecisionBits)
 {
     put_u32(bytes_.data(), 3, 0xBE800000);
-    EXPECT_EQ(-0.25F, get_float(bytes_.data(), 3));
+    EXPECT_EQ(-0.25F, get_number<float>(bytes_.data(), 3));
 }
 
 TEST_F(Little_Endian, FloatsStandOneBehindTheOther)
 {
-    put_floats(bytes_.data(), 1, {1.5F, -2.0F}); // 0x3FC00000, 0xC0000000
+    const float written[2] = {1.5F, -2.0F}; // 0x3FC00000, 0xC0000000
+    put_number(bytes_.data(), 1, written);
     EXPECT_EQ((Bytes{0xEE, 0x00, 0x00, 0xC0, 0x3F, 0x00, 0x00, 0x00, 0xC0, 0xEE, 0xEE, 0xEE}),
               bytes_);
-    float numbers[2] = {};
-    get_floats(bytes_.data(), 1, numbers);
-    EXPECT_THAT(numbers, ElementsAre(1.5F, -2.0F));
+    using Numbers = std::array<float, 2>;
+    EXPECT_THAT((get_number<Numbers>(bytes_.data(), 1)), ElementsAre(1.5F, -2.0F));
 }
 
 TEST_F(Little_Endian, FloatsKeepTheBitsOfEveryNan)
 {
     // Quiet with a payload, then signalling.
     const std::array<unsigned char, 8> nans = {0x34, 0x12, 0xC0, 0x7F, 0x01, 0x00, 0xA0, 0xFF};
-    float numbers[2] = {};
-    get_floats(nans.data(), 0, numbers);
-    put_floats(bytes_.data(), 0, numbers);
+    using Numbers = std::array<float, 2>;
+    put_number(bytes_.data(), 0, get_number<Numbers>(nans.data(), 0));
     EXPECT_EQ(0, std::memcmp(nans.data(), bytes_.data(), nans.size()));
 }
 
 TEST_F(Little_Endian, ExtremeNumbersComeBack)
 {
-    put_i32(bytes_.data(), 1, std::numeric_limits<std::int32_t>::min());
-    EXPECT_EQ(std::numeric_limits<std::int32_t>::min(), get_i32(bytes_.data(), 1));
-    put_i64(bytes_.data(), 1, std::numeric_limits<std::int64_t>::min());
-    EXPECT_EQ(std::numeric_limits<std::int64_t>::min(), get_i64(bytes_.data(), 1));
-    put_u64(bytes_.data(), 1, std::numeric_limits<std::uint64_t>::max());
+    put_number(bytes_.data(), 1, std::numeric_limits<std::int32_t>::min());
+    EXPECT_EQ(std::numeric_limits<std::int32_t>::min(), get_number<std::int32_t>(bytes_.data(), 1));
+    put_number(bytes_.data(), 1, std::numeric_limits<std::int64_t>::min());
+    EXPECT_EQ(std::numeric_limits<std::int64_t>::min(), get_number<std::int64_t>(bytes_.data(), 1));
+    put_number(bytes_.data(), 1, std::numeric_limits<std::uint64_t>::max());
     EXPECT_EQ(std::numeric_limits<std::uint64_t>::max(), get_u64(bytes_.data(), 1));
 }
 

@@ -37,7 +37,7 @@ struct Analysis_Settings {
     std::string video;       ///< path of the file
     int sensor = 1;          ///< first word of the sensor id, 0 or more
     ACE_Time_Value start;    ///< time of the first picture
-    unsigned budget = 65536; ///< bytes of an object's instance list, at least least_budget
+    unsigned budget = 65536; ///< bytes of an object's instance list, at least least_budget()
     int every = 1;           ///< each n-th picture is analysed
     double min_area = 0.05;  ///< of an object, in percent of the picture
 };

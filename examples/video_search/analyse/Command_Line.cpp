@@ -60,7 +60,7 @@ void add_settings(CLI::App& app, Analysis_Settings& settings, std::string& start
     app.add_option("--budget", settings.budget,
                    "Most bytes of an object's instances; 65536 at first")
         ->type_name("BYTES")
-        ->check(CLI::Range(least_budget, std::numeric_limits<unsigned>::max()));
+        ->check(CLI::Range(least_budget(), std::numeric_limits<unsigned>::max()));
     app.add_option("--every", settings.every, "Analyse each n-th frame; 1 at first")
         ->type_name("N")
         ->check(CLI::Range(1, 1000));

@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <cmath>
 #include <functional>
+#include <limits>
 #include <numeric>
+#include <utility>
 
 namespace video_search {
 
@@ -170,23 +172,45 @@ KR_ObjectBase make_object(const std::vector<Observation>& track, cv::Size frame)
     return object;
 }
 
+namespace {
+
+using Instances = std::vector<KR_ObjectBase::Instance>;
+
+// Bytes of the instance list without a limit.
+unsigned list_size(const KR_ObjectBase& object)
+{
+    return object.serialize_instances_size(std::numeric_limits<unsigned>::max());
+}
+
+unsigned list_size(Instances instances)
+{
+    KR_ObjectBase object;
+    object.Instances = std::move(instances);
+    return list_size(object);
+}
+
+} // namespace
+
+unsigned least_budget()
+{
+    Instances one(1);
+    one[0].Colors.resize(4);
+    return list_size(std::move(one));
+}
+
 void fit(KR_ObjectBase& object, unsigned budget)
 {
-    constexpr std::size_t count_bytes = 4;
-    constexpr std::size_t instance_bytes = 68;
-    constexpr std::size_t colour_bytes = 5;
-    std::vector<KR_ObjectBase::Instance>& all = object.Instances;
-    std::size_t bytes = count_bytes;
-    std::size_t largest = instance_bytes;
-    for (const KR_ObjectBase::Instance& instance : all) {
-        const std::size_t needed = instance_bytes + colour_bytes * instance.Colors.size();
-        bytes += needed;
-        largest = std::max(largest, needed);
-    }
-    if (all.empty() || bytes <= budget)
+    Instances& all = object.Instances;
+    if (all.empty() || list_size(object) <= budget)
         return;
-    const std::size_t room = std::max<std::size_t>(1, (budget - count_bytes) / largest);
-    std::vector<KR_ObjectBase::Instance> kept = {all.front()};
+    const auto most_colors =
+        std::max_element(all.begin(), all.end(), [](const auto& left, const auto& right) {
+            return left.Colors.size() < right.Colors.size();
+        });
+    const unsigned empty = list_size(Instances());
+    const unsigned largest = list_size(Instances{*most_colors}) - empty;
+    const std::size_t room = std::max<std::size_t>(1, (budget - empty) / largest);
+    Instances kept = {all.front()};
     for (std::size_t i = 1; i < room; ++i)
         kept.push_back(all[i * (all.size() - 1) / (room - 1)]);
     all = std::move(kept);

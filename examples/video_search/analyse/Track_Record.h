@@ -51,13 +51,13 @@ Class_Scores classify(const std::vector<Observation>& track, cv::Size frame);
 /// The duration is truncated to whole seconds. Id, sensor and thumbnail are the caller's affair.
 KR_ObjectBase make_object(const std::vector<Observation>& track, cv::Size frame);
 
-/// The least budget for fit(): the list's count and one instance with four colours.
-constexpr unsigned least_budget = 4 + 68 + 5 * 4;
+/// The least budget for fit(): the bytes of a list of one instance with four colours.
+unsigned least_budget();
 
 /// Thins the instances evenly, so that their list needs no more bytes than the budget and nothing
 /// is cut off at its end. The first and the last stay; of one instance, the first.
 ///
-/// budget  bytes, at least least_budget
+/// budget  bytes, at least least_budget()
 void fit(KR_ObjectBase& object, unsigned budget);
 
 } // namespace video_search

@@ -6,8 +6,8 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <limits>
 #include <map>
-#include <optional>
 #include <utility>
 
 namespace video_search {
@@ -87,39 +87,43 @@ std::vector<Color_Share> color_shares(const KR_ObjectBase& object)
 namespace {
 
 // The class that is asked for, else the one of the highest score above 0.
-ns__ObjectClass class_of(const KR_ObjectBase& object, const Criteria& criteria)
+ns__ObjectClass class_of(const KR_Object_View& object, const Criteria& criteria)
 {
     if (criteria.object_class != ns__ObjectClass__unknown)
         return criteria.object_class;
     ns__ObjectClass best = ns__ObjectClass__unknown;
     float best_score = 0;
-    for (int k = 0; k < 3; ++k)
-        if (object.ClassScores[k] > best_score) {
-            best = static_cast<ns__ObjectClass>(k + 1);
-            best_score = object.ClassScores[k];
+    int number = 0;
+    for (const float score : object.class_scores()) {
+        ++number;
+        if (score > best_score) {
+            best = static_cast<ns__ObjectClass>(number);
+            best_score = score;
         }
+    }
     return best;
 }
 
-float score_of(const KR_ObjectBase& object, ns__ObjectClass object_class)
+float score_of(const KR_Object_View& object, ns__ObjectClass object_class)
 {
-    return object_class == ns__ObjectClass__unknown ? 0 : object.ClassScores[object_class - 1];
+    const auto index = static_cast<std::size_t>(object_class) - 1;
+    return object_class == ns__ObjectClass__unknown ? 0 : object.class_scores()[index];
 }
 
-bool has_color(const std::vector<Color_Share>& shares, const Criteria& criteria)
+// An object that has nothing of a colour does not match it, even where 0 percent are enough.
+bool has_color(const KR_Object_View& object, const Criteria& criteria)
 {
-    return !criteria.color ||
-           std::any_of(shares.begin(), shares.end(), [&](const Color_Share& share) {
-               return share.preset == *criteria.color && share.percent >= criteria.min_area;
-           });
+    const float least = std::max(criteria.min_area, std::numeric_limits<float>::min());
+    return !criteria.color || object.has_color(*criteria.color, least, *KR_Colors::instance());
 }
 
-// Without a class KR_ObjectBase::test asks for no score, and a NaN passes it.
-bool is_match(const KR_ObjectBase& object, const Criteria& criteria)
+// Without a class KR_Object_View::test() asks for no score, and a NaN passes it.
+bool is_match(const KR_Object_View& object, const Criteria& criteria)
 {
     return object.test(from_time(criteria), to_time(criteria), ns__DetectorType__value_1,
                        criteria.object_class, criteria.min_score, criteria.min_duration) &&
-           score_of(object, class_of(object, criteria)) >= criteria.min_score;
+           score_of(object, class_of(object, criteria)) >= criteria.min_score &&
+           has_color(object, criteria);
 }
 
 float value_of(const Instance& instance, ns__ObjectClass object_class)
@@ -160,36 +164,38 @@ std::vector<ns__Geom_Point2D_Float> path_of(const KR_ObjectBase& object)
     return path;
 }
 
-Hit hit_of(const KR_ObjectBase& object, const Criteria& criteria, const std::string& run)
+Hit hit_of(const KR_ObjectBase& object, ns__ObjectClass object_class, const Criteria& criteria)
 {
     constexpr float extension = 50; // percent
     Hit hit;
-    hit.run = run;
     hit.sensor = object.SensorId;
     hit.first_seen = object.FirstSeenTime;
-    hit.object_class = class_of(object, criteria);
-    hit.score = score_of(object, hit.object_class);
+    hit.object_class = object_class;
     std::copy_n(object.ClassScores, hit.scores.size(), hit.scores.begin());
-    object.Fill(hit.result, best_instance(object, hit.object_class).Time, extension,
-                criteria.window, true);
+    object.Fill(hit.result, best_instance(object, object_class).Time, extension, criteria.window,
+                true);
     hit.instance_count = object.Instances.size();
+    hit.colors = color_shares(object);
     hit.path = path_of(object);
     if (object.AuxiliaryData)
         hit.thumbnail = *object.AuxiliaryData;
     return hit;
 }
 
-std::optional<KR_ObjectBase> decoded(const Stored_Record& record, ProfileHelper& profile)
-{
-    const ProfileHelperBlock block(&profile, "decode");
-    return decode(record.record);
-}
-
-void log_damaged(const Stored_Record& record)
+void log_damaged(const Found_Record& found)
 {
     kr_log(KR_LOG_SITE(LM_ERROR), "%T T%04t*ERR the record of object %Q of run %s is damaged\n",
-           record.object_id, record.run);
+           found.object_id, found.run);
 }
+
+// A record that matches, as long as it may become a hit.
+struct Match {
+    std::string run;
+    Bytes record;
+    ns__ObjectClass object_class;
+    float score;
+    std::uint32_t duration;
+};
 
 class Finder {
 public:
@@ -198,77 +204,104 @@ public:
     {
     }
 
-    void look_at(const Stored_Record& record)
+    void look_at(const Found_Record& found)
     {
         ++result_.objects;
-        const auto object = decoded(record, profile_);
-        if (object) {
-            keep_match(*object, record.run);
-        } else {
+        if (found.record.check().state != KR_Record_State::whole) {
             ++result_.damaged;
-            log_damaged(record);
+            log_damaged(found);
+        } else if (is_match(found.record, criteria_)) {
+            ++result_.matches;
+            if (may_become_a_hit())
+                keep(found);
         }
     }
 
-    Result take()
+    // Those of the matches that are asked for, decoded.
+    Result take(const std::function<bool()>& is_stopped)
     {
-        result_.matches = result_.hits.size();
         sort();
-        if (criteria_.limit && result_.hits.size() > *criteria_.limit)
-            result_.hits.resize(*criteria_.limit);
+        if (criteria_.limit && matches_.size() > *criteria_.limit)
+            matches_.resize(*criteria_.limit);
+        result_.hits.reserve(matches_.size());
+        for (const Match& match : matches_) {
+            if (is_stopped())
+                break;
+            result_.hits.push_back(decode(match));
+        }
         return std::move(result_);
     }
 
 private:
-    void keep_match(const KR_ObjectBase& object, const std::string& run)
+    // In time order the first ones do, and nothing that comes later takes their place.
+    bool may_become_a_hit() const
     {
-        std::vector<Color_Share> colors;
+        return !criteria_.limit || criteria_.order != Order::time ||
+               matches_.size() < *criteria_.limit;
+    }
+
+    void keep(const Found_Record& found)
+    {
+        const KR_Byte_Span bytes = found.record.bytes();
+        const ns__ObjectClass object_class = class_of(found.record, criteria_);
+        matches_.push_back({std::string(found.run),
+                            {bytes.begin(), bytes.end()},
+                            object_class,
+                            score_of(found.record, object_class),
+                            found.record.duration()});
+    }
+
+    Hit decode(const Match& match)
+    {
         {
-            const ProfileHelperBlock block(&profile_, "test");
-            if (!is_match(object, criteria_))
-                return;
-            colors = color_shares(object);
-            if (!has_color(colors, criteria_))
-                return;
+            const ProfileHelperBlock block(&profile_, "decode");
+            object_.decode(match.record.data(), match.record.size());
         }
         const ProfileHelperBlock block(&profile_, "fill");
-        result_.hits.push_back(hit_of(object, criteria_, run));
-        result_.hits.back().colors = std::move(colors);
+        Hit hit = hit_of(object_, match.object_class, criteria_);
+        hit.run = match.run;
+        hit.score = match.score;
+        return hit;
     }
 
     // The records come in time order.
     void sort()
     {
-        std::vector<Hit>& hits = result_.hits;
-        const auto is_longer = [](const Hit& left, const Hit& right) {
-            return left.result.duration > right.result.duration;
+        const auto is_longer = [](const Match& left, const Match& right) {
+            return left.duration > right.duration;
         };
-        const auto is_surer = [](const Hit& left, const Hit& right) {
+        const auto is_surer = [](const Match& left, const Match& right) {
             return left.score > right.score;
         };
         if (criteria_.order == Order::duration)
-            std::stable_sort(hits.begin(), hits.end(), is_longer);
+            std::stable_sort(matches_.begin(), matches_.end(), is_longer);
         if (criteria_.order == Order::score)
-            std::stable_sort(hits.begin(), hits.end(), is_surer);
+            std::stable_sort(matches_.begin(), matches_.end(), is_surer);
     }
 
     const Criteria& criteria_;
     ProfileHelper& profile_;
+    KR_ObjectBase object_; // takes in the hits, one after the other
+    std::vector<Match> matches_;
     Result result_;
 };
 
 } // namespace
 
-Result search(const std::vector<Stored_Record>& records, const Criteria& criteria,
-              ProfileHelper& profile, const std::function<bool()>& is_stopped)
+Result search(const Record_Source& records, const Criteria& criteria, ProfileHelper& profile,
+              const std::function<bool()>& is_stopped)
 {
     Finder finder(criteria, profile);
-    for (const Stored_Record& record : records) {
-        if (is_stopped())
-            break;
-        finder.look_at(record);
+    {
+        const ProfileHelperBlock block(&profile, "query");
+        records([&](const Found_Record& found) {
+            if (is_stopped())
+                return false;
+            finder.look_at(found);
+            return true;
+        });
     }
-    return finder.take();
+    return finder.take(is_stopped);
 }
 
 } // namespace video_search

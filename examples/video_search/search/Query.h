@@ -7,6 +7,7 @@
 #include "Criteria.h"
 
 #include <KRCommon/frame/ProfileHelper.h>
+#include <KRCommon/objects/Object_View.h>
 #include <KRCommon/objects/Objects.h>
 
 #include <array>
@@ -49,18 +50,21 @@ struct Result {
     std::vector<Hit> hits;   ///< in the order that was asked for, at most the limit
     std::size_t matches = 0; ///< objects that match, without the limit
     std::size_t objects = 0; ///< that were looked at, damaged ones included
-    std::size_t damaged = 0; ///< records that could not be decoded; each has an error line
+    std::size_t damaged = 0; ///< records that are not whole; each has an error line
 };
 
 /// The shares of the named colours: mean over the instances that have colours of the area that
 /// belongs to the preset.
 [[nodiscard]] std::vector<Color_Share> color_shares(const KR_ObjectBase& object);
 
-/// Finds the matching objects. Stops between two records once is_stopped() says so; the result is
-/// then of no use.
+/// Shows the visitor the records to be searched, in time order, until it wants no more.
+using Record_Source = std::function<void(const Visitor&)>;
+
+/// Finds the matching objects: records are checked and tested where they lie, and those of the hits
+/// decoded. Stops between two records once is_stopped() says so; the result is then of no use.
 ///
-/// profile  gets "decode", "test" and "fill"
-[[nodiscard]] Result search(const std::vector<Stored_Record>& records, const Criteria& criteria,
+/// profile  gets "query", all records together, and for each hit "decode" and "fill"
+[[nodiscard]] Result search(const Record_Source& records, const Criteria& criteria,
                             ProfileHelper& profile, const std::function<bool()>& is_stopped);
 
 } // namespace video_search

@@ -79,17 +79,15 @@ void Search_Service::share(std::optional<Result> result, std::exception_ptr fail
 std::optional<Page> Search_Service::find()
 {
     Store store(options_.store, Store::Access::read);
-    std::vector<Stored_Record> records;
-    {
-        const ProfileHelperBlock block(&host_.profile(), "query");
-        records = store.select(from_time(options_.criteria), to_time(options_.criteria));
-    }
+    const Criteria& criteria = options_.criteria;
+    const auto records = [&](const Visitor& visitor) {
+        store.visit(from_time(criteria), to_time(criteria), visitor);
+    };
     Page page;
     page.title = options_.title;
     page.run = host_.run_id();
-    page.criteria = options_.criteria;
-    page.result =
-        search(records, options_.criteria, host_.profile(), [this] { return is_stopped(); });
+    page.criteria = criteria;
+    page.result = search(records, criteria, host_.profile(), [this] { return is_stopped(); });
     if (is_stopped())
         return std::nullopt;
     kr_log(KR_LOG_SITE(LM_INFO), "%T T%04t INF search: %s\n", summary_of(page.result));

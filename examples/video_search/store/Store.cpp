@@ -18,73 +18,10 @@ namespace video_search {
 
 // Records
 
-namespace {
-
-// The parts of a record, see docs/record_format.md of the library.
-constexpr std::size_t fixed_block_size = 132;
-constexpr std::size_t count_size = 4; // of the instance list, and of the auxiliary data
-constexpr std::size_t instance_size = 68;
-constexpr std::size_t color_count_offset = 57; // within an instance
-constexpr std::size_t color_size = 5;
-
-// Looks along a record without reading past its end.
-class Record_Reader {
-public:
-    explicit Record_Reader(const Bytes& bytes) : bytes_(bytes) {}
-
-    // False when there are not so many bytes left.
-    bool skip(std::size_t size)
-    {
-        if (size > bytes_.size() - position_)
-            return false;
-        position_ += size;
-        return true;
-    }
-
-    bool read_count(std::uint32_t& count)
-    {
-        if (!skip(count_size))
-            return false;
-        const unsigned char* const first = &bytes_[position_ - count_size];
-        count = first[0] | std::uint32_t{first[1]} << 8 | std::uint32_t{first[2]} << 16 |
-                std::uint32_t{first[3]} << 24;
-        return true;
-    }
-
-    bool skip_instance()
-    {
-        if (!skip(instance_size))
-            return false;
-        const unsigned char colors = bytes_[position_ - instance_size + color_count_offset];
-        const bool is_count = colors <= 127; // a signed byte: a reader finds no colours above
-        return is_count && skip(color_size * colors);
-    }
-
-private:
-    const Bytes& bytes_;
-    std::size_t position_ = 0;
-};
-
-// What the library's decoder has to be sure of: it ends the process over a record without a whole
-// instance, and takes what it finds of one that is cut short.
-bool is_whole(const Bytes& record)
-{
-    Record_Reader reader(record);
-    std::uint32_t instances = 0;
-    if (!reader.skip(fixed_block_size) || !reader.read_count(instances) || instances == 0)
-        return false;
-    for (std::uint32_t i = 0; i < instances; ++i)
-        if (!reader.skip_instance())
-            return false;
-    std::uint32_t auxiliary_size = 0;
-    return reader.read_count(auxiliary_size) && reader.skip(auxiliary_size);
-}
-
-} // namespace
-
 Bytes encode(const KR_ObjectBase& object, unsigned budget)
 {
-    const unsigned limit = std::max<unsigned>(budget, count_size); // written in any case
+    constexpr unsigned least = 4; // that serialize() keeps to: it writes the count in any case
+    const unsigned limit = std::max(budget, least);
     Bytes record(object.serialize_size(limit));
     record.resize(object.serialize(record.data(), limit));
     return record;
@@ -92,13 +29,9 @@ Bytes encode(const KR_ObjectBase& object, unsigned budget)
 
 std::optional<KR_ObjectBase> decode(const Bytes& record)
 {
-    if (record.size() > std::numeric_limits<unsigned>::max() || !is_whole(record))
-        return std::nullopt;
     KR_ObjectBase object;
-    auto* const bytes = const_cast<unsigned char*>(record.data()); // is not written to
-    const auto size = static_cast<unsigned>(record.size());
-    if (KR_ObjectBase::deserialize(bytes, size, &object) != size)
-        return std::nullopt; // there are bytes after the record
+    if (object.decode(record.data(), record.size()).state != KR_Record_State::whole)
+        return std::nullopt;
     return object;
 }
 
@@ -564,22 +497,49 @@ std::vector<Picture> Store::pictures(const std::string& run)
     });
 }
 
-std::vector<Stored_Record> Store::select(const ACE_Time_Value& from, const ACE_Time_Value& to)
+namespace {
+
+// Both are good until the next step.
+KR_Object_View get_record(const SQLite::Column& column)
 {
-    return guarded(path_, [&] {
-        std::vector<Stored_Record> result;
+    const auto* const bytes = static_cast<const unsigned char*>(column.getBlob());
+    return {bytes, static_cast<std::size_t>(column.getBytes())};
+}
+
+std::string_view get_text(const SQLite::Column& column)
+{
+    const char* const text = column.getText();
+    return {text, static_cast<std::size_t>(column.getBytes())};
+}
+
+} // namespace
+
+void Store::visit(const ACE_Time_Value& from, const ACE_Time_Value& to, const Visitor& visitor)
+{
+    guarded(path_, [&] {
         SQLite::Statement statement(*database_,
                                     "SELECT run, object_id, record FROM object "
                                     "WHERE first_seen_us BETWEEN ? AND ? "
                                     "ORDER BY first_seen_us, sensor1, sensor2, object_id");
         statement.bind(1, to_microseconds(from));
         statement.bind(2, to_microseconds(to));
-        while (statement.executeStep())
-            result.push_back({statement.getColumn(0).getString(),
-                              static_cast<std::uint64_t>(statement.getColumn(1).getInt64()),
-                              get_bytes(statement.getColumn(2))});
-        return result;
+        bool goes_on = true;
+        while (goes_on && statement.executeStep())
+            goes_on = visitor({get_text(statement.getColumn(0)),
+                               static_cast<std::uint64_t>(statement.getColumn(1).getInt64()),
+                               get_record(statement.getColumn(2))});
     });
+}
+
+std::vector<Stored_Record> Store::select(const ACE_Time_Value& from, const ACE_Time_Value& to)
+{
+    std::vector<Stored_Record> result;
+    visit(from, to, [&](const Found_Record& found) {
+        const KR_Byte_Span bytes = found.record.bytes();
+        result.push_back({std::string(found.run), found.object_id, {bytes.begin(), bytes.end()}});
+        return true;
+    });
+    return result;
 }
 
 } // namespace video_search

@@ -15,14 +15,17 @@
 /// Failure: each operation throws Failure (Host.h) with a sentence that names the file and says what
 /// is wrong; the file is then as it was before the operation.
 
+#include <KRCommon/objects/Object_View.h>
 #include <KRCommon/objects/Objects.h>
 
 #include <ace/Time_Value.h>
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace SQLite {
@@ -59,6 +62,16 @@ struct Stored_Record {
     std::uint64_t object_id = 0;
     Bytes record;
 };
+
+/// A record that is looked at where it lies, for as long as a Visitor runs.
+struct Found_Record {
+    std::string_view run; ///< of the recording
+    std::uint64_t object_id = 0;
+    KR_Object_View record;
+};
+
+/// Looks at a record, and says whether it wants to see the next one.
+using Visitor = std::function<bool(const Found_Record&)>;
 
 /// The record of an object, its instance list limited to so many bytes (KR_ObjectBase::serialize).
 /// An instance may have up to 127 colours.
@@ -101,8 +114,11 @@ public:
     std::vector<Recording> recordings();
     /// In time order.
     std::vector<Picture> pictures(const std::string& run);
-    /// Records first seen from `from` to `to`, both inclusive, in the order of that time, then of
-    /// sensor and id.
+    /// Shows the records first seen from `from` to `to`, both inclusive, in the order of that time,
+    /// then of sensor and id. Nothing is copied. Other processes cannot write until it has returned.
+    /// What the visitor throws passes through.
+    void visit(const ACE_Time_Value& from, const ACE_Time_Value& to, const Visitor& visitor);
+    /// Copies of the same records.
     std::vector<Stored_Record> select(const ACE_Time_Value& from, const ACE_Time_Value& to);
 
 private:

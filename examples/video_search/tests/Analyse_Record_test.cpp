@@ -156,10 +156,10 @@ TEST(AnalyseRecord, ThinsInstancesEvenly)
 TEST(AnalyseRecord, KeepsTheFirstInstanceForTheLeastBudget)
 {
     KR_ObjectBase object = make_object(walk(10, {30, 80}, 5, 0.9), frame_size);
-    fit(object, least_budget);
+    fit(object, least_budget());
     ASSERT_EQ(1U, object.Instances.size());
     EXPECT_EQ(5.0F, object.Instances[0].Box.MinX);
-    EXPECT_LE(object.serialize_instances_size(least_budget), least_budget);
+    EXPECT_LE(object.serialize_instances_size(least_budget()), least_budget());
 }
 
 // Colours

@@ -23,9 +23,21 @@ protected:
         records_.push_back(record_of(object));
     }
 
+    void show(const Visitor& visitor) const
+    {
+        for (const Stored_Record& each : records_)
+            if (!visitor({each.run, each.object_id, {each.record.data(), each.record.size()}}))
+                return;
+    }
+
+    Result result(const Criteria& criteria, const std::function<bool()>& is_stopped)
+    {
+        return search([this](const Visitor& visitor) { show(visitor); }, criteria, profile_,
+                      is_stopped);
+    }
     Result result(const Criteria& criteria)
     {
-        return search(records_, criteria, profile_, [] { return false; });
+        return result(criteria, [] { return false; });
     }
 
     // The ids of the hits, like "1 3".
@@ -213,6 +225,10 @@ TEST_F(Search_Query, OrdersAndLimitsTheHits)
     store(3, 9, scores(0.7F, 0, 0));
     Criteria criteria;
     EXPECT_EQ(ids(criteria), "1 2 3 4");
+    criteria.limit = 3;
+    EXPECT_EQ(ids(criteria), "1 2 3");
+    EXPECT_EQ(result(criteria).matches, 4U);
+    criteria.limit.reset();
     criteria.order = Order::duration;
     EXPECT_EQ(ids(criteria), "2 4 3 1");
     criteria.order = Order::score;
@@ -244,7 +260,7 @@ TEST_F(Search_Query, StopsBetweenTwoRecords)
     store(1, 1);
     store(2, 1);
     int asked = 0;
-    const Result found = search(records_, {}, profile_, [&] { return ++asked > 2; });
+    const Result found = result({}, [&] { return ++asked > 2; });
     EXPECT_EQ(found.objects, 2U);
 }
 
