@@ -41,7 +41,6 @@
 #include <vector>
 
 namespace kr_internal {
-class Color_Presets;
 class Color_Table;
 class Start_Up;
 } // namespace kr_internal
@@ -156,7 +155,6 @@ public:
                              KR_Preset_Histogram& histogram) const noexcept;
 
 private:
-    friend class kr_internal::Color_Presets;
     friend class kr_internal::Start_Up;
 
     KR_Colors();
