@@ -63,7 +63,7 @@ private:
 
     bool has_key_ = false;
     bool has_decryption_keys_ = false; // made with the first block to be decrypted
-    Secrets secrets_; // NOLINT(cppcoreguidelines-pro-type-member-init)
+    Secrets secrets_;                  // NOLINT(cppcoreguidelines-pro-type-member-init)
 };
 
 } // namespace kr_internal

@@ -73,6 +73,7 @@ void cSHA1::feed(const unsigned char* data, std::size_t length) noexcept
     }
     process_blocks(h_, data, length / block_size);
     const std::size_t tail = length % block_size;
+    std::memset(block_, 0, sizeof block_);
     std::memcpy(block_, data + (length - tail), tail);
     index_ = static_cast<std::int32_t>(tail);
 }
@@ -139,12 +140,11 @@ cSHA1& cSHA1::operator<<(const wchar_t* text) noexcept
 
 void cSHA1::pad() noexcept
 {
-    block_[index_++] = 0x80;
-    if (index_ > length_index) {
-        std::fill(block_ + index_, block_ + block_size, static_cast<unsigned char>(0));
+    block_[index_] = 0x80;
+    if (index_ >= length_index) {
         processBlock();
+        std::memset(block_, 0, sizeof block_);
     }
-    std::fill(block_ + index_, block_ + length_index, static_cast<unsigned char>(0));
     put_u32(block_, length_index, __builtin_bswap32(length_high_));
     put_u32(block_, length_index + 4, __builtin_bswap32(length_low_));
     processBlock();

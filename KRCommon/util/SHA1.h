@@ -69,8 +69,8 @@ private:
     std::uint32_t h_[5];
     std::uint32_t length_low_; // the message's length in bits
     std::uint32_t length_high_;
-    unsigned char block_[64];
-    std::int32_t index_; // where block_ is filled next, below 64 between calls
+    unsigned char block_[64]; // zeros from index_ on
+    std::int32_t index_;      // where block_ is filled next, below 64 between calls
     bool computed_;
     bool corrupted_;
 };

@@ -155,6 +155,13 @@ TEST(KrTimeText, OfATimeValue)
     EXPECT_EQ("3000/12/31 23:59:59.000000", kr_to_string(value(32'535'215'999)));
 }
 
+TEST(KrTimeText, GoesOnAfterTheLastSecondOf32Bits)
+{
+    EXPECT_EQ("2106/02/07 06:28:15.999999", kr_to_string(value(4'294'967'295, 999'999)));
+    EXPECT_EQ("2106/02/07 06:28:16.000000", kr_to_string(value(4'294'967'296)));
+    EXPECT_EQ("2106/02/08 00:00:00.000000", kr_to_string(value(4'295'030'400)));
+}
+
 TEST(KrTimeText, OfTheYears3001To9999)
 {
     EXPECT_EQ("3001/01/01 00:00:00.000000", kr_to_string(value(32'535'216'000)));
@@ -605,6 +612,8 @@ TEST(KrExtractTime, IsTheTimeSinceMidnightOfTheSameDay)
     EXPECT_EQ(value(0), time_of_day(value(0)));
     EXPECT_EQ(value(0), time_of_day(value(86'400)));
     EXPECT_EQ(value(86'399, 999'999), time_of_day(value(86'399, 999'999)));
+    EXPECT_EQ(value(23'295), time_of_day(value(4'294'967'295)));
+    EXPECT_EQ(value(23'296), time_of_day(value(4'294'967'296)));
 }
 
 TEST(KrExtractTime, WorksBefore1970AndAfterTheYear3000)

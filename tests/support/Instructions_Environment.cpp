@@ -15,7 +15,7 @@ class Instructions_Environment : public testing::Environment {
     void SetUp() override
     {
         const char* const wanted = std::getenv("KR_INSTRUCTIONS");
-        if (wanted == nullptr)
+        if (wanted == nullptr || *wanted == 0)
             return;
         if (!is_within(kr_internal::instructions_named(wanted),
                        kr_internal::present_instructions()))
