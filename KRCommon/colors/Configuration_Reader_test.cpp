@@ -1074,13 +1074,53 @@ TEST_F(DefaultConfiguration, HoldsAllThirteenColorsWithEveryAttribute)
     EXPECT_EQ((std::set<int>{1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13}), colors);
 }
 
-TEST_F(DefaultConfiguration, EveryColorIsInSomePreset)
+TEST_F(DefaultConfiguration, EveryColorIsInSomePresetAndOneInTwelveAtMostInSeveral)
 {
     std::size_t lost = 0;
-    for (unsigned rgb = 0; rgb < 0x1000000; ++rgb)
-        if (mask(rgb) == 0 && ++lost <= 10)
+    std::size_t several = 0;
+    for (unsigned rgb = 0; rgb < 0x1000000; ++rgb) {
+        const std::uint32_t presets = mask(rgb);
+        several += (presets & (presets - 1)) != 0 ? 1 : 0;
+        if (presets == 0 && ++lost <= 10)
             ADD_FAILURE() << std::hex << rgb;
+    }
     EXPECT_EQ(0u, lost);
+    EXPECT_GT(several, 0u);
+    EXPECT_LT(several, 0x1000000u / 12);
+}
+
+TEST_F(DefaultConfiguration, IsShortAndPlain)
+{
+    EXPECT_LE(configuration_.get_colors().get_presets().count(), 48u);
+    // Whole degrees, and at most three decimals.
+    const std::string document = bytes_of(default_path);
+    const std::regex bound(R"x((hue|sat|val)_(from|to)="([^"]*)")x");
+    std::size_t bounds = 0;
+    for (std::sregex_iterator found(document.begin(), document.end(), bound), end; found != end;
+         ++found, ++bounds) {
+        const std::regex form((*found)[1] == "hue" ? "[0-9]{1,3}" : "0|1|0\\.[0-9]{1,3}");
+        EXPECT_TRUE(std::regex_match((*found)[3].str(), form)) << found->str();
+    }
+    EXPECT_EQ(6 * configuration_.get_colors().get_presets().count(), bounds);
+}
+
+// So that neighbours that share a bound share no colour.
+TEST_F(DefaultConfiguration, NoEightBitColorLiesOnABoundOfSaturationOrValue)
+{
+    std::set<float> bounds;
+    auto& presets = configuration_.get_colors().get_presets();
+    for (std::size_t i = 0; i < presets.count(); ++i) {
+        const XML_preset& preset = presets.get_preset(i);
+        bounds.insert({preset.get_sat_from(), preset.get_sat_to(), preset.get_val_from(),
+                       preset.get_val_to()});
+    }
+    for (unsigned most = 1; most < 256; ++most)
+        for (unsigned least = 0; least < most; ++least) {
+            const ns__HsvColor color = hsv(most << 16 | least << 8 | least);
+            for (const float number : {color.saturation, color.value})
+                EXPECT_TRUE(number == 0.0F || number == 1.0F || bounds.count(number) == 0)
+                    << number;
+        }
 }
 
 // What no 8-bit colour is, but a computed one may be.
