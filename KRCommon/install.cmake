@@ -35,6 +35,9 @@ else()
   set(kr_library_dir ${CMAKE_INSTALL_LIBDIR})
 endif()
 install(FILES ${PROJECT_SOURCE_DIR}/config/KRCommon.xsd DESTINATION ${kr_library_dir})
+# The notice of what its ranges were fitted to.
+install(FILES ${PROJECT_SOURCE_DIR}/config/survey/LICENSE
+        DESTINATION ${CMAKE_INSTALL_DOCDIR}/licences RENAME colour_survey.txt)
 install(CODE "set(KR_CONFIGURATION \"${PROJECT_SOURCE_DIR}/config/KRCommon.xml\")
 set(KR_FOLDER \"${kr_library_dir}\")")
 install(SCRIPT ${PROJECT_SOURCE_DIR}/cmake/install_configuration.cmake)

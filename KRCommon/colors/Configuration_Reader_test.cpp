@@ -14,6 +14,7 @@
 #include <fstream>
 #include <iterator>
 #include <memory>
+#include <regex>
 #include <set>
 #include <string>
 #include <vector>
@@ -1074,13 +1075,53 @@ TEST_F(DefaultConfiguration, HoldsAllThirteenColorsWithEveryAttribute)
     EXPECT_EQ((std::set<int>{1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13}), colors);
 }
 
-TEST_F(DefaultConfiguration, EveryColorIsInSomePreset)
+TEST_F(DefaultConfiguration, EveryColorIsInSomePresetAndOneInTwelveAtMostInSeveral)
 {
     std::size_t lost = 0;
-    for (unsigned rgb = 0; rgb < 0x1000000; ++rgb)
-        if (mask(rgb) == 0 && ++lost <= 10)
+    std::size_t several = 0;
+    for (unsigned rgb = 0; rgb < 0x1000000; ++rgb) {
+        const std::uint32_t presets = mask(rgb);
+        several += (presets & (presets - 1)) != 0 ? 1 : 0;
+        if (presets == 0 && ++lost <= 10)
             ADD_FAILURE() << std::hex << rgb;
+    }
     EXPECT_EQ(0u, lost);
+    EXPECT_GT(several, 0u);
+    EXPECT_LT(several, 0x1000000u / 12);
+}
+
+TEST_F(DefaultConfiguration, IsShortAndPlain)
+{
+    EXPECT_LE(configuration_.get_colors().get_presets().count(), 48u);
+    // Whole degrees, and at most three decimals.
+    const std::string document = bytes_of(default_path);
+    const std::regex bound(R"x((hue|sat|val)_(from|to)="([^"]*)")x");
+    std::size_t bounds = 0;
+    for (std::sregex_iterator found(document.begin(), document.end(), bound), end; found != end;
+         ++found, ++bounds) {
+        const std::regex form((*found)[1] == "hue" ? "[0-9]{1,3}" : "0|1|0\\.[0-9]{1,3}");
+        EXPECT_TRUE(std::regex_match((*found)[3].str(), form)) << found->str();
+    }
+    EXPECT_EQ(6 * configuration_.get_colors().get_presets().count(), bounds);
+}
+
+// So that neighbours that share a bound share no colour.
+TEST_F(DefaultConfiguration, NoEightBitColorLiesOnABoundOfSaturationOrValue)
+{
+    std::set<float> bounds;
+    auto& presets = configuration_.get_colors().get_presets();
+    for (std::size_t i = 0; i < presets.count(); ++i) {
+        const XML_preset& preset = presets.get_preset(i);
+        bounds.insert({preset.get_sat_from(), preset.get_sat_to(), preset.get_val_from(),
+                       preset.get_val_to()});
+    }
+    for (unsigned most = 1; most < 256; ++most)
+        for (unsigned least = 0; least < most; ++least) {
+            const ns__HsvColor color = hsv(most << 16 | least << 8 | least);
+            for (const float number : {color.saturation, color.value})
+                EXPECT_TRUE(number == 0.0F || number == 1.0F || bounds.count(number) == 0)
+                    << number;
+        }
 }
 
 // What no 8-bit colour is, but a computed one may be.
@@ -1134,65 +1175,50 @@ TEST_F(DefaultConfiguration, ColorsAreWhatPeopleCallThem)
         unsigned rgb;
         const char* presets;
     } colors[] = {
-        {0xFFFFFF, "white"},
-        {0xF5F5F5, "white"},
-        {0xFFFAFA, "white"},      // snow
-        {0xF5F5DC, "white"},      // beige
-        {0xD3D3D3, "white gray"}, // light grey
-        {0xC0C0C0, "gray"},       // silver
-        {0x808080, "gray"},
-        {0x696969, "gray"}, // dim grey
-        {0x404040, "gray"},
-        {0x333333, "black gray"},
-        {0x202020, "black"},
-        {0x000000, "black"},
-        {0x000030, "black"},
-        {0xFF0000, "red"},
-        {0xDC143C, "red"}, // crimson
-        {0x8B0000, "red"}, // dark red
-        {0x800000, "red"}, // maroon
-        {0xFF6347, "red"}, // tomato
-        {0xFF8000, "orange"},
-        {0xFFA500, "orange"},
-        {0xFF4500, "orange"}, // orange red
-        {0xFFDAB9, "orange"}, // peach
-        {0x8B4513, "brown"},
-        {0xA0522D, "brown"},        // sienna
-        {0xD2B48C, "brown"},        // tan
-        {0x5C4033, "brown"},        // dark brown
-        {0xA52A2A, "brown red"},    // the "brown" of the web
-        {0xCD853F, "brown orange"}, // the "peru" of the web
-        {0xFFFF00, "yellow"},
-        {0xFFD700, "yellow"}, // gold
-        {0xF0E68C, "yellow"}, // khaki
-        {0x00FF00, "light_green"},
-        {0x32CD32, "light_green"},
-        {0x90EE90, "light_green"},
-        {0x7FFF00, "light_green"}, // chartreuse
-        {0x008000, "dark_green"},
-        {0x006400, "dark_green"},
-        {0x228B22, "dark_green"},             // forest
-        {0x808000, "dark_green"},             // olive
-        {0x40E0D0, "light_blue light_green"}, // turquoise
-        {0x00FFFF, "light_blue light_green"}, // cyan
-        {0x008080, "dark_blue dark_green"},   // teal
-        {0x87CEEB, "light_blue"},             // sky
-        {0xADD8E6, "light_blue"},
-        {0x1E90FF, "light_blue"},
-        {0x6495ED, "light_blue"}, // cornflower
-        {0x0000FF, "dark_blue"},
-        {0x000080, "dark_blue"}, // navy
-        {0x191970, "dark_blue"}, // midnight
-        {0xFFC0CB, "pink"},
-        {0xFFB6C1, "pink"},
-        {0xFF69B4, "pink"}, // hot pink
-        {0xFF1493, "pink"}, // deep pink
-        {0xFF00FF, "pink purple"},
-        {0xEE82EE, "pink purple"}, // violet
-        {0x800080, "purple"},
-        {0x4B0082, "purple"},         // indigo
-        {0x8A2BE2, "purple"},         // blue violet
-        {0x708090, "gray dark_blue"}, // slate
+        {0xFFFFFF, "white"},        {0xF5F5F5, "white"},
+        {0xFFFAFA, "white"},                            // snow
+        {0xF5F5DC, "white yellow"},                     // beige
+        {0xD3D3D3, "gray"},                             // light grey
+        {0xC0C0C0, "gray"},                             // silver
+        {0x808080, "gray"},         {0x696969, "gray"}, // dim grey
+        {0x404040, "gray"},         {0x333333, "gray"},
+        {0x202020, "black"},        {0x000000, "black"},
+        {0x000030, "dark_blue"},    {0xFF0000, "red"},
+        {0xDC143C, "red"},        // crimson
+        {0x8B0000, "red"},        // dark red
+        {0x800000, "red"},        // maroon
+        {0x733442, "brown red"}, // a dull, dark red
+        {0xFF6347, "red"},        // tomato
+        {0xFF8000, "orange"},       {0xFFA500, "orange"},
+        {0xFF4500, "orange"},                             // orange red
+        {0xFFDAB9, "pink"},                               // peach
+        {0x8B4513, "brown"},        {0xA0522D, "brown"},  // sienna
+        {0xD2B48C, "brown pink"},                         // tan
+        {0x5C4033, "brown"},                              // dark brown
+        {0xA52A2A, "red"},                                // the "brown" of the web
+        {0xCD853F, "orange"},                             // the "peru" of the web
+        {0xFFFF00, "yellow"},       {0xFFD700, "yellow"}, // gold
+        {0xF0E68C, "yellow"},                             // khaki
+        {0x00FF00, "light_green"},  {0x32CD32, "light_green"},
+        {0x90EE90, "light_green"},  {0x7FFF00, "light_green"}, // chartreuse
+        {0x008000, "dark_green"},   {0x006400, "dark_green"},
+        {0x228B22, "dark_green"}, // forest
+        {0x808000, "dark_green"}, // olive
+        {0x40E0D0, "light_blue"}, // turquoise
+        {0x00FFFF, "light_blue"}, // cyan
+        {0x008080, "dark_blue"},  // teal
+        {0x87CEEB, "light_blue"}, // sky
+        {0xADD8E6, "light_blue"},   {0x1E90FF, "dark_blue"},
+        {0x6495ED, "light_blue"},                            // cornflower
+        {0x0000FF, "dark_blue"},    {0x000080, "dark_blue"}, // navy
+        {0x191970, "dark_blue"},                             // midnight
+        {0xFFC0CB, "pink"},         {0xFFB6C1, "pink"},
+        {0xFF69B4, "pink"},                               // hot pink
+        {0xFF1493, "pink"},                               // deep pink
+        {0xFF00FF, "pink"},         {0xEE82EE, "pink"},   // violet
+        {0x800080, "purple"},       {0x4B0082, "purple"}, // indigo
+        {0x8A2BE2, "purple"},                             // blue violet
+        {0x708090, "gray"},                               // slate
     };
     for (const auto& row : colors)
         EXPECT_EQ(row.presets, names(row.rgb)) << std::hex << row.rgb;

@@ -51,6 +51,8 @@ foreach(edition "edited" "of an earlier version")
   endif()
 endforeach()
 expect_same_files(${configuration} ${ROOT}/config/KRCommon.xml)
+expect_same_files(${PREFIX}/share/doc/KRCommon/licences/colour_survey.txt
+                  ${ROOT}/config/survey/LICENSE)
 
 if(IS_WINDOWS)
   # Small, and with the licences of all that is not ours.
