@@ -129,16 +129,26 @@ private:
 
     void prepare() noexcept;
 
-    // A place whose thread has ended. A few are looked at for each new thread, which is enough to find
-    // them all in time.
+    // A place whose thread has ended. Few are looked at, where one was found last, until the table has
+    // grown by half since all were looked at and none was found. So it stays in proportion to the threads
+    // that live at a time, and a thread that begins costs little.
     Place* take_used() noexcept
     {
         const std::uint32_t count = count_;
-        for (std::uint32_t i = 0; i < std::min(count, places_looked_at); ++i) {
-            Place& place = at(cursor_.fetch_add(1, relaxed) % count);
-            if (place.waits_for.load(std::memory_order_acquire) == nullptr && place.seat->take())
+        const bool may_grow = count < may_grow_until_.load(relaxed);
+        const std::uint32_t looks = may_grow ? std::min(count, places_looked_at) : count;
+        const std::uint32_t first = cursor_.load(relaxed);
+        for (std::uint32_t i = 0; i < looks; ++i) {
+            const std::uint32_t number = (first + i) % count;
+            Place& place = at(number);
+            if (place.waits_for.load(std::memory_order_acquire) == nullptr && place.seat->take()) {
+                cursor_.store(number, relaxed);
                 return &place;
+            }
         }
+        cursor_.store(first + looks, relaxed);
+        if (!may_grow)
+            may_grow_until_.store(count + count / 2 + places_looked_at, relaxed);
         return nullptr;
     }
 
@@ -192,6 +202,7 @@ private:
     std::array<std::atomic<Place*>, place_bits> blocks_{};
     std::atomic<std::uint32_t> count_{0};
     std::atomic<std::uint32_t> cursor_{0};
+    std::atomic<std::uint32_t> may_grow_until_{0};
     std::atomic<bool> is_prepared_{false};
     Short_Lock adding_;
 };

@@ -387,6 +387,34 @@ TEST_F(MutexLock, ThreadsThatHaveEndedLeaveNothing)
     EXPECT_LE(kr_platform_testing::open_handle_count(), handles + 8);
 }
 
+TEST_F(MutexLock, ThreadsThatHaveEndedLeaveNothingBesideManyThatLive)
+{
+    constexpr std::uint64_t count = 64;
+    std::promise<void> may_end;
+    const std::shared_future<void> end = may_end.get_future().share();
+    std::atomic<unsigned> running{0};
+    std::atomic<std::uint64_t> highest_living{0};
+    std::vector<std::thread> living;
+    for (unsigned i = 0; i < count; ++i)
+        living.emplace_back([&] {
+            const std::uint64_t number = own_place_number();
+            std::uint64_t highest = highest_living;
+            while (highest < number && !highest_living.compare_exchange_weak(highest, number))
+                ;
+            ++running;
+            end.wait();
+        });
+    while (running < count)
+        pause(1);
+    std::uint64_t highest = 0;
+    for (int i = 0; i < 500; ++i)
+        highest = std::max(highest, on_another_thread(&own_place_number));
+    EXPECT_LT(highest, highest_living + count);
+    may_end.set_value();
+    for (std::thread& thread : living)
+        thread.join();
+}
+
 TEST_F(MutexLock, ManyThreadsAtATimeHaveTheirPlaces)
 {
     constexpr int count = 300;
