@@ -52,7 +52,7 @@ bool log_finished(ACE_Log_Msg& log, const Line_Facts& facts, const ACE_Time_Valu
     log.linenum(facts.site.line);
     log.op_status(status_of(facts.site.priority));
     log.errnum(facts.error);
-    ACE_Log_Record record(facts.site.priority, time, log.getpid());
+    ACE_Log_Record record(facts.site.priority, time, kr_platform::process_id());
     if (record.msg_data(text) == 0)
         log.log(record);
     return true;
@@ -110,8 +110,10 @@ void set_fast_lines(bool are_fast) noexcept
     are_lines_fast = are_fast;
 }
 
-ACE_Log_Msg* log_for(ACE_Log_Priority priority, bool& is_kept) noexcept
+ACE_Log_Msg* log_for(ACE_Log_Priority priority, int& error, bool& is_kept) noexcept
 {
+    if (error == 0)
+        error = kr_platform::last_error();
     if (is_log_closed())
         return nullptr;
     ACE_Log_Msg* const log = log_of_thread();

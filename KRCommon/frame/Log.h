@@ -156,11 +156,12 @@ KRCOMMON_EXPORT bool is_admitted(Log_Rate& rate, std::uint64_t& held_back) noexc
 /// ACE's log of the calling thread, when it lets lines of this priority through. Null where it does
 /// not, where there is none for the thread any more, since another thread is ending the process, and
 /// where there is no memory for it. Then `is_kept` tells whether the line is wanted all the same, for
-/// the lines that lead up to an error.
-KRCOMMON_EXPORT ACE_Log_Msg* log_for(ACE_Log_Priority priority, bool& is_kept) noexcept;
+/// the lines that lead up to an error. First of all, an `error` of 0, which is errno, becomes what
+/// last_error_adapter() gives.
+KRCOMMON_EXPORT ACE_Log_Msg* log_for(ACE_Log_Priority priority, int& error, bool& is_kept) noexcept;
 
 /// The steps of a log site after the priority check: join the thread to the log stream,
-/// set the source location, log. `error` is what last_error_adapter() gave before. Before its line
+/// set the source location, log. `error` is what log_for() gave. Before its line
 /// feed the line tells how many were held back, unless it is 0. Without a log the line is kept.
 KRCOMMON_EXPORT void log_line(ACE_Log_Msg* log, const KR_Log_Site& site, int error,
                               std::uint64_t held_back, const char* format, ...);
@@ -183,9 +184,9 @@ void log_checked(Text text, Rate&& rate, const KR_Log_Site& site, const char (&f
     require_good_format<check.fault, check.argument>();
 
     const int saved_errno = errno;
-    const int error = saved_errno != 0 ? saved_errno : ACE_Log_Msg::last_error_adapter();
+    int error = saved_errno;
     bool is_kept = false;
-    ACE_Log_Msg* const log = log_for(site.priority, is_kept);
+    ACE_Log_Msg* const log = log_for(site.priority, error, is_kept);
     // A flood is not kept: it would leave room for nothing else.
     const bool is_wanted = log != nullptr || (is_kept && std::is_same_v<Rate, No_Rate>);
     std::uint64_t held_back = 0;

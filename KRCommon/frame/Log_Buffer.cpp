@@ -31,7 +31,11 @@ Log_Disk& disk() noexcept
 
 std::int64_t lines_in(std::string_view text) noexcept
 {
-    return std::count(text.begin(), text.end(), '\n');
+    std::int64_t lines = 0; // one as a rule, at the end: the library's own search is fastest there
+    for (std::size_t at = text.find('\n'); at != std::string_view::npos;
+         at = text.find('\n', at + 1))
+        ++lines;
+    return lines;
 }
 
 // A line of the log's own, in the one shape. It is written where it belongs, past ACE.

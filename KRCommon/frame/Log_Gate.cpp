@@ -11,9 +11,6 @@ namespace kr_internal {
 
 namespace {
 
-// Never destroyed: threads pass it until the process's very end.
-Log_Gate process_gate;
-
 // Stacks of different threads lie megabytes apart, or 64 KiB at least.
 std::size_t number_of_stack(const void* where) noexcept
 {
@@ -22,6 +19,9 @@ std::size_t number_of_stack(const void* where) noexcept
 }
 
 } // namespace
+
+// Never destroyed: threads pass it until the process's very end.
+Log_Gate process_gate;
 
 Log_Gate& Log_Gate::of_process() noexcept
 {
@@ -64,21 +64,15 @@ void Log_Gate::forget_other_threads() noexcept
         counter.inside = 0;
 }
 
-bool Log_Gate::is_closed_for_caller() const noexcept
+bool Log_Gate::is_closed_by(unsigned ending_thread) const noexcept
 {
-    const unsigned ending_thread = ending_thread_;
-    return ending_thread != 0 && (ending_thread != kr_platform::thread_id() || is_somebody_stuck_);
+    return ending_thread != kr_platform::thread_id() || is_somebody_stuck_;
 }
 
 bool Log_Gate::is_anybody_inside() const noexcept
 {
     return std::any_of(counters_.begin(), counters_.end(),
                        [](const Padded_Counter& counter) { return counter.inside > 0; });
-}
-
-bool is_log_closed() noexcept
-{
-    return process_gate.is_closed_for_caller();
 }
 
 Log_Passage::Log_Passage() noexcept : counter_(process_gate.enter(this)) {}

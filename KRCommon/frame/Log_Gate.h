@@ -20,6 +20,8 @@ public:
     /// The gate of all lines.
     static Log_Gate& of_process() noexcept;
 
+    constexpr Log_Gate() noexcept = default;
+
     /// Counts the caller in; `where` is an address on its stack. Null when the gate is closed for
     /// it. Who has entered leaves by the same counter.
     Counter* enter(const void* where) noexcept;
@@ -31,7 +33,11 @@ public:
     bool close(int milliseconds) noexcept;
 
     /// Whether the gate is closed for the calling thread: one load while it is open.
-    bool is_closed_for_caller() const noexcept;
+    bool is_closed_for_caller() const noexcept
+    {
+        const unsigned ending_thread = ending_thread_;
+        return ending_thread != 0 && is_closed_by(ending_thread);
+    }
 
     /// For the child of a fork, which has the calling thread alone: nobody else is inside.
     void forget_other_threads() noexcept;
@@ -42,12 +48,15 @@ private:
     };
 
     bool is_anybody_inside() const noexcept;
+    bool is_closed_by(unsigned ending_thread) const noexcept;
 
     std::array<Padded_Counter, 16> counters_{}; // threads share them, so that lines of many threads
                                                 // do not meet at one
     std::atomic<unsigned> ending_thread_{0};    // 0: open
     std::atomic<bool> is_somebody_stuck_{false};
 };
+
+extern Log_Gate process_gate; // of_process()
 
 /// The way through the process's gate for as long as the object lives. While the process ends it is
 /// closed to all threads but the one that ends it: ACE's log is no longer there for them.
@@ -66,6 +75,9 @@ private:
 };
 
 /// Whether a passage would be closed to the calling thread. One load while the process lives.
-bool is_log_closed() noexcept;
+inline bool is_log_closed() noexcept
+{
+    return process_gate.is_closed_for_caller();
+}
 
 } // namespace kr_internal

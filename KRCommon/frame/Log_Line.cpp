@@ -107,12 +107,17 @@ const char* letters_of(const char* specifier) noexcept
     return specifier + 1; // without the "%"
 }
 
+constexpr bool is_flag(char c) noexcept
+{
+    return (c >= '0' && c <= '9') || c == '-' || c == '+' || c == ' ' || c == '#' || c == '.';
+}
+
 // Reads a directive behind its "%".
 Directive read_directive(const char*& format) noexcept
 {
     Directive directive;
     const char* const begin = format;
-    while (*format != '\0' && std::strchr("-+ #.0123456789", *format) != nullptr)
+    while (is_flag(*format))
         ++format;
     directive.flags = {begin, static_cast<std::size_t>(format - begin)};
     for (; *format == 'L'; ++format)
@@ -287,14 +292,14 @@ private:
 template <typename Add>
 bool walk(Line& line, const char* format, Add add) noexcept
 {
-    for (;;) {
-        const char* const percent = std::strchr(format, '%');
-        if (percent == nullptr) {
-            line.add(format);
-            return true;
-        }
-        line.add({format, static_cast<std::size_t>(percent - format)});
-        format = percent + 1;
+    while (*format != '\0') {
+        const char* const begin = format;
+        while (*format != '\0' && *format != '%')
+            ++format; // the pieces are too short for a call
+        line.add({begin, static_cast<std::size_t>(format - begin)});
+        if (*format == '\0')
+            break;
+        ++format;
         if (*format == '%') {
             line.add("%");
             ++format;
@@ -302,6 +307,7 @@ bool walk(Line& line, const char* format, Add add) noexcept
             return false;
         }
     }
+    return true;
 }
 
 } // namespace

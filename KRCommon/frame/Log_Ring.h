@@ -28,7 +28,7 @@ public:
     void keep(Write write) noexcept
     {
         const std::uint64_t number = ++last_;
-        Slot& slot = slots_[number % size_];
+        Slot& slot = slot_of(number);
         if (slot.is_in_use.exchange(true, std::memory_order_acquire))
             return;
         slot.size = write(slot.text);
@@ -44,7 +44,7 @@ public:
         taken_ = last;
         for (std::uint64_t number = last >= size_ ? last - size_ + 1 : 1; number <= last;
              ++number) {
-            Slot& slot = slots_[number % size_];
+            Slot& slot = slot_of(number);
             if (slot.is_in_use.exchange(true, std::memory_order_acquire))
                 continue;
             if (slot.number == number)
@@ -69,6 +69,11 @@ private:
         std::size_t size = 0;
         Text text;
     };
+
+    Slot& slot_of(std::uint64_t number) noexcept
+    {
+        return slots_[static_cast<std::size_t>(number % size_)];
+    }
 
     std::size_t size_;
     std::unique_ptr<Slot[]> slots_;

@@ -35,6 +35,9 @@ void keep_loaded(void (*code)()) noexcept;
 /// Windows, the kernel's thread id on Linux (there the first thread's number is the process's).
 unsigned thread_id() noexcept;
 
+/// The process's number, asked of the system once. Right in a forked child too.
+int process_id() noexcept;
+
 /// A note on the calling thread, whatever started the thread: 0 at first. It takes no memory and no
 /// handle, and may be read and set while the system starts or ends the thread.
 unsigned char thread_note() noexcept;

@@ -2,6 +2,7 @@
 
 #include <KRCommon/platform/Platform.h>
 
+#include <atomic>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -80,6 +81,19 @@ unsigned thread_id() noexcept
         own_thread_id = static_cast<unsigned>(gettid());
     }
     return own_thread_id;
+}
+
+int process_id() noexcept
+{
+    static std::atomic<int> own_process_id{0};
+    static const int registered = pthread_atfork(nullptr, nullptr, [] { own_process_id = 0; });
+    static_cast<void>(registered);
+    int number = own_process_id.load(std::memory_order_relaxed);
+    if (number == 0) {
+        number = getpid();
+        own_process_id.store(number, std::memory_order_relaxed);
+    }
+    return number;
 }
 
 unsigned char thread_note() noexcept

@@ -91,6 +91,11 @@ unsigned thread_id() noexcept
     return GetCurrentThreadId();
 }
 
+int process_id() noexcept
+{
+    return static_cast<int>(GetCurrentProcessId()); // no call of the kernel
+}
+
 unsigned char thread_note() noexcept
 {
     const DWORD error = GetLastError(); // the next call sets it
