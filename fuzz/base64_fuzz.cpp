@@ -1,6 +1,8 @@
 // Any bytes as a Base64 text, decoded in every way and compared with the rules taken one character
-// at a time; then as the bytes to be encoded, which must come back.
+// at a time; then as the bytes to be encoded, which must come back. With each set of instructions
+// that the processor has, and each must give the same.
 
+#include <KRCommon/kernels/Kernels_testing.h>
 #include <KRCommon/util/Base64.h>
 
 #include <algorithm>
@@ -104,8 +106,10 @@ void require_lines(const std::string& text)
     require(text.size() - begin <= 76 && (text.empty() || begin < text.size()));
 }
 
-void require_round_trip(const std::string& bytes)
+// Returns both texts.
+std::string require_round_trip(const std::string& bytes)
 {
+    std::string texts;
     for (const bool line_breaks : {false, true}) {
         std::string text;
         KR_Base64::encode(bytes, text, line_breaks);
@@ -117,15 +121,24 @@ void require_round_trip(const std::string& bytes)
         std::string back;
         KR_Base64::decode(text, back);
         require(back == bytes);
+        texts += text;
     }
+    return texts;
 }
 
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
 {
+    static const auto sets = kr_internal::present_instruction_sets();
     const std::string input(data, data + size);
-    require_decoded(input);
-    require_round_trip(input);
+    std::string texts;
+    for (const kr_internal::Instruction_Set set : sets) {
+        const kr_internal::Forced_Kernels forced(set);
+        require_decoded(input);
+        const std::string own_texts = require_round_trip(input);
+        require(texts.empty() || own_texts == texts);
+        texts = own_texts;
+    }
     return 0;
 }

@@ -9,6 +9,7 @@
 #include <KRCommon/frame/Mutex.h>
 #include <KRCommon/frame/ProfileHelper.h>
 #include <KRCommon/frame/SEH.h>
+#include <KRCommon/kernels/Instructions.h>
 #include <KRCommon/objects/Objects.h>
 #include <KRCommon/platform/Platform_testing.h>
 #include <KRCommon/records/Agent_Data.h>
@@ -309,6 +310,12 @@ TEST(SurfaceDeathTest, AHostsAssertionEndsTheProcess)
     EXPECT_EXIT(KR_ASSERT(KR_LOG_MANAGER::instance() == nullptr), testing::ExitedWithCode(1),
                 testing::HasSubstr("*EMR Assertion failed for 'KR_LOG_MANAGER::instance() == "
                                    "nullptr' in Surface_test.cpp:"));
+}
+
+TEST(Surface, TheLibrarySaysWhichInstructionsItUses)
+{
+    const std::string instructions = kr_instructions();
+    EXPECT_THAT(instructions, testing::MatchesRegex("(portable|sse2|ssse3|avx2|avx512).*"));
 }
 
 } // namespace

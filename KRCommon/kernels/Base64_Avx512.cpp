@@ -1,6 +1,6 @@
 // 64 characters at a time, with AVX-512 VBMI, which looks up bytes in tables of 64 and 128: W. Mula and
-// D. Lemire, "Base64 encoding and decoding at almost the speed of a memory copy" (2020). Masks make the
-// last block a block like the others.
+// D. Lemire, "Base64 encoding and decoding at almost the speed of a memory copy" (2020). Both ends of a
+// text are taken as in Base64_Ssse3.cpp: masks of 64 bits would be slow to make in 32-bit code.
 
 #include <KRCommon/kernels/Forms.h>
 
@@ -27,10 +27,17 @@ struct alignas(64) Table {
     return _mm512_loadu_si512(table);
 }
 
-// So many bits, up to 64, the lowest ones.
-constexpr std::uint64_t lowest(std::size_t count)
+[[KR_TARGET, gnu::always_inline]] inline __m512i load_48(const unsigned char* bytes)
 {
-    return count == 0 ? 0 : ~std::uint64_t{0} >> (64 - count);
+    const __m256i low = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(bytes));
+    const __m128i high = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes + 32));
+    return _mm512_inserti32x4(_mm512_castsi256_si512(low), high, 2);
+}
+
+[[KR_TARGET, gnu::always_inline]] inline void store_48(unsigned char* out, __m512i bytes)
+{
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(out), _mm512_castsi512_si256(bytes));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(out + 32), _mm512_extracti32x4_epi32(bytes, 2));
 }
 
 constexpr Table alphabet = [] {
@@ -67,15 +74,18 @@ constexpr Table spread = [] {
 [[KR_TARGET]] void encode_base64_avx512(const unsigned char* data, std::size_t size,
                                         char* out) noexcept
 {
-    std::size_t left = size - size % 3;
-    for (; left >= 64; left -= block_bytes, data += block_bytes, out += block_characters)
+    const unsigned char* const end = data + (size - size % 3);
+    char* const out_end = out + size / 3 * 4;
+    if (size < block_bytes)
+        return encode_base64_avx2(data, size, out);
+    for (; end - data >= 64; data += block_bytes, out += block_characters)
         _mm512_storeu_si512(out, encode_block(load(data)));
-    for (; left > 0; data += block_bytes, out += block_characters) {
-        const std::size_t count = std::min(left, block_bytes);
-        const __m512i block = _mm512_maskz_loadu_epi8(lowest(count), data);
-        _mm512_mask_storeu_epi8(out, lowest(count / 3 * 4), encode_block(block));
-        left -= count;
+    if (end - data >= 48) {
+        _mm512_storeu_si512(out, encode_block(load_48(data)));
+        data += block_bytes;
     }
+    if (data < end)
+        _mm512_storeu_si512(out_end - block_characters, encode_block(load_48(end - block_bytes)));
 }
 
 [[KR_TARGET]] void encode_base64_lines_avx512(const unsigned char* data, std::size_t lines,
@@ -132,12 +142,6 @@ constexpr Table gather = [] {
     return _mm512_movepi8_mask(_mm512_or_si512(characters, numbers));
 }
 
-[[KR_TARGET, gnu::always_inline]] inline void store_48(unsigned char* out, __m512i bytes)
-{
-    _mm256_storeu_si256(reinterpret_cast<__m256i*>(out), _mm512_castsi512_si256(bytes));
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(out + 32), _mm512_extracti32x4_epi32(bytes, 2));
-}
-
 [[KR_TARGET, gnu::always_inline]] inline __m512i join(__m512i numbers)
 {
     const __m512i pairs = _mm512_maddubs_epi16(numbers, _mm512_set1_epi32(0x01400140));
@@ -145,30 +149,42 @@ constexpr Table gather = [] {
     return _mm512_permutexvar_epi8(load(&gather), groups);
 }
 
+[[KR_TARGET, gnu::always_inline]] inline std::size_t whole_groups(std::uint64_t errors)
+{
+    if (errors == 0)
+        return block_characters;
+    return static_cast<unsigned>(__builtin_ctzll(errors)) & ~3U;
+}
+
 } // namespace
 
 [[KR_TARGET]] std::size_t decode_base64_avx512(const char* text, std::size_t size,
                                                unsigned char* out) noexcept
 {
+    const std::size_t characters = size - size % 4;
+    if (characters < block_characters)
+        return decode_base64_avx2(text, size, out);
     const char* at = text;
-    const char* const end = text + size;
-    for (; end - at >= 64; at += block_characters, out += block_bytes) {
-        const __m512i characters = load(at);
-        const __m512i numbers = values_of(characters);
-        if (errors_of(characters, numbers) != 0)
+    const char* const last = text + characters - block_characters;
+    for (; at <= last; at += block_characters, out += block_bytes) {
+        const __m512i block = load(at);
+        const __m512i numbers = values_of(block);
+        if (errors_of(block, numbers) != 0)
             break;
         store_48(out, join(numbers));
     }
-    // A last block: what there is of it, up to the first error.
-    const std::size_t left = std::min(static_cast<std::size_t>(end - at), block_characters);
-    const __m512i characters = _mm512_maskz_loadu_epi8(lowest(left), at);
-    const __m512i numbers = values_of(characters);
-    const std::uint64_t stops = errors_of(characters, numbers) | ~lowest(left);
-    if (stops == 0)
-        return static_cast<std::size_t>(at - text);
-    const std::size_t taken = static_cast<unsigned>(__builtin_ctzll(stops)) & ~3U;
-    _mm512_mask_storeu_epi8(out, lowest(taken / 4 * 3), join(numbers));
-    return static_cast<std::size_t>(at - text) + taken;
+    const char* end = std::min(at, last);
+    const __m512i block = load(end);
+    end += whole_groups(errors_of(block, values_of(block)));
+    const auto done = static_cast<std::size_t>(at - text);
+    const auto more = static_cast<std::size_t>(end - at);
+    if (more == 0)
+        return done;
+    if (done == 0)
+        return decode_base64_avx2(text, more, out);
+    const __m512i numbers = values_of(load(end - block_characters));
+    store_48(out + more / 4 * 3 - block_bytes, join(numbers));
+    return done + more;
 }
 
 [[KR_TARGET]] std::size_t decode_base64_lines_avx512(const char* text, std::size_t size,

@@ -204,6 +204,78 @@ TEST_P(Base64_Kernels, DecodeAnyLengthAndAnErrorAnywhereBetweenGuardPages)
         }
 }
 
+std::string lines_of(const std::string& bytes)
+{
+    std::string text;
+    for (std::size_t at = 0; at < bytes.size(); at += 57)
+        text += encoded(bytes.substr(at, 57)) + '\n';
+    return text;
+}
+
+TEST_P(Base64_Kernels, EncodeAnyNumberOfLinesBetweenGuardPages)
+{
+    std::mt19937 random; // NOLINT(cert-msc51-cpp): the same bytes in every run
+    for (std::size_t lines = 0; lines <= 60; ++lines)
+        for (const Guarded_End end : both_ends) {
+            const std::string bytes = random_bytes(random, 57 * lines);
+            const Guarded_Copy data(bytes, end);
+            const Guarded_Memory out(77 * lines, end);
+            kernels().encode_base64_lines(data.memory.data(), lines,
+                                          reinterpret_cast<char*>(out.data()));
+            ASSERT_EQ(lines_of(bytes), std::string(out.data(), out.data() + 77 * lines));
+        }
+}
+
+// All that is right is written, and nothing but what decode_base64 would write after the lines.
+void expect_lines(const std::string& text, const std::string& bytes, Guarded_End end,
+                  std::size_t expected)
+{
+    const Guarded_Copy data(text, end);
+    const Guarded_Memory out(bytes.size(), end);
+    const std::size_t lines = kernels().decode_base64_lines(
+        reinterpret_cast<const char*>(data.memory.data()), text.size(), out.data());
+    ASSERT_EQ(expected, lines);
+    ASSERT_EQ(bytes.substr(0, 57 * lines), std::string(out.data(), out.data() + 57 * lines));
+}
+
+TEST_P(Base64_Kernels, DecodeAnyNumberOfLinesBetweenGuardPages)
+{
+    std::mt19937 random; // NOLINT(cert-msc51-cpp): the same bytes in every run
+    for (std::size_t lines = 0; lines <= 60; ++lines)
+        for (const Guarded_End end : both_ends) {
+            const std::string bytes = random_bytes(random, 57 * lines);
+            expect_lines(lines_of(bytes), bytes, end, lines);
+        }
+}
+
+TEST_P(Base64_Kernels, DecodeLinesUpToAnErrorAnywhere)
+{
+    std::mt19937 random; // NOLINT(cert-msc51-cpp): the same bytes in every run
+    const std::string bytes = random_bytes(random, 3 * 57);
+    const std::string text = lines_of(bytes);
+    for (std::size_t error = 0; error < text.size(); ++error)
+        for (const char character : {'=', '\n', '\r', '\xFF', 'A'}) {
+            std::string wrong = text;
+            wrong[error] = character;
+            if (character == (error % 77 == 76 ? '\n' : 'A'))
+                continue; // right, or another right text
+            // Room for the groups before the error alone.
+            const std::size_t line = error / 77;
+            const std::size_t room = 57 * line + error % 77 / 4 * 3;
+            expect_lines(wrong, bytes.substr(0, room), Guarded_End::last, line);
+        }
+}
+
+TEST_P(Base64_Kernels, DecodeLinesOfACutText)
+{
+    std::mt19937 random; // NOLINT(cert-msc51-cpp): the same bytes in every run
+    const std::string bytes = random_bytes(random, 3 * 57);
+    const std::string text = lines_of(bytes);
+    for (std::size_t size = 0; size <= text.size(); ++size)
+        expect_lines(text.substr(0, size), bytes.substr(0, 57 * (size / 77)), Guarded_End::last,
+                     size / 77);
+}
+
 struct Shifted_Run {
     std::string bytes;
     std::string text;

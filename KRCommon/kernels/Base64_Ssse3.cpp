@@ -174,7 +174,7 @@ struct Values {
         return decode_base64_portable(text, size, out);
     const char* at = text;
     const char* const last = text + characters - block_characters;
-    for (; last - at >= 3 * 16 && decode_four(at, out); at += 4 * block_characters)
+    for (; last - at >= 48 && decode_four(at, out); at += 4 * block_characters)
         out += 4 * block_bytes;
     for (; at <= last; at += block_characters, out += block_bytes) {
         const Values values = values_of(load(at));

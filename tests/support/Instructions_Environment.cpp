@@ -19,7 +19,7 @@ class Instructions_Environment : public testing::Environment {
             return;
         if (!is_within(kr_internal::instructions_named(wanted),
                        kr_internal::present_instructions()))
-            GTEST_SKIP() << "the processor has not all of: " << wanted;
+            GTEST_SKIP() << "no test runs: the processor has not all of: " << wanted;
         ASSERT_STREQ(wanted, kr_instructions());
     }
 };
