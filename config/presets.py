@@ -43,13 +43,15 @@ EVERY_NAME = tuple(range(len(NAMES)))
 
 MOST_RANGES = 48
 LEAST_HIT, LEAST_EXACT = 82.0, 80.0  # percent, of the half that measures
-LEAST_DIVIDED, LARGE_OVERLAP = 15.0, 30 # percent for either name, where they share so many colours
+LEAST_DIVIDED = 15.0                 # percent of the answers, for either of two names
+LARGE_OVERLAP = 30                   # that share so many colours of the survey
 
 
 # ---- The survey
 
 # No presets, and left out of what is measured. Who searches for red means them too.
 DARK_REDS = ("maroon", "burgundy", "crimson", "wine")
+
 
 class Survey:
     """Colours as they are classified, (hue, saturation, value), and how often each was called what."""
@@ -529,8 +531,8 @@ def has_place(box, place, but=None):
 
 
 def overlap(fit, ranges):
-    """Adds ranges where a second name is used nearly as often as the first: those first that take least
-    from what is named alone, as long as there is room for ranges and enough is named alone."""
+    """Adds ranges where a second name is used nearly as often as the first, as long as there is room: those
+    first that gain most for each answer that is then no longer named alone."""
     ranges = list(ranges)
     shares = fit.estimate.shares
     names = [{name for name, box in ranges if has_place(box, place)} for place in fit.places]
@@ -789,7 +791,10 @@ def main():
     options = parser.parse_args()
     survey = Survey(options.survey)
     if options.command == "report":
-        report(survey, options.file, options.new)
+        try:
+            report(survey, options.file, options.new)
+        except (OSError, ValueError, xml.etree.ElementTree.ParseError) as error:
+            sys.exit(f"presets.py: {error}")
     elif options.command == "fit":
         write_fit(survey)
     elif options.command == "check":

@@ -167,11 +167,11 @@ TEST_F(Search_Query, EachColorIsFoundByItsName)
         int blue;
         std::string names;
     } rows[] = {
-        {212, 230, 230, "white"},      {13, 26, 26, "black"},       {124, 134, 134, "gray"},
+        {240, 240, 240, "white"},      {13, 26, 26, "black"},       {124, 134, 134, "gray"},
         {112, 158, 204, "light_blue"}, {43, 73, 102, "dark_blue"},  {115, 81, 49, "brown"},
         {87, 204, 101, "light_green"}, {43, 102, 43, "dark_green"}, {204, 198, 87, "yellow"},
-        {217, 134, 54, "orange"},      {153, 38, 44, "brown red"},  {204, 133, 136, "pink"},
-        {135, 65, 153, "purple"},
+        {217, 134, 54, "orange"},      {153, 38, 44, "red"},        {204, 133, 136, "pink"},
+        {135, 65, 153, "purple"},      {115, 52, 66, "brown red"},
     };
     for (const auto& row : rows) {
         records_.clear();
