@@ -14,6 +14,7 @@
 
 #include <array>
 #include <atomic>
+#include <cerrno>
 #include <chrono>
 #include <cstdio>
 #include <future>
@@ -305,6 +306,58 @@ TEST_F(LockReport, WaitsForNobodyNotEvenForTheLog)
     }
     may_go.set_value();
     stuck.join();
+}
+
+// Answers the first attempt by a time-out and looks, at the second one, who waits.
+class Delayed_World final : public kr_internal::Guard_World {
+public:
+    Delayed_World() { kr_internal::guard_world.replace(this); }
+    ~Delayed_World() { kr_internal::guard_world.replace(nullptr); }
+    Delayed_World(const Delayed_World&) = delete;
+    Delayed_World& operator=(const Delayed_World&) = delete;
+
+    std::int64_t steady_milliseconds() override { return 0; }
+    std::int64_t wall_microseconds() override { return 0; }
+    int acquire_for(kr_internal::Process_Lock&, std::int64_t, std::int64_t) override
+    {
+        if (attempts_++ == 0) {
+            errno = ETIME;
+            return -1;
+        }
+        waiters_ = kr_locks().at(0).waiters;
+        errno = EINVAL;
+        return -1;
+    }
+    void end_process(int) override {}
+
+    int attempts_ = 0;
+    std::vector<KR_Lock_Waiter> waiters_;
+};
+
+// What a line's callback may leave behind when it waits for a mutex of its own.
+class Waiting_Callback final : public ACE_Log_Msg_Callback {
+public:
+    void log(ACE_Log_Record&) override
+    {
+        kr_internal::own_thread.locks->begin_wait(this, "callback", "Callback.cpp", 1, 0);
+        kr_internal::own_thread.locks->end_wait();
+    }
+};
+
+TEST_F(LockReport, AGuardStillWaitsAfterACallbackOfItsLineHasWaited)
+{
+    Guarding_Thread holder(mutex_, "mutex_", "Holder.cpp", 70);
+    holder.wait_until_held();
+    const Log_Capture capture; // for silence, and to bring back the callback of before
+    Waiting_Callback callback;
+    ACE_Log_Msg_Callback* const previous = ACE_Log_Msg::instance()->msg_callback(&callback);
+    Delayed_World world;
+    {
+        const KR_Mutex_Guard guard(mutex_, "mutex_", "Waiter.cpp", 42);
+    }
+    ACE_Log_Msg::instance()->msg_callback(previous);
+    ASSERT_EQ(1u, world.waiters_.size());
+    EXPECT_EQ(42, world.waiters_[0].line);
 }
 
 TEST_F(LockReport, AForkedChildHoldsWhatItsThreadHeld)

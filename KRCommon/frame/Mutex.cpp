@@ -141,24 +141,38 @@ void remember_order(std::uint32_t order, const char* file, int line)
     });
 }
 
-// Shows that the calling thread waits.
+// Shows that the calling thread waits, until it does no more.
 class Shown_Wait {
 public:
     Shown_Wait(const void* mutex, const char* name, const char* file, int line) noexcept
+        : mutex_(mutex), name_(name), file_(file), line_(line),
+          since_(guard_world_in_use().coarse_steady_milliseconds())
     {
-        if (own_thread.locks != nullptr)
-            own_thread.locks->begin_wait(mutex, name, file, line,
-                                         guard_world_in_use().coarse_steady_milliseconds());
+        show();
     }
     ~Shown_Wait() { end(); }
     Shown_Wait(const Shown_Wait&) = delete;
     Shown_Wait& operator=(const Shown_Wait&) = delete;
+
+    // Once more after a line, whose callback may have waited for another mutex.
+    void show() noexcept
+    {
+        if (own_thread.locks != nullptr)
+            own_thread.locks->begin_wait(mutex_, name_, file_, line_, since_);
+    }
 
     void end() noexcept
     {
         if (own_thread.locks != nullptr)
             own_thread.locks->end_wait();
     }
+
+private:
+    const void* mutex_;
+    const char* name_;
+    const char* file_;
+    int line_;
+    std::int64_t since_;
 };
 
 } // namespace
@@ -206,10 +220,12 @@ void KR_Mutex_Guard::acquire_slowly(const char* name)
     const bool is_delayed = error == ETIME;
     if (is_delayed) {
         report_holder(delay_site, "ERR", "delay");
+        wait.show();
         error = attempt(seconds_until_end, arrival);
         if (error == ETIME) {
             if (world.begin_end()) {
                 report_holder(failed_site, "EMR", "failed");
+                wait.show();
                 world.finish_end();
             }
             world.end_process(1);

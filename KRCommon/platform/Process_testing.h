@@ -31,6 +31,10 @@ struct Pipe {
 void make_pipe(Pipe& pipe);
 void close_pipe(const Pipe& pipe);
 
+/// Has every write to a file fail, as on a full disk, until it is called off: for the whole process.
+/// False where the system has nothing like it (Windows).
+bool forbid_file_growth(bool is_forbidden);
+
 /// True where a process can be forked.
 bool can_fork();
 

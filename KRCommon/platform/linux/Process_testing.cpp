@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <signal.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
@@ -54,6 +55,16 @@ void close_pipe(const Pipe& pipe)
 {
     close(static_cast<int>(pipe.read));
     close(static_cast<int>(pipe.write));
+}
+
+bool forbid_file_growth(bool is_forbidden)
+{
+    signal(SIGXFSZ, SIG_IGN); // the write fails instead
+    rlimit limit{};
+    if (getrlimit(RLIMIT_FSIZE, &limit) != 0)
+        return false;
+    limit.rlim_cur = is_forbidden ? 0 : limit.rlim_max;
+    return setrlimit(RLIMIT_FSIZE, &limit) == 0;
 }
 
 bool can_fork()

@@ -50,6 +50,11 @@ void close_pipe(const Pipe& pipe)
     CloseHandle(reinterpret_cast<HANDLE>(pipe.write));
 }
 
+bool forbid_file_growth(bool)
+{
+    return false;
+}
+
 bool can_fork()
 {
     return false;
