@@ -43,8 +43,9 @@ std::atomic<bool> are_lines_fast{false};
 bool log_finished(ACE_Log_Msg& log, const Line_Facts& facts, const ACE_Time_Value& time,
                   const char* format, std::va_list arguments)
 {
+    // In verbose lines the program's name comes first.
     if ((log.flags() & ACE_Log_Msg::VERBOSE) != 0)
-        return false;                                // each line begins with the program's name
+        return false;
     char* const text = const_cast<char*>(log.msg()); // where ACE formats its lines too
     if (format_as_ace(text, ACE_MAXLOGMSGLEN, format, facts, arguments) == 0)
         return false;

@@ -107,9 +107,13 @@ bool Log_Buffer::open(std::string path, Old_File old_file) noexcept
     const auto sharing =
         policy_.gives_name ? Append_File::Sharing::give_name : Append_File::Sharing::keep_name;
     Append_File file;
-    if (!disk().open(file, path, sharing) && may_stay && is_good_) {
-        begin_failure(path, disk().error(file));
-        return false;
+    if (!disk().open(file, path, sharing)) {
+        if (may_stay && is_good_) {
+            begin_failure(path, disk().error(file));
+            return false;
+        }
+        file_.close(); // its descriptor may be what is missing, or its deletion what is waited for
+        disk().open(file, path, sharing);
     }
     rest_size_ = 0;
     file_ = std::move(file);

@@ -439,7 +439,9 @@ void KR_LOG_MANAGER::look_after_file()
                          !buffer.is_at(Log_Health::of_process().place().file);
     const bool has_failed = options_.retries && !buffer.is_good();
     const bool is_asked_for = is_reopening_asked_for.exchange(false);
-    if (is_lost || has_failed || is_asked_for)
+    if (is_lost)
+        set_current_file(); // Windows keeps a deleted file's name until the file is closed
+    else if (has_failed || is_asked_for)
         change_file();
     if (is_lost && !is_asked_for && options_.reports_failures)
         kr_log(file_was_lost,
