@@ -109,7 +109,7 @@ struct Counts {
     std::uint64_t full_disks = 0;
     std::uint64_t cycles = 0;
     std::uint64_t lock_reports = 0;
-    std::uint64_t failures = 0;
+    std::atomic<std::uint64_t> failures{0};
 };
 
 // Counters that only guards keep right.
