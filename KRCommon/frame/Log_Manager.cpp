@@ -60,6 +60,14 @@ constexpr KR_Log_Site file_was_lost{"Log_Manager.cpp", 56, LM_ERROR};
 
 std::atomic<bool> is_reopening_asked_for{false};
 
+// Windows tells it under the loader's lock, which comes before the log lock: asked for before that one is
+// taken, and kept.
+const std::string& program_path()
+{
+    static const std::string path = kr_platform::program_path();
+    return path;
+}
+
 // "host 'cam01', program '/usr/bin/server'"
 std::string header_names()
 {
@@ -68,7 +76,7 @@ std::string header_names()
         host[0] = '\0';
     constexpr std::size_t room = 600;
     const kr_internal::Log_Text host_text(std::string_view(host), room);
-    const kr_internal::Log_Text program_text(std::string_view(kr_platform::program_path()), room);
+    const kr_internal::Log_Text program_text(program_path(), room);
     return std::string("host '") + host_text.value() + "', program '" + program_text.value() + '\'';
 }
 
@@ -178,6 +186,7 @@ void KR_LOG_MANAGER::open(ACE_Reactor* reactor, const char* directory, const cha
     // Threads that live on after an unloading would keep a stream that a second load knows nothing
     // of. Before the log lock is taken, since the loader's lock comes first.
     kr_platform::keep_loaded(reinterpret_cast<void (*)()>(&KR_LOG_MANAGER::instance));
+    static_cast<void>(program_path());
     Timer previous;
     try {
         const Log_Lock lock;
@@ -288,6 +297,7 @@ void KR_LOG_MANAGER::set_options(const KR_Log_Options& options)
     if (!passage)
         return;
     kr_platform::keep_loaded(reinterpret_cast<void (*)()>(&KR_LOG_MANAGER::instance));
+    static_cast<void>(program_path());
     const Log_Lock lock;
     const KR_Log_Options previous = std::exchange(options_, options);
     try {

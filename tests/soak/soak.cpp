@@ -193,7 +193,7 @@ public:
         profile_.WritePercentiles();
         KR_Log_Options options;
         options.retries = options.reports_failures = options.finds_lost_file = true;
-        options.keeps_file_in_use = options.silences_stderr = true;
+        options.keeps_file_in_use = options.writes_header = options.silences_stderr = true;
         logs_.set_options(options);
         logs_.set_file_max_sizes(file_limit, total_limit);
         logs_.set_debug_level(4);
