@@ -408,4 +408,56 @@ TEST(KrRecordScan, ThreadsMayScanTheSameBytesWithTheSameFilter)
         EXPECT_EQ(expected.matches, each.matches);
 }
 
+// The pieces of code of docs/record_format.md, word for word.
+
+Bytes record_of_a_person_in_red()
+{
+    KR_ObjectBase object = object_seen_at(1'700'000'000, 30);
+    object.DetectorType = ns__DetectorType__value_1;
+    object.ClassScores[0] = 0.9F;
+    object.Duration = 3;
+    object.Instances[0].Time = object.FirstSeenTime;
+    return record_of(object);
+}
+
+TEST(KrRecordScan, DocumentedLookAtARecordShowsThePersonInRed)
+{
+    const Bytes record = record_of_a_person_in_red();
+    const unsigned char* const bytes = record.data();
+    const std::size_t size = record.size();
+    const KR_Colors& colors = test_colors();
+    const ACE_Time_Value from(1'600'000'000);
+    const ACE_Time_Value to(1'800'000'000);
+    std::vector<ACE_Time_Value> shown;
+    const auto show = [&shown](const ACE_Time_Value& time, const Geom_Box2D<float>&) {
+        shown.push_back(time);
+    };
+
+    const KR_Object_View view(bytes, size);
+    if (view.test(from, to, ns__DetectorType__value_1, ns__ObjectClass__person, 0.5F, 2.0F) &&
+        view.has_color(ns__ColorPreset__red, 20.0F, colors))
+        for (const KR_Instance_View instance : view.instances())
+            show(instance.time(), instance.box());
+
+    EXPECT_THAT(shown, ElementsAre(ACE_Time_Value(1'700'000'000)));
+}
+
+TEST(KrRecordScan, DocumentedScanOfAFileFindsWhatMatches)
+{
+    Bytes file = record_of(object_seen_at(1'700'000'000));
+    const Bytes second = record_of_a_person_in_red();
+    file.insert(file.end(), second.begin(), second.end());
+
+    KR_Object_Filter filter;
+    filter.from = ACE_Time_Value(1700000000);
+    filter.detector = ns__DetectorType__value_1;
+    std::vector<KR_Byte_Span> list; // where each record lies, for threads to share
+    const KR_Record_Scan found = kr_list_records({file.data(), file.size()}, list);
+    std::vector<std::size_t> matches;
+    kr_scan_records(list.data(), list.size(), filter, matches);
+
+    EXPECT_EQ(2U, found.records);
+    EXPECT_THAT(matches, ElementsAre(1U));
+}
+
 } // namespace

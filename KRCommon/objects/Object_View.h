@@ -2,7 +2,7 @@
 
 /// \file
 /// A record of a detected object read where it lies: its bytes are checked, tested against a query
-/// and walked over without an object being made of them, which costs a hundredth of decoding them.
+/// and walked over without an object being made of them, which costs a small part of decoding them.
 ///
 ///     const KR_Object_View view(bytes.data(), bytes.size());
 ///     if (view.check().state != KR_Record_State::whole)

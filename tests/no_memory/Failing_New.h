@@ -26,7 +26,7 @@ public:
 template <typename Prepare, typename Operation, typename Check>
 void fail_each_allocation(Prepare prepare, Operation operation, Check check)
 {
-    constexpr int most_allocations = 2'000; // of any operation in the tests
+    constexpr int most_allocations = 20'000; // of any operation in the tests
     for (const Failing_New::Extent extent : {Failing_New::one, Failing_New::rest}) {
         bool has_failed = true;
         for (int first = 0; has_failed; ++first) {

@@ -639,12 +639,18 @@ def check_example(root):
     compare("rows of the worked example", [sum(sizes[:i]) for i in range(len(sizes))], offsets)
 
 
+def without_indentation(text):
+    return re.sub(r"^ +", "", text, flags=re.MULTILINE)
+
+
 def check_loops(root):
     """The C++ of the documentation is what is compiled and tested."""
     page = (root / "docs" / "record_format.md").read_text()
-    tested = (root / "KRCommon" / "objects" / "Record_File_test.cpp").read_text()
-    loops = re.findall(r"^```cpp\n(.*?)^```", page, re.MULTILINE | re.DOTALL)
-    compare("loops of the documentation that are tested", [True] * 2, [x in tested for x in loops])
+    tests = (root / "KRCommon" / "objects").glob("*_test.cpp")
+    tested = "".join(without_indentation(file.read_text()) for file in tests)
+    pieces = re.findall(r"^```cpp\n(.*?)^```", page, re.MULTILINE | re.DOTALL)
+    compare("pieces of code in the documentation that are tested", [True] * 4,
+            [without_indentation(piece) in tested for piece in pieces])
 
 
 def check_assertion(program, record):
