@@ -1184,11 +1184,11 @@ TEST_F(DefaultConfiguration, ColorsAreWhatPeopleCallThem)
         {0x404040, "gray"},         {0x333333, "gray"},
         {0x202020, "black"},        {0x000000, "black"},
         {0x000030, "dark_blue"},    {0xFF0000, "red"},
-        {0xDC143C, "red"},        // crimson
-        {0x8B0000, "red"},        // dark red
-        {0x800000, "red"},        // maroon
+        {0xDC143C, "red"},       // crimson
+        {0x8B0000, "red"},       // dark red
+        {0x800000, "red"},       // maroon
         {0x733442, "brown red"}, // a dull, dark red
-        {0xFF6347, "red"},        // tomato
+        {0xFF6347, "red"},       // tomato
         {0xFF8000, "orange"},       {0xFFA500, "orange"},
         {0xFF4500, "orange"},                             // orange red
         {0xFFDAB9, "pink"},                               // peach
