@@ -315,7 +315,8 @@ TEST(SurfaceDeathTest, AHostsAssertionEndsTheProcess)
 TEST(Surface, TheLibrarySaysWhichInstructionsItUses)
 {
     const std::string instructions = kr_instructions();
-    EXPECT_THAT(instructions, testing::MatchesRegex("(portable|sse2|ssse3|avx2|avx512).*"));
+    EXPECT_THAT(instructions.substr(0, instructions.find(' ')),
+                testing::AnyOf("portable", "sse2", "ssse3", "avx2", "avx512"));
 }
 
 } // namespace

@@ -63,6 +63,10 @@ struct KR_Component_Group::Call {
     const Action action;
     ACE_Reactor* const reactor;
 
+    // The group's alone. Joined when the call is over, since a thread that is about to end may keep a
+    // process from ending under Wine; let go of when the group goes first.
+    std::thread thread;
+
     std::mutex mutex; // guards the following
     std::condition_variable over;
     bool is_over = false;
@@ -78,13 +82,16 @@ KR_Component_Group::KR_Component_Group(const char* name)
 
 KR_Component_Group::~KR_Component_Group()
 {
-    if (get_state() == STATE_STOPPED)
-        return;
-    try {
-        component_stop();
-    } catch (const std::bad_alloc&) { // what runs, runs on
+    if (get_state() != STATE_STOPPED) {
+        try {
+            component_stop();
+        } catch (const std::bad_alloc&) { // what runs, runs on
+        }
+        set_state(STATE_STOPPED);
     }
-    set_state(STATE_STOPPED);
+    for (const Member& member : members_)
+        if (member.call != nullptr && member.call->thread.joinable())
+            member.call->thread.detach();
 }
 
 int KR_Component_Group::add(const char* name, KR_Component_Base& component,
@@ -166,7 +173,7 @@ void KR_Component_Group::call(Member& member, Action action, ACE_Reactor* reacto
         call->run();
     } else {
         try {
-            std::thread([call] { call->run(); }).detach();
+            call->thread = std::thread([call] { call->run(); });
         } catch (const std::system_error&) { // no thread is to be had: the component stays as it is
             return;
         }
@@ -188,6 +195,8 @@ bool KR_Component_Group::settle(Member& member)
                member.limit / 1000.0);
         return false;
     }
+    if (member.call->thread.joinable())
+        member.call->thread.join();
     member.is_running = member.call->leaves_running();
     member.call = nullptr;
     return true;
