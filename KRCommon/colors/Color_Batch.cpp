@@ -10,11 +10,11 @@
 
 namespace {
 
+using kr_internal::Color_Table;
 using kr_internal::kernels;
 using kr_internal::Range_Lists;
 
-// Colours are worked on in blocks, which stay in the processor's nearest cache.
-constexpr std::size_t block_size = 256;
+constexpr std::size_t block_size = Color_Table::block_size;
 
 using Rgb_Block = std::array<std::uint32_t, block_size>; // kr_internal::rgb_number()
 
@@ -153,8 +153,8 @@ void write(const Hsv_Block& block, const KR_Hsv_Target& to, std::size_t first,
 // Counts the presets of the pixels of a region.
 class Region_Counter {
 public:
-    Region_Counter(const Range_Lists& ranges, KR_Preset_Histogram& histogram) noexcept
-        : ranges_(ranges), histogram_(histogram)
+    Region_Counter(const Color_Table& table, KR_Preset_Histogram& histogram) noexcept
+        : table_(table), histogram_(histogram)
     {
     }
 
@@ -173,13 +173,8 @@ public:
     // Counts what was added last.
     void flush() noexcept
     {
-        Hsv_Block hsv{};
-        kernels().rgb_to_hsv(colors_.data(), count_, hsv.hues.data(), hsv.saturations.data(),
-                             hsv.values.data());
         std::array<std::uint16_t, block_size> masks{};
-        for (std::size_t i = 0; i < count_; ++i)
-            masks[i] = static_cast<std::uint16_t>(
-                ranges_.presets_of(hsv.hues[i], hsv.saturations[i], hsv.values[i]));
+        table_.preset_masks(colors_, count_, masks);
         count_presets(masks);
         histogram_.pixels += count_;
         count_ = 0;
@@ -220,7 +215,7 @@ private:
         }
     }
 
-    const Range_Lists& ranges_;
+    const Color_Table& table_;
     KR_Preset_Histogram& histogram_;
     Rgb_Block colors_{};
     std::size_t count_ = 0;
@@ -288,7 +283,7 @@ void KR_Colors::count_color_presets(const KR_Color_Region& region,
     const KR_Rgb_Source pixels = KR_Rgb_Source::packed(region.pixels, region.format);
     if (rgb_is_null(pixels) || region.width <= 0)
         return;
-    Region_Counter counter(table_->ranges(), histogram);
+    Region_Counter counter(*table_, histogram);
     for (std::int32_t row = 0; row < region.height; ++row)
         counter.add_row(moved(pixels, region.stride * row),
                         region.mask != nullptr ? region.mask + region.mask_stride * row : nullptr,

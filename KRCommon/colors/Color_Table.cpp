@@ -1,5 +1,7 @@
 #include <KRCommon/colors/Color_Table.h>
 
+#include <KRCommon/kernels/Kernels.h>
+
 #include <KRCommon/text/Scanner.h>
 
 namespace kr_internal {
@@ -67,6 +69,24 @@ void Color_Table::rebuild(KRCMN::XML_configuration::XML_colors& colors)
         palette_.push_back(parse_rgb(preset.get_rgb())); // Quirk: after those of an earlier call
     }
     ranges_.rebuild(ranges);
+}
+
+// Full vectors are converted, for what is left of one is converted colour by colour.
+void Color_Table::preset_masks(std::array<std::uint32_t, block_size>& colors, std::size_t count,
+                               std::array<std::uint16_t, block_size>& masks) const noexcept
+{
+    constexpr std::size_t most_lanes = 16;
+    static_assert(block_size % most_lanes == 0);
+    std::array<std::int32_t, block_size> hues;
+    std::array<float, block_size> saturations;
+    std::array<float, block_size> values;
+    std::size_t padded = count;
+    while (padded % most_lanes != 0)
+        colors[padded++] = 0;
+    kernels().rgb_to_hsv(colors.data(), padded, hues.data(), saturations.data(), values.data());
+    for (std::size_t i = 0; i < count; ++i)
+        masks[i] =
+            static_cast<std::uint16_t>(ranges_.presets_of(hues[i], saturations[i], values[i]));
 }
 
 std::uint32_t Color_Table::preset_mask(const ns__HsvColor& color) const noexcept

@@ -12,6 +12,7 @@
 
 #include <krsoap/krsoap.h>
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
@@ -38,6 +39,15 @@ public:
     void rebuild(KRCMN::XML_configuration::XML_colors& colors);
 
     const Range_Lists& ranges() const noexcept { return ranges_; }
+
+    /// Colours worked on at once, which stay in the processor's nearest cache.
+    static constexpr std::size_t block_size = 256;
+
+    /// The presets of many colours, as Range_Lists::presets_of() what KR_Colors::rgb_to_hsv() gives.
+    /// colors  rgb_number(); the upper 8 bits do not matter. Those from count on are written over
+    /// count   at most block_size
+    void preset_masks(std::array<std::uint32_t, block_size>& colors, std::size_t count,
+                      std::array<std::uint16_t, block_size>& masks) const noexcept;
 
     /// The presets that the colour falls into, as Range_Lists::presets_of().
     std::uint32_t preset_mask(const ns__HsvColor& color) const noexcept;

@@ -42,6 +42,7 @@
 
 namespace kr_internal {
 class Color_Table;
+class Colored_Areas;
 class Start_Up;
 } // namespace kr_internal
 
@@ -155,6 +156,7 @@ public:
                              KR_Preset_Histogram& histogram) const noexcept;
 
 private:
+    friend class kr_internal::Colored_Areas;
     friend class kr_internal::Start_Up;
 
     KR_Colors();

@@ -1,6 +1,8 @@
 #include <KRCommon/colors/Range_Lists.h>
 
+#include <limits>
 #include <map>
+#include <utility>
 
 namespace kr_internal {
 
@@ -44,84 +46,90 @@ void Range_Lists::Four_Ranges::set(std::size_t lane, const Preset_Range& range) 
             presets[set] = static_cast<std::uint16_t>(presets[set] | 1U << range.preset);
 }
 
-// The groups of one list, as they are filled.
-struct Range_Lists::New_List {
-    // Takes ranges of one preset. If a group can hold them all, one does.
-    void add(const std::vector<Preset_Range>& ranges)
+// Appends lists; of equal ones there is one.
+class Range_Lists::Builder {
+public:
+    explicit Builder(const std::vector<Preset_Range>& ranges) : ranges_(ranges) {}
+
+    // numbers  which ranges
+    List list_of(const std::vector<std::size_t>& numbers)
     {
-        std::size_t group = 0;
-        while (group < groups.size() && used[group] + ranges.size() > lanes)
-            ++group;
-        first_of_preset[static_cast<std::size_t>(ranges.front().preset)] = group;
-        for (const Preset_Range& range : ranges) {
-            if (group < groups.size() && used[group] == lanes)
-                ++group;
-            if (group == groups.size()) {
-                groups.push_back({});
-                used.push_back(0);
-            }
-            groups[group].set(used[group]++, range);
-        }
-        groups_per_preset = std::max(groups_per_preset, groups_for(ranges.size()));
+        const auto [place, is_new] = lists_.try_emplace(numbers);
+        if (is_new)
+            place->second = append(numbers);
+        return place->second;
     }
 
     std::vector<Four_Ranges> groups;
-    std::vector<std::size_t> used; // lanes per group
-    std::array<std::size_t, preset_count> first_of_preset{};
-    std::size_t groups_per_preset = 0;
-};
 
-Range_Lists::New_List Range_Lists::new_list(const std::vector<Preset_Range>& ranges,
-                                            const std::vector<std::size_t>& numbers)
-{
-    std::array<std::vector<Preset_Range>, preset_count> by_preset;
-    for (const std::size_t n : numbers)
-        by_preset[static_cast<std::size_t>(ranges[n].preset)].push_back(ranges[n]);
-    New_List list;
-    for (const std::vector<Preset_Range>& of_preset : by_preset)
-        if (!of_preset.empty())
-            list.add(of_preset);
-    return list;
-}
+private:
+    List append(const std::vector<std::size_t>& numbers)
+    {
+        const std::size_t first = groups.size();
+        groups.resize(first + groups_for(numbers.size()));
+        for (std::size_t i = 0; i < numbers.size(); ++i)
+            groups[first + i / lanes].set(i % lanes, ranges_[numbers[i]]);
+        return {static_cast<std::uint32_t>(first),
+                static_cast<std::uint32_t>(groups.size() - first)};
+    }
+
+    const std::vector<Preset_Range>& ranges_;
+    std::map<std::vector<std::size_t>, List> lists_;
+};
 
 void Range_Lists::rebuild(const std::vector<Preset_Range>& ranges)
 {
-    std::map<std::vector<std::size_t>, std::vector<std::size_t>> degrees_by_ranges;
-    for (std::size_t degree = 0; degree < lists_.size(); ++degree)
-        degrees_by_ranges[accepting(ranges, degree)].push_back(degree);
-
-    std::vector<New_List> lists;
-    groups_per_list_ = 0;
-    groups_per_preset_ = 0;
-    for (const auto& [numbers, degrees] : degrees_by_ranges) {
-        const New_List& list = lists.emplace_back(new_list(ranges, numbers));
-        groups_per_list_ = std::max(groups_per_list_, list.groups.size());
-        groups_per_preset_ = std::max(groups_per_preset_, list.groups_per_preset);
-    }
-
-    groups_.clear();
-    groups_.reserve(lists.size() * groups_per_list_);
-    auto list = lists.begin();
-    for (const auto& [numbers, degrees] : degrees_by_ranges) {
-        const Hue_List placed = append(*list++);
-        for (const std::size_t degree : degrees)
-            lists_[degree] = placed;
-    }
+    constexpr std::size_t most_groups = 65'536;
+    if (!rebuild(ranges, true, most_groups))
+        rebuild(ranges, false, std::numeric_limits<std::size_t>::max());
 }
 
-// All lists become equally long. Where less than groups_per_preset_ would be left of one, a preset
-// begins earlier.
-Range_Lists::Hue_List Range_Lists::append(const New_List& list)
+// by_cell  whether a list has the ranges of its cell alone, not all of the hue
+// Returns false, and must be called again, when there are more groups than that.
+bool Range_Lists::rebuild(const std::vector<Preset_Range>& ranges, bool by_cell,
+                          std::size_t most_groups)
 {
-    Hue_List placed;
-    placed.first = static_cast<std::uint32_t>(groups_.size());
-    const std::size_t last = groups_per_list_ - groups_per_preset_;
-    for (std::size_t preset = 0; preset < preset_count; ++preset)
-        placed.first_of_preset[preset] =
-            static_cast<std::uint16_t>(std::min(last, list.first_of_preset[preset]));
-    groups_.insert(groups_.end(), list.groups.begin(), list.groups.end());
-    groups_.resize(placed.first + groups_per_list_);
-    return placed;
+    cells_.clear();
+    Builder builder(ranges);
+    std::map<std::vector<std::size_t>, std::size_t> first_cells; // by the ranges of the hue
+    for (std::size_t degree = 0; degree < first_cells_.size(); ++degree) {
+        const auto [place, is_new] =
+            first_cells.try_emplace(accepting(ranges, degree), cells_.size());
+        for (std::size_t cell = 0; is_new && cell < steps * steps; ++cell)
+            cells_.push_back(
+                builder.list_of(by_cell ? reaching(ranges, place->first, cell) : place->first));
+        first_cells_[degree] = static_cast<std::uint32_t>(place->second);
+        if (builder.groups.size() > most_groups)
+            return false;
+    }
+    groups_ = std::move(builder.groups);
+    return true;
+}
+
+bool Range_Lists::reaches(float from, float to, std::size_t step) noexcept
+{
+    constexpr float width = 1.0F / steps;
+    const float begin = static_cast<float>(step) * width;
+    if (step == 0)
+        return from < width && to > -width;
+    if (step == steps - 1)
+        return to >= begin || from <= -width;
+    return from < begin + width && to >= begin;
+}
+
+// Those of the ranges that reach into the cell.
+std::vector<std::size_t> Range_Lists::reaching(const std::vector<Preset_Range>& ranges,
+                                               const std::vector<std::size_t>& numbers,
+                                               std::size_t cell)
+{
+    std::vector<std::size_t> result;
+    for (const std::size_t n : numbers) {
+        const color_range& range = ranges[n].range;
+        if (reaches(range.sat_from, range.sat_to, cell / steps) &&
+            reaches(range.val_from, range.val_to, cell % steps))
+            result.push_back(n);
+    }
+    return result;
 }
 
 } // namespace kr_internal

@@ -4,13 +4,14 @@
 /// The ranges of the colour presets, laid out so that one colour is matched quickly against all of
 /// them.
 ///
-/// Few ranges accept a given hue. So there are lists of ranges, one for all the hues that are accepted
-/// by the same ones, and a colour is compared with the list of its hue alone: four ranges at once,
-/// and without a branch.
+/// Few ranges come near a given colour. So hues that are accepted by the same ranges share a square of
+/// cells, 8 steps of saturation by 8 of value, and each cell has a list of the ranges that reach into it.
+/// A colour is compared with the list of its cell alone: four ranges at once, and without a branch
+/// but for the list's end. Few lists of a usual configuration are longer than four ranges.
 ///
-/// Memory: some kilobytes for a usual configuration. A thousand ranges, the most that the reader allows,
-/// take 1 MB when each accepts a tenth of the hues, and 8 MB when almost all hues are accepted by almost
-/// all of them.
+/// Memory: some ten kilobytes for a usual configuration, since equal lists are kept once. Where the
+/// lists would take more than 6 MB, which some hundred wide ranges can do, all cells of a hue have one
+/// list instead: a thousand ranges, the most that the reader allows, then take up to 8 MB.
 ///
 /// Threads: any number may read at once; rebuild() and assignment must be alone.
 /// Same on Windows and Linux.
@@ -47,7 +48,7 @@ public:
     /// How many preset numbers there are: 0 (a range without a colour name) to 13 (purple).
     static constexpr std::size_t preset_count = 14;
 
-    /// Without ranges: no colour matches.
+    /// Without ranges: no colour matches. May throw std::bad_alloc.
     Range_Lists() = default;
 
     /// Takes these ranges instead of those before. May throw std::bad_alloc; then the object may only
@@ -58,22 +59,19 @@ public:
     /// 0, any other modulo 360.
     std::uint32_t presets_of(std::int32_t hue, float saturation, float value) const noexcept
     {
-        const Hue_List& list = list_of(hue);
-        return matches(list.first, groups_per_list_, saturation, value);
+        return matches(list_of(hue, saturation, value), saturation, value);
     }
 
     /// Whether the colour falls into the preset, 0 to 13.
     bool has_preset(std::size_t preset, std::int32_t hue, float saturation,
                     float value) const noexcept
     {
-        const Hue_List& list = list_of(hue);
-        const std::uint32_t presets = matches(list.first + list.first_of_preset[preset],
-                                              groups_per_preset_, saturation, value);
-        return (presets >> preset & 1U) != 0;
+        return (presets_of(hue, saturation, value) >> preset & 1U) != 0;
     }
 
 private:
     static constexpr std::int32_t full_circle = 360;
+    static constexpr std::size_t steps = 8;
 
     /// Four ranges side by side, as four lanes of a vector register. A lane without a range adds no
     /// preset.
@@ -90,35 +88,48 @@ private:
         void set(std::size_t lane, const Preset_Range& range) noexcept;
     };
 
-    /// A list of ranges: its first group, and from there where the ranges of each preset begin.
-    struct Hue_List {
+    /// A list of ranges: so many groups, one behind the other.
+    struct List {
         std::uint32_t first = 0;
-        std::array<std::uint16_t, preset_count> first_of_preset{};
+        std::uint32_t count = 0;
     };
 
-    struct New_List;
+    class Builder;
 
-    static New_List new_list(const std::vector<Preset_Range>& ranges,
-                             const std::vector<std::size_t>& numbers);
-    Hue_List append(const New_List& list);
+    bool rebuild(const std::vector<Preset_Range>& ranges, bool by_cell, std::size_t most_groups);
+    static std::vector<std::size_t> reaching(const std::vector<Preset_Range>& ranges,
+                                             const std::vector<std::size_t>& numbers,
+                                             std::size_t cell);
 
-    const Hue_List& list_of(std::int32_t hue) const noexcept
+    // The step of saturation or value. The last step is also that of all numbers from 1 on or at most
+    // -1 / steps, and of NaN; those little below 0 are in the first. Without a branch, which would be
+    // hard to predict.
+    static std::size_t step_of(float number) noexcept
     {
-        hue = std::max(hue, 0);
-        return lists_[static_cast<std::size_t>(hue < full_circle ? hue : hue % full_circle)];
+        const std::int32_t step =
+            vector::truncate(number * steps); // -2^31 if too large, and of NaN
+        return std::min<std::uint32_t>(static_cast<std::uint32_t>(step), steps - 1);
     }
 
-    // The comparisons are false for NaN, as they should be. The number of groups does not depend on
-    // the colour: a loop's end that did would be hard to predict.
-    std::uint32_t matches(std::size_t first, std::size_t count, float saturation,
-                          float value) const noexcept
+    // Whether numbers of this step may lie in [from, to].
+    static bool reaches(float from, float to, std::size_t step) noexcept;
+
+    const List& list_of(std::int32_t hue, float saturation, float value) const noexcept
+    {
+        hue = std::max(hue, 0);
+        const auto degree = static_cast<std::size_t>(hue < full_circle ? hue : hue % full_circle);
+        return cells_[first_cells_[degree] + step_of(saturation) * steps + step_of(value)];
+    }
+
+    // The comparisons are false for NaN, as they should be.
+    std::uint32_t matches(const List& list, float saturation, float value) const noexcept
     {
         using namespace vector;
         const Floats saturations = all_floats(saturation);
         const Floats values = all_floats(value);
-        const Four_Ranges* const groups = groups_.data() + first;
+        const Four_Ranges* const groups = groups_.data() + list.first;
         std::uint32_t presets = 0;
-        for (std::size_t i = 0; i < count; ++i) {
+        for (std::size_t i = 0; i < list.count; ++i) {
             const Four_Ranges& group = groups[i];
             const Flags above = both(at_most(load_aligned(group.sat_from), saturations),
                                      at_most(load_aligned(group.val_from), values));
@@ -129,10 +140,9 @@ private:
         return presets;
     }
 
+    std::array<std::uint32_t, full_circle> first_cells_{}; // per degree
+    std::vector<List> cells_ = std::vector<List>(steps * steps);
     std::vector<Four_Ranges> groups_;
-    std::array<Hue_List, full_circle> lists_{}; // per degree
-    std::size_t groups_per_list_ = 0;           // the same for all lists
-    std::size_t groups_per_preset_ = 0;         // the same for all presets and lists
 };
 
 } // namespace kr_internal

@@ -1,11 +1,13 @@
 #include <KRCommon/objects/Object_View.h>
 
 #include <KRCommon/colors/Color_Batch.h>
+#include <KRCommon/colors/Color_Table.h>
 #include <KRCommon/colors/Colors.h>
 
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstring>
 #include <tuple>
 
 using namespace kr_internal;
@@ -29,12 +31,6 @@ namespace {
 constexpr std::size_t preset_count = KR_Color_Shares::preset_count;
 static_assert(preset_count == std::tuple_size_v<decltype(KR_Preset_Histogram::presets)>);
 
-// What a colour adds to the sum of its preset. Whole numbers, so that sums are exact in any order.
-std::uint8_t weight_of(KR_Color_View color)
-{
-    return static_cast<std::uint8_t>(std::max(color.area(), 0.0F));
-}
-
 float share(std::uint64_t area, std::uint64_t instances)
 {
     if (instances == 0)
@@ -42,95 +38,105 @@ float share(std::uint64_t area, std::uint64_t instances)
     return static_cast<float>(static_cast<double>(area) / static_cast<double>(instances));
 }
 
-// Adds up the areas of colours by preset, a block of them at a time.
-class Area_Sums {
+} // namespace
+
+namespace kr_internal {
+
+// Colours of some instances that have an area above 0, to be classified together.
+class Colored_Areas {
 public:
-    explicit Area_Sums(const KR_Colors& colors) : colors_(colors) {}
+    explicit Colored_Areas(const KR_Colors& colors) noexcept : table_(*colors.table_) {}
 
-    void add(KR_Color_View color)
+    [[nodiscard]] std::size_t size() const noexcept { return count_; }
+    [[nodiscard]] bool has_room_for(KR_Color_Range colors) const noexcept
     {
-        red_[count_] = color.red();
-        green_[count_] = color.green();
-        blue_[count_] = color.blue();
-        weights_[count_] = weight_of(color);
-        if (++count_ == block_size)
-            add_block();
+        return colors.size() <= capacity - count_;
     }
 
-    // By the preset's number.
-    const std::uint64_t* take()
+    // There must be room. Those of an area of 0 and below are written over.
+    void add(KR_Color_Range colors) noexcept
     {
-        add_block();
-        return sums_;
+        const KR_Byte_Span bytes = colors.bytes();
+        std::size_t count = count_;
+        for (const unsigned char* color = bytes.begin(); color != bytes.end();
+             color += color_size) {
+            const std::int8_t area = get(color, color_entry::area);
+            colors_[count] = get(color, color_entry::rgb_and_area);
+            areas_[count] = static_cast<std::uint16_t>(area);
+            count += area > 0 ? 1 : 0;
+        }
+        count_ = count;
     }
+
+    // Then sum_of() may be asked, until more is added.
+    void classify() noexcept
+    {
+        table_.preset_masks(colors_, count_, masks_);
+        for (std::size_t i = count_; i % lanes != 0; ++i)
+            masks_[i] = areas_[i] = 0;
+    }
+
+    // Of the areas that have the preset. Whole numbers, so that sums are exact in any order. Without
+    // a branch on the colour, which would be hard to predict.
+    [[nodiscard]] std::uint16_t sum_of(std::size_t preset) const noexcept
+    {
+        const auto bit = static_cast<std::uint16_t>(1U << preset);
+        Lanes sums{};
+        for (std::size_t i = 0; i < count_; i += lanes) {
+            Lanes masks;
+            Lanes areas;
+            std::memcpy(&masks, &masks_[i], sizeof masks);
+            std::memcpy(&areas, &areas_[i], sizeof areas);
+            sums += (masks & bit) != 0 ? areas : Lanes{};
+        }
+        std::uint16_t sum = 0;
+        for (std::size_t lane = 0; lane < lanes; ++lane)
+            sum = static_cast<std::uint16_t>(sum + sums[lane]);
+        return sum;
+    }
+
+    void clear() noexcept { count_ = 0; }
 
 private:
-    static constexpr std::size_t block_size = 128;
+    static constexpr std::size_t capacity = Color_Table::block_size;
+    static constexpr std::size_t lanes = 8;
+    using Lanes [[gnu::vector_size(2 * lanes)]] = std::uint16_t;
+    static_assert(capacity * 127 < 65'536, "the sum of all areas");
+    static_assert(capacity >= 127 && capacity % lanes == 0,
+                  "the colours of an instance, in vectors");
 
-    void add_block()
-    {
-        std::int32_t hues[block_size];
-        float saturations[block_size];
-        float values[block_size];
-        std::uint32_t masks[block_size];
-        colors_.rgb_to_hsv_batch({red_, green_, blue_}, count_, {hues, saturations, values});
-        colors_.get_color_preset_masks({hues, saturations, values}, count_, masks);
-        for (std::size_t i = 0; i < count_; ++i)
-            for (std::uint32_t presets = masks[i]; presets != 0; presets &= presets - 1)
-                sums_[__builtin_ctz(presets)] += weights_[i];
-        count_ = 0;
-    }
-
-    const KR_Colors& colors_;
-    std::uint8_t red_[block_size];
-    std::uint8_t green_[block_size];
-    std::uint8_t blue_[block_size];
-    std::uint8_t weights_[block_size];
+    const Color_Table& table_;
+    std::array<std::uint32_t, capacity> colors_;
+    std::array<std::uint16_t, capacity> areas_;
+    std::array<std::uint16_t, capacity> masks_;
     std::size_t count_ = 0;
-    std::uint64_t sums_[preset_count] = {};
 };
 
-} // namespace
+} // namespace kr_internal
 
 KR_Color_Shares KR_Object_View::color_shares(const KR_Colors& colors) const noexcept
 {
-    Area_Sums areas(colors);
+    Colored_Areas areas(colors);
+    std::array<std::uint64_t, preset_count> sums{};
+    const auto take_areas = [&] {
+        areas.classify();
+        for (std::size_t preset = 0; preset < preset_count; ++preset)
+            sums[preset] += areas.sum_of(preset);
+        areas.clear();
+    };
     std::uint64_t count = 0;
     for (const KR_Instance_View instance : instances()) {
         count += instance.colors().empty() ? 0 : 1;
-        for (const KR_Color_View color : instance.colors())
-            areas.add(color);
+        if (!areas.has_room_for(instance.colors()))
+            take_areas();
+        areas.add(instance.colors());
     }
-    const std::uint64_t* const sums = areas.take();
+    take_areas();
     KR_Color_Shares shares;
     for (std::size_t preset = 0; preset < preset_count; ++preset)
         shares.percent[preset] = share(sums[preset], count);
     return shares;
 }
-
-namespace {
-
-ns__HsvColor to_hsv(KR_Color_View color, const KR_Colors& colors)
-{
-    ns__RgbColor rgb;
-    rgb.red = color.red();
-    rgb.green = color.green();
-    rgb.blue = color.blue();
-    ns__HsvColor hsv;
-    colors.rgb_to_hsv(rgb, hsv);
-    return hsv;
-}
-
-std::uint64_t area_of(ns__ColorPreset preset, KR_Color_Range range, const KR_Colors& colors)
-{
-    std::uint64_t area = 0;
-    for (const KR_Color_View color : range)
-        if (colors.is_color(preset, to_hsv(color, colors), ns__QueryTolerancePreset__value_0))
-            area += weight_of(color);
-    return area;
-}
-
-} // namespace
 
 bool KR_Object_View::has_color(ns__ColorPreset preset, float min_percent,
                                const KR_Colors& colors) const noexcept
@@ -139,7 +145,15 @@ bool KR_Object_View::has_color(ns__ColorPreset preset, float min_percent,
         return false;
     if (min_percent <= 0)
         return true;
-    std::uint64_t area = 0;
+    constexpr std::size_t enough = 32; // colours to classify together
+    static_assert(enough + 127 <= Color_Table::block_size);
+    Colored_Areas areas(colors);
+    std::uint64_t sum = 0;
+    const auto take_areas = [&] {
+        areas.classify();
+        sum += areas.sum_of(static_cast<std::size_t>(preset));
+        areas.clear();
+    };
     std::uint64_t count = 0;
     std::uint64_t most = instances().max_size(); // that count can become
     for (const KR_Instance_View instance : instances()) {
@@ -148,10 +162,14 @@ bool KR_Object_View::has_color(ns__ColorPreset preset, float min_percent,
             continue;
         }
         ++count;
-        area += area_of(preset, instance.colors(), colors);
-        // The area only grows, so that the share cannot fall below this.
-        if (share(area, most) >= min_percent)
+        areas.add(instance.colors());
+        if (areas.size() < enough)
+            continue;
+        take_areas();
+        // The sum only grows, so that the share cannot fall below this.
+        if (share(sum, most) >= min_percent)
             return true;
     }
-    return share(area, count) >= min_percent;
+    take_areas();
+    return share(sum, count) >= min_percent;
 }
