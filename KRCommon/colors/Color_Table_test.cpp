@@ -577,6 +577,35 @@ void expect_as_reference(const Color_Table& table, const Reference_Table& refere
     ASSERT_EQ(mask, table.preset_mask(color));
 }
 
+// Numbers where something may change, and their neighbours: eighths, also beyond 0 to 1.
+std::vector<float> eighths_and_neighbours()
+{
+    std::vector<float> numbers{-infinity, infinity, -1.0e38F, 3.0e38F, nan, -0.0F, 1.0e9F, -1.0e9F};
+    for (int i = -9; i <= 10; ++i) {
+        const float number = static_cast<float>(i) / 8.0F;
+        numbers.insert(numbers.end(), {number, std::nextafter(number, -infinity),
+                                       std::nextafter(number, infinity)});
+    }
+    return numbers;
+}
+
+TEST(KrColorTable, BoundsAndColorsMayBeAnyNumbers)
+{
+    const std::vector<float> numbers = eighths_and_neighbours();
+    for (const float from : numbers)
+        for (const float to : numbers) {
+            const Color_Table by_saturation = table_of({{"red", 0, 0, from, to}});
+            const Color_Table by_value = table_of({{"red", 0, 0, 0.0F, 1.0F, from, to}});
+            for (const float number : numbers) {
+                const bool expected = from <= number && number <= to;
+                ASSERT_EQ(expected, is_red(by_saturation, make_hsv(0, number, 0.5F)))
+                    << from << ' ' << to << ' ' << number;
+                ASSERT_EQ(expected, is_red(by_value, make_hsv(0, 0.5F, number)))
+                    << from << ' ' << to << ' ' << number;
+            }
+        }
+}
+
 class KrColorTableOfSize : public testing::TestWithParam<std::size_t> {};
 
 TEST_P(KrColorTableOfSize, AnswersAsTheMapOfListsDoes)
