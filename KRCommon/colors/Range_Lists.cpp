@@ -2,7 +2,6 @@
 
 #include <limits>
 #include <map>
-#include <utility>
 
 namespace kr_internal {
 
@@ -102,7 +101,7 @@ bool Range_Lists::rebuild(const std::vector<Preset_Range>& ranges, bool by_cell,
         if (builder.groups.size() > most_groups)
             return false;
     }
-    groups_ = std::move(builder.groups);
+    groups_.assign(builder.groups.begin(), builder.groups.end()); // without the room for more
     return true;
 }
 
