@@ -518,8 +518,8 @@ public:
     color_shares(const KR_Colors& colors) const noexcept;
 
     /// Whether color_shares() gives the preset this percentage or more. Stops when what is left of the
-    /// record cannot change the answer; it looks at some 32 colours at a time. False for a number that is no preset, and for a
-    /// min_percent that is NaN; true for a preset and 0 percent or less.
+    /// record cannot change the answer; it looks at some 32 colours at a time. False for a number that
+    /// is no preset, and for a min_percent that is NaN; true for a preset and 0 percent or less.
     [[nodiscard]] KRCOMMON_EXPORT bool has_color(ns__ColorPreset preset, float min_percent,
                                                  const KR_Colors& colors) const noexcept;
 
