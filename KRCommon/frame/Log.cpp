@@ -69,10 +69,8 @@ void keep_line(const Line_Facts& facts, const char* format, std::va_list argumen
 
 // A masked line does not enter the gate, which would cost three times what the line does. But a thread's
 // first line does: ACE takes its log lock to make the thread's object.
-ACE_Log_Msg* log_of_thread() noexcept
+[[gnu::noinline]] ACE_Log_Msg* log_of_new_thread() noexcept
 {
-    if (has_joined_log())
-        return ACE_Log_Msg::instance();
     const Log_Passage passage;
     return passage ? ACE_Log_Msg::instance() : nullptr;
 }
@@ -111,17 +109,16 @@ void set_fast_lines(bool are_fast) noexcept
     are_lines_fast = are_fast;
 }
 
-ACE_Log_Msg* log_for(ACE_Log_Priority priority, int& error, bool& is_kept) noexcept
+Log_Answer log_for(ACE_Log_Priority priority, int error) noexcept
 {
     if (error == 0)
-        error = kr_platform::last_error();
+        error = kr_platform::system_error();
     if (is_log_closed())
-        return nullptr;
-    ACE_Log_Msg* const log = log_of_thread();
+        return {nullptr, error, false};
+    ACE_Log_Msg* const log = has_joined_log() ? ACE_Log_Msg::instance() : log_of_new_thread();
     if (log == nullptr || log->log_priority_enabled(priority))
-        return log;
-    is_kept = log_ring() != nullptr;
-    return nullptr;
+        return {log, error, false};
+    return {nullptr, error, log_ring() != nullptr};
 }
 
 bool is_admitted(Log_Rate& rate, std::uint64_t& held_back) noexcept

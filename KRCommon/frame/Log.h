@@ -153,12 +153,18 @@ private:
 /// admits() at the present time.
 KRCOMMON_EXPORT bool is_admitted(Log_Rate& rate, std::uint64_t& held_back) noexcept;
 
+/// What becomes of a line, and the error number to log with it.
+struct Log_Answer {
+    ACE_Log_Msg* log; ///< where the line goes; null: nowhere
+    int error;
+    bool is_kept; ///< without a log: wanted all the same, for the lines that lead up to an error
+};
+
 /// ACE's log of the calling thread, when it lets lines of this priority through. Null where it does
 /// not, where there is none for the thread any more, since another thread is ending the process, and
-/// where there is no memory for it. Then `is_kept` tells whether the line is wanted all the same, for
-/// the lines that lead up to an error. First of all, an `error` of 0, which is errno, becomes what
+/// where there is no memory for it. First of all, an `error` of 0, which is errno, becomes what
 /// last_error_adapter() gives.
-KRCOMMON_EXPORT ACE_Log_Msg* log_for(ACE_Log_Priority priority, int& error, bool& is_kept) noexcept;
+KRCOMMON_EXPORT Log_Answer log_for(ACE_Log_Priority priority, int error) noexcept;
 
 /// The steps of a log site after the priority check: join the thread to the log stream,
 /// set the source location, log. `error` is what log_for() gave. Before its line
@@ -184,17 +190,16 @@ void log_checked(Text text, Rate&& rate, const KR_Log_Site& site, const char (&f
     require_good_format<check.fault, check.argument>();
 
     const int saved_errno = errno;
-    int error = saved_errno;
-    bool is_kept = false;
-    ACE_Log_Msg* const log = log_for(site.priority, error, is_kept);
+    const Log_Answer answer = log_for(site.priority, saved_errno);
     // A flood is not kept: it would leave room for nothing else.
-    const bool is_wanted = log != nullptr || (is_kept && std::is_same_v<Rate, No_Rate>);
+    const bool is_wanted =
+        answer.log != nullptr || (answer.is_kept && std::is_same_v<Rate, No_Rate>);
     std::uint64_t held_back = 0;
     if (is_wanted && is_admitted(rate, held_back)) {
         constexpr std::size_t for_held_back = 48;
         [[maybe_unused]] constexpr std::size_t room =
             room_per_text<size + check.padding + for_held_back, Arguments...>();
-        log_line(log, site, error, held_back, format,
+        log_line(answer.log, site, answer.error, held_back, format,
                  Log_Argument<Arguments>(arguments, room).value()...);
     }
     errno = saved_errno;

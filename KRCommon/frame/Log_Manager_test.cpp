@@ -425,6 +425,40 @@ TEST_F(Log_Manager, LevelsMaskExactlyThePrioritiesOfTheTable)
     old_thread.join();
 }
 
+// A host may set ACE's masks itself.
+TEST_F(Log_Manager, BothMasksCountFromTheVeryNextLine)
+{
+    const auto count_lines = [] {
+        constexpr unsigned long none = 0;
+        ACE_Log_Msg& log = *ACE_Log_Msg::instance();
+        const Log_Capture capture;
+        say("while neither lets it through");
+        EXPECT_EQ(0u, capture.lines().size());
+        log.priority_mask(LM_INFO, ACE_Log_Msg::THREAD);
+        say("by the thread's mask");
+        EXPECT_EQ(1u, capture.lines().size());
+        log.priority_mask(none, ACE_Log_Msg::THREAD);
+        say("while neither lets it through");
+        EXPECT_EQ(1u, capture.lines().size());
+        log.priority_mask(LM_INFO | LM_ERROR, ACE_Log_Msg::PROCESS);
+        say("by the process's mask");
+        EXPECT_EQ(2u, capture.lines().size());
+        log.priority_mask(LM_ERROR, ACE_Log_Msg::PROCESS);
+        say("while neither lets it through");
+        EXPECT_EQ(2u, capture.lines().size());
+    };
+    const Temp_Folder folder;
+    manager_.open_in(folder.path());
+    ACE_Log_Msg::instance()->priority_mask(LM_ERROR, ACE_Log_Msg::PROCESS);
+    count_lines();
+    std::thread(count_lines).join(); // joins the log with a line
+    std::thread([&] {
+        manager_.non_ace_thread_init_log();
+        count_lines();
+    }).join();
+    release_files();
+}
+
 TEST_F(Log_Manager, OpenSetsTheFlagsForStderrAndFile)
 {
     ACE_Log_Msg::instance()->clr_flags(ACE_Log_Msg::STDERR);

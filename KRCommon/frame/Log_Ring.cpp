@@ -7,8 +7,6 @@ namespace kr_internal {
 
 namespace {
 
-std::atomic<Log_Ring*> ring_in_use{nullptr};
-
 std::vector<std::unique_ptr<Log_Ring>>& all_rings()
 {
     static auto& rings = *new std::vector<std::unique_ptr<Log_Ring>>;
@@ -17,6 +15,8 @@ std::vector<std::unique_ptr<Log_Ring>>& all_rings()
 
 } // namespace
 
+std::atomic<Log_Ring*> ring_in_use{nullptr};
+
 Log_Ring::Log_Ring(std::size_t lines) : size_(lines), slots_(std::make_unique<Slot[]>(lines)) {}
 
 void Log_Ring::forget_other_threads() noexcept
@@ -24,11 +24,6 @@ void Log_Ring::forget_other_threads() noexcept
     for (std::size_t i = 0; i < size_; ++i)
         if (slots_[i].is_in_use.exchange(false))
             slots_[i].number = 0;
-}
-
-Log_Ring* log_ring() noexcept
-{
-    return ring_in_use.load(std::memory_order_acquire);
 }
 
 void set_log_ring(std::size_t lines)

@@ -81,8 +81,13 @@ private:
     std::atomic<std::uint64_t> taken_{0};
 };
 
+extern std::atomic<Log_Ring*> ring_in_use; // log_ring()
+
 /// The process's ring; null while there is none. One load.
-Log_Ring* log_ring() noexcept;
+inline Log_Ring* log_ring() noexcept
+{
+    return ring_in_use.load(std::memory_order_acquire);
+}
 
 /// Gives the process a ring of so many lines, 0: none. Rings of other sizes stay in memory, for threads
 /// may be using them. Throws std::bad_alloc; then everything is as it was.

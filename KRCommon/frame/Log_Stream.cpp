@@ -23,9 +23,8 @@ namespace {
 // behind it loaded.
 std::atomic<std::ostream*> log_stream{nullptr};
 
-// What a thread's note says.
-constexpr unsigned char has_joined = 1;
-constexpr unsigned char is_ending = 2; // ACE's object may go and come: each of them joins
+// What a thread's note says, besides note_of_joined.
+constexpr unsigned char note_of_ending = 2; // ACE's object may go and come: each of them joins
 
 // ACE's object of the thread is still there. A thread without its stream stays without.
 void on_thread_end() noexcept
@@ -33,14 +32,14 @@ void on_thread_end() noexcept
     const Log_Passage passage;
     if (passage && ACE_Log_Msg::exists() &&
         ACE_Log_Msg::instance()->msg_ostream() == log_stream.load())
-        kr_platform::set_thread_note(is_ending);
+        kr_platform::set_thread_note(note_of_ending);
 }
 
 void note_joined() noexcept
 {
     if (kr_platform::thread_note() != 0)
         return;
-    kr_platform::set_thread_note(has_joined);
+    kr_platform::set_thread_note(note_of_joined);
     kr_platform::at_thread_end(&on_thread_end);
 }
 
@@ -114,7 +113,7 @@ void join_log_stream(ACE_Log_Msg& log) noexcept
         return;
     if (log.msg_ostream() == stream)
         note_joined(); // ACE may have handed it on
-    else if (log.msg_ostream() == nullptr && kr_platform::thread_note() != has_joined)
+    else if (log.msg_ostream() == nullptr && kr_platform::thread_note() != note_of_joined)
         give_stream(log, stream);
 }
 
@@ -135,11 +134,6 @@ void write_kept_lines(ACE_Log_Msg& log) noexcept
     log.acquire();
     buffer_of(*stream).write_kept_lines(*ring);
     log.release();
-}
-
-bool has_joined_log() noexcept
-{
-    return kr_platform::thread_note() == has_joined;
 }
 
 void Saved_Log_Attributes::capture()

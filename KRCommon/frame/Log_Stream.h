@@ -9,6 +9,7 @@
 /// Threads: as said at each operation. The log lock is ACE's, taken by Log_Lock.
 
 #include <KRCommon/frame/Log_Buffer.h>
+#include <KRCommon/platform/Platform.h>
 
 #include <ace/Log_Msg.h>
 #include <ace/OS_Log_Msg_Attributes.h>
@@ -76,8 +77,14 @@ void count_line(ACE_Log_Msg& log) noexcept;
 /// Nothing while there is no ring, no line in it or no file. `log` is the calling thread's.
 void write_kept_lines(ACE_Log_Msg& log) noexcept;
 
+/// What a thread's note says while has_joined_log() is true.
+constexpr unsigned char note_of_joined = 1;
+
 /// True for a thread that has joined and is not ending: ACE has its log object.
-bool has_joined_log() noexcept;
+inline bool has_joined_log() noexcept
+{
+    return kr_platform::thread_note() == note_of_joined;
+}
 
 /// The log settings that new threads inherit: ACE's record, which never holds a share in a
 /// counted stream here and so can be captured and handed on any number of times.

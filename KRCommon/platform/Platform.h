@@ -61,6 +61,9 @@ bool do_threads_outlive_exit() noexcept;
 /// The calling thread's last error: errno when it is not 0, else GetLastError() on Windows.
 int last_error() noexcept;
 
+/// What last_error() gives while errno is 0.
+int system_error() noexcept;
+
 /// Sets both errno and, on Windows, the thread's last error to 0, so that last_error() tells
 /// of what follows only.
 void clear_last_error() noexcept;

@@ -113,6 +113,8 @@ TEST(Platform, LastErrorIsErrnoWhenThatIsSet)
 {
     kr_platform_testing::set_last_errors(EACCES, 5);
     EXPECT_EQ(EACCES, last_error());
+    errno = 0;
+    EXPECT_EQ(last_error(), system_error());
     clear_last_error();
     EXPECT_EQ(0, last_error());
     EXPECT_EQ(0, errno);

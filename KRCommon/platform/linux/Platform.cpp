@@ -23,7 +23,9 @@ namespace {
 
 thread_local unsigned own_thread_id = 0; // asked of the kernel once a thread
 
-thread_local unsigned char own_note = 0; // needs no destruction, and so is there until the end
+// Needs no destruction, and so is there until the end. Every masked line reads it: at a fixed place the
+// loader need not be asked for it.
+[[gnu::tls_model("initial-exec")]] thread_local unsigned char own_note = 0;
 
 // Destroyed before the values of pthread keys are, ACE's among them.
 struct End_Of_Thread {
@@ -130,6 +132,11 @@ void end_process(int exit_code) noexcept
 int last_error() noexcept
 {
     return errno;
+}
+
+int system_error() noexcept
+{
+    return 0;
 }
 
 void clear_last_error() noexcept

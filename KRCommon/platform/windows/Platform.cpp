@@ -133,7 +133,12 @@ void end_process(int exit_code) noexcept
 
 int last_error() noexcept
 {
-    return errno != 0 ? errno : static_cast<int>(GetLastError());
+    return errno != 0 ? errno : system_error();
+}
+
+int system_error() noexcept
+{
+    return static_cast<int>(GetLastError());
 }
 
 void clear_last_error() noexcept
