@@ -13,6 +13,7 @@
 #include <ace/OS_NS_sys_time.h>
 
 #include <atomic>
+#include <cerrno>
 #include <cstdarg>
 #include <new>
 
@@ -109,13 +110,14 @@ void set_fast_lines(bool are_fast) noexcept
     are_lines_fast = are_fast;
 }
 
-Log_Answer log_for(ACE_Log_Priority priority, int error) noexcept
+Log_Answer log_for(ACE_Log_Priority priority) noexcept
 {
-    if (error == 0)
-        error = kr_platform::system_error();
+    const int saved_errno = errno;
+    const int error = saved_errno != 0 ? saved_errno : kr_platform::system_error();
     if (is_log_closed())
         return {nullptr, error, false};
     ACE_Log_Msg* const log = has_joined_log() ? ACE_Log_Msg::instance() : log_of_new_thread();
+    errno = saved_errno; // ACE may have made the thread's log
     if (log == nullptr || log->log_priority_enabled(priority))
         return {log, error, false};
     return {nullptr, error, log_ring() != nullptr};

@@ -162,9 +162,9 @@ struct Log_Answer {
 
 /// ACE's log of the calling thread, when it lets lines of this priority through. Null where it does
 /// not, where there is none for the thread any more, since another thread is ending the process, and
-/// where there is no memory for it. First of all, an `error` of 0, which is errno, becomes what
-/// last_error_adapter() gives.
-KRCOMMON_EXPORT Log_Answer log_for(ACE_Log_Priority priority, int error) noexcept;
+/// where there is no memory for it. First of all it takes the error number, as last_error_adapter()
+/// does. errno is the same after the call.
+KRCOMMON_EXPORT Log_Answer log_for(ACE_Log_Priority priority) noexcept;
 
 /// The steps of a log site after the priority check: join the thread to the log stream,
 /// set the source location, log. `error` is what log_for() gave. Before its line
@@ -189,13 +189,13 @@ void log_checked(Text text, Rate&& rate, const KR_Log_Site& site, const char (&f
     constexpr Format_Check check = check_format_for<Arguments...>(text());
     require_good_format<check.fault, check.argument>();
 
-    const int saved_errno = errno;
-    const Log_Answer answer = log_for(site.priority, saved_errno);
+    const Log_Answer answer = log_for(site.priority);
     // A flood is not kept: it would leave room for nothing else.
-    const bool is_wanted =
-        answer.log != nullptr || (answer.is_kept && std::is_same_v<Rate, No_Rate>);
+    if (answer.log == nullptr && !(answer.is_kept && std::is_same_v<Rate, No_Rate>))
+        return;
+    const int saved_errno = errno;
     std::uint64_t held_back = 0;
-    if (is_wanted && is_admitted(rate, held_back)) {
+    if (is_admitted(rate, held_back)) {
         constexpr std::size_t for_held_back = 48;
         [[maybe_unused]] constexpr std::size_t room =
             room_per_text<size + check.padding + for_held_back, Arguments...>();
