@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <mutex>
 #include <new>
+#include <utility>
 
 namespace kr_internal {
 
@@ -24,9 +25,13 @@ std::string Lock_Order::reverse(std::uint32_t first, std::uint32_t second)
     if (is_known(first, second))
         return {};
     std::string text;
-    for (std::size_t i = find_way(second, first); i != nothing; i = came_by_[i])
-        text = "at " + text_of(orders_[i].second) + " while holding the lock of " +
-               text_of(orders_[i].first) + (text.empty() ? "" : ", ") + text;
+    for (std::size_t i = find_way(second, first); i != nothing; i = came_by_[i]) {
+        std::string step = "at " + text_of(orders_[i].second);
+        step.append(" while holding the lock of ").append(text_of(orders_[i].first));
+        if (!text.empty())
+            step.append(", ").append(text);
+        text = std::move(step);
+    }
     return text;
 }
 

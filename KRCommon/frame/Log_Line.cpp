@@ -61,12 +61,13 @@ public:
     void add_by_ace(const Directive& directive, const char* letters, Value value) noexcept
     {
         std::array<char, 64> spec{'%'};
-        if (directive.flags.size() + std::strlen(letters) + 2 > spec.size()) {
+        const std::size_t count = std::strlen(letters);
+        if (directive.flags.size() + count + 2 > spec.size()) {
             is_whole_ = false;
             return;
         }
         directive.flags.copy(spec.data() + 1, spec.size());
-        std::strcpy(spec.data() + 1 + directive.flags.size(), letters);
+        std::memcpy(spec.data() + 1 + directive.flags.size(), letters, count + 1);
         const int length = ACE_OS::snprintf(out_, room() + 1, spec.data(), value);
         const auto size = static_cast<std::size_t>(std::max(length, 0));
         is_whole_ = is_whole_ && length >= 0 && size <= room();
@@ -80,9 +81,11 @@ public:
         const double scaled = std::fabs(number) * 1e6;
         if (!(scaled < limit))
             return false;
-        const auto rounded = static_cast<std::int64_t>(scaled + 0.5);
+        // Where this would round wrongly the digits beyond decide.
+        const auto rounded =
+            static_cast<std::int64_t>(scaled + 0.5); // NOLINT(bugprone-incorrect-roundings)
         if (std::fabs(scaled - static_cast<double>(rounded)) > 0.499)
-            return false; // the digits beyond decide
+            return false;
         std::array<char, 7> decimals{'.'};
         for (std::int64_t i = 6, rest = rounded; i > 0; --i, rest /= 10)
             decimals[static_cast<std::size_t>(i)] = static_cast<char>('0' + rest % 10);

@@ -163,8 +163,9 @@ KR_AES_NI_STEP std::size_t decrypt_some(const std::uint32_t* keys, __m128i& chai
                                         const unsigned char* in, unsigned char* out,
                                         std::size_t blocks)
 {
+    constexpr std::size_t size = 16UL * count;
     std::size_t done = 0;
-    for (; blocks - done >= count; done += count, in += 16 * count, out += 16 * count) {
+    for (; blocks - done >= count; done += count, in += size, out += size) {
         Blocks<count> some;
         load_all(some, in, load_key(keys, 0));
 #pragma GCC unroll 13
@@ -173,7 +174,7 @@ KR_AES_NI_STEP std::size_t decrypt_some(const std::uint32_t* keys, __m128i& chai
         end_all(some, load_key(keys, rounds));
         // All is read before anything is written: in and out may be the same.
         unchain_all(some, chain, in);
-        chain = load(in + 16 * (count - 1));
+        chain = load(in + size - 16);
         store_all(some, out);
     }
     return done;

@@ -62,7 +62,7 @@ public:
              color += color_size) {
             const std::int8_t area = get(color, color_entry::area);
             colors_[count] = get(color, color_entry::rgb_and_area);
-            areas_[count] = static_cast<std::uint16_t>(area);
+            areas_[count] = static_cast<std::uint8_t>(area);
             count += area > 0 ? 1 : 0;
         }
         count_ = count;

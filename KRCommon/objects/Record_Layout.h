@@ -22,6 +22,7 @@ template <typename Number>
 struct Field_Of {
     unsigned offset;
 
+    // NOLINTNEXTLINE(google-explicit-constructor): every number is a field too
     constexpr operator Field() const noexcept { return {offset, sizeof(Number)}; }
 };
 
@@ -30,6 +31,7 @@ template <typename Number, std::size_t count>
 struct Array_Of {
     unsigned offset;
 
+    // NOLINTNEXTLINE(google-explicit-constructor): every number is a field too
     constexpr operator Field() const noexcept { return {offset, sizeof(Number) * count}; }
 
     /// One of them. The index is not checked.

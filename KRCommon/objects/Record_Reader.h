@@ -20,8 +20,8 @@ namespace kr_internal {
 /// Quirk: the count is a signed byte, so of 128 to 255 colours none are read.
 [[nodiscard]] inline unsigned readable_colors(const unsigned char* entry) noexcept
 {
-    const int count = get(entry, entry::color_count);
-    return __builtin_expect(count >= 0, true) ? static_cast<unsigned>(count) : 0;
+    const std::int8_t count = get(entry, entry::color_count);
+    return __builtin_expect(count >= 0, true) ? static_cast<std::uint8_t>(count) : 0;
 }
 
 [[nodiscard]] inline bool has_bad_color_count(const unsigned char* entry) noexcept
