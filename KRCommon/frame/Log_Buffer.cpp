@@ -55,6 +55,8 @@ public:
     const char* text() const noexcept { return text_.data(); }
 
 private:
+    void add(const char* text) noexcept { add("%s", text); }
+
     template <typename... Arguments>
     void add(const char* format, Arguments... arguments) noexcept
     {

@@ -103,7 +103,7 @@ kr_internal::Lock_Order& lock_order()
     return order;
 }
 
-std::uint32_t next_order_number() noexcept
+[[maybe_unused]] std::uint32_t next_order_number() noexcept
 {
     static std::atomic<std::uint32_t> last{0};
     return last.fetch_add(1, relaxed) + 1;
@@ -118,8 +118,8 @@ void for_each_listed(Function function)
 }
 
 // Asked before the wait, which may be the one that never ends. Without memory there is no report.
-void report_reversed_order(std::uint32_t order, const char* name, const char* file,
-                           int line) noexcept
+[[maybe_unused]] void report_reversed_order(std::uint32_t order, const char* name, const char* file,
+                                            int line) noexcept
 try {
     if (order == 0)
         return;
@@ -134,7 +134,7 @@ try {
 } catch (const std::bad_alloc&) {
 }
 
-void remember_order(std::uint32_t order, const char* file, int line)
+[[maybe_unused]] void remember_order(std::uint32_t order, const char* file, int line)
 {
     for_each_listed([&](const Thread_Locks::Held& held) {
         lock_order().add({held.order, held.file, held.line}, {order, file, line});
