@@ -12,9 +12,15 @@
 inline bool ends_within(std::chrono::seconds limit, std::function<void()> function)
 {
     const auto end = std::make_shared<std::promise<void>>();
-    std::thread([end, function = std::move(function)] {
+    std::thread thread([end, function = std::move(function)] {
         function();
         end->set_value();
-    }).detach();
-    return end->get_future().wait_for(limit) == std::future_status::ready;
+    });
+    const bool in_time = end->get_future().wait_for(limit) == std::future_status::ready;
+    // Joined where it can be: under Wine, a thread that starts while a detached one ends may hang.
+    if (in_time)
+        thread.join();
+    else
+        thread.detach();
+    return in_time;
 }
