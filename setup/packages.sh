@@ -23,6 +23,10 @@ EXAMPLE_PACKAGES=(libopencv-objdetect-dev libopencv-video-dev libopencv-videoio-
 # Tcl makes SQLite's one-file form, which is compiled for Windows.
 WINDOWS_EXAMPLE_PACKAGES=(tcl)
 
+# What krtool uses: command line, JSON, pictures, compressed log files.
+TOOL_PACKAGES=(libcli11-dev nlohmann-json3-dev libstb-dev zlib1g-dev)
+WINDOWS_TOOL_PACKAGES=(libz-mingw-w64-dev)
+
 # The benchmarks and the libraries that they compare with.
 BENCH_PACKAGES=(libbenchmark-dev libabsl-dev libopencv-imgproc-dev libexpat1-dev libpugixml-dev
                 libxml2-dev libssl-dev libfmt-dev libspdlog-dev protobuf-compiler libprotobuf-dev

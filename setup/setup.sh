@@ -100,7 +100,8 @@ same_source_at() {
 
 # The packages of one part, one a line.
 packages_of() {
-    local linux=("${LIBRARY_PACKAGES[@]}" "${TEST_PACKAGES[@]}" "${EXAMPLE_PACKAGES[@]}")
+    local linux=("${LIBRARY_PACKAGES[@]}" "${TEST_PACKAGES[@]}" "${EXAMPLE_PACKAGES[@]}"
+           "${TOOL_PACKAGES[@]}")
     local list
     case $1 in
     library) list=("${LIBRARY_PACKAGES[@]}") ;;
@@ -108,7 +109,7 @@ packages_of() {
     linux) list=("${linux[@]}") ;;
     windows)
         list=("${linux[@]}" "${WINDOWS_LIBRARY_PACKAGES[@]}" "${WINE_PACKAGES[@]}"
-              "${WINDOWS_EXAMPLE_PACKAGES[@]}")
+              "${WINDOWS_EXAMPLE_PACKAGES[@]}" "${WINDOWS_TOOL_PACKAGES[@]}")
         ;;
     windows-bench)
         list=("${LIBRARY_PACKAGES[@]}" "${WINDOWS_LIBRARY_PACKAGES[@]}" "${WINE_PACKAGES[@]}")

@@ -1,0 +1,7 @@
+#include "Log_Commands.h"
+
+namespace krtool {
+
+void add_log_commands(CLI::App&, Program&) {}
+
+} // namespace krtool
