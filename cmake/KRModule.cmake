@@ -12,6 +12,10 @@ include(GoogleTest)
 # The folders whose benchmarks do without the libraries that they compare with, which Windows lacks.
 set(KR_WINDOWS_BENCHES util colors)
 
+# The test programs that loop millions of times. The others are compiled without optimisation, in half
+# the time; what they test is optimised as ever.
+set(KR_OPTIMIZED_TESTS colors_tests kernels_tests large_text_tests objects_tests)
+
 macro(kr_use_googletest)
   set(BUILD_SHARED_LIBS OFF)
   set(INSTALL_GTEST OFF CACHE BOOL "" FORCE)
@@ -26,6 +30,9 @@ function(kr_test name)
   cmake_parse_arguments(arg "" "" "SOURCES;LIBRARIES" ${ARGN})
   add_executable(${name} ${arg_SOURCES})
   target_link_libraries(${name} PRIVATE kr_warnings ${arg_LIBRARIES} GTest::gtest_main GTest::gmock)
+  if(NOT name IN_LIST KR_OPTIMIZED_TESTS)
+    target_compile_options(${name} PRIVATE $<$<CONFIG:RelWithDebInfo>:-O0>)
+  endif()
   gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST TEST_FILTER "-*_Slow.*"
                        PROPERTIES TIMEOUT 120)
   gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST TEST_FILTER "*_Slow.*"
