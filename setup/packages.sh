@@ -27,6 +27,9 @@ WINDOWS_EXAMPLE_PACKAGES=(tcl)
 TOOL_PACKAGES=(libcli11-dev nlohmann-json3-dev libstb-dev zlib1g-dev)
 WINDOWS_TOOL_PACKAGES=(libz-mingw-w64-dev)
 
+# The generator of web-service types and its imports, for the test with generated types alone.
+SOAP_PACKAGES=(gsoap)
+
 # The benchmarks and the libraries that they compare with.
 BENCH_PACKAGES=(libbenchmark-dev libabsl-dev libopencv-imgproc-dev libexpat1-dev libpugixml-dev
                 libxml2-dev libssl-dev libfmt-dev libspdlog-dev protobuf-compiler libprotobuf-dev

@@ -8,6 +8,7 @@
 #   bench             the benchmarks and the libraries that they compare with
 #   windows-bench     the benchmarks for Windows, Google Benchmark built for it
 #   clang             the second compiler, and the tests
+#   soap              gSOAP, which generates web-service types, and the tests
 #   fuzz              clang with libFuzzer
 #   coverage          gcovr, and the tests
 #   checks            clang-format, clang-tidy, shellcheck
@@ -116,6 +117,7 @@ packages_of() {
         ;;
     bench) list=("${LIBRARY_PACKAGES[@]}" "${BENCH_PACKAGES[@]}") ;;
     clang) list=("${LIBRARY_PACKAGES[@]}" "${TEST_PACKAGES[@]}" "${CLANG_PACKAGES[@]}") ;;
+    soap) list=("${LIBRARY_PACKAGES[@]}" "${TEST_PACKAGES[@]}" "${SOAP_PACKAGES[@]}") ;;
     fuzz) list=("${LIBRARY_PACKAGES[@]}" "${FUZZ_PACKAGES[@]}") ;;
     coverage) list=("${LIBRARY_PACKAGES[@]}" "${TEST_PACKAGES[@]}" "${COVERAGE_PACKAGES[@]}") ;;
     checks) list=("${CHECK_PACKAGES[@]}") ;;
@@ -142,6 +144,7 @@ build_for() {
         "$here/build-benchmark-windows.sh"
         "$here/wine-run.sh" cmd /c ver >/dev/null
         ;;
+    soap) "$here/fetch-gsoap.sh" ;;
     demo) fetch_recording ;;
     esac
 }
