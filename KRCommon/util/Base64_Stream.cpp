@@ -6,7 +6,6 @@
 #include <KRCommon/util/Base64_Group.h>
 
 #include <algorithm>
-#include <array>
 #include <cstring>
 #include <limits>
 #include <string_view>
@@ -25,33 +24,39 @@ struct Replacement {
     char to;
 };
 
-constexpr std::array<Replacement, 2> to_url_safe{{{'+', '-'}, {'/', '_'}}};
-
-// What is not of that alphabet must not become what is of the other.
-constexpr char of_none = '!';
-constexpr std::array<Replacement, 4> from_url_safe{
-    {{'-', '+'}, {'_', '/'}, {'+', of_none}, {'/', of_none}}};
-
 // The same memory may be text and out.
-template <std::size_t count>
-void replace(const char* text, std::size_t length, char* out,
-             const std::array<Replacement, count>& replacements) noexcept
+template <typename... Replacements>
+void replace(const char* text, std::size_t length, char* out, Replacements... each) noexcept
 {
     using namespace kr_internal::vector;
     std::size_t at = 0;
     for (; length - at >= 16; at += 16) {
         const Bytes bytes = load_bytes(text + at);
         Bytes differences = all_bytes(0);
-        for (const Replacement& each : replacements)
-            differences = either(differences, both(equal(bytes, all_bytes(each.from)),
-                                                   all_bytes(each.to - each.from)));
+        ((differences = either(differences, both(equal(bytes, all_bytes(each.from)),
+                                                 all_bytes(each.to - each.from)))),
+         ...);
         store_bytes(out + at, sum(bytes, differences));
     }
     for (; at < length; ++at) {
-        const auto each = std::find_if(replacements.begin(), replacements.end(),
-                                       [c = text[at]](Replacement r) { return r.from == c; });
-        out[at] = each == replacements.end() ? text[at] : each->to;
+        const char from = text[at];
+        char to = from;
+        ((to = from == each.from ? each.to : to), ...);
+        out[at] = to;
     }
+}
+
+void make_url_safe(char* text, std::size_t length) noexcept
+{
+    replace(text, length, text, Replacement{'+', '-'}, Replacement{'/', '_'});
+}
+
+// What is not of that alphabet must not become what is of the other.
+void make_standard(const char* text, std::size_t length, char* out) noexcept
+{
+    constexpr char of_none = '!';
+    replace(text, length, out, Replacement{'-', '+'}, Replacement{'_', '/'},
+            Replacement{'+', of_none}, Replacement{'/', of_none});
 }
 
 bool is_in_alphabet(char character) noexcept
@@ -175,7 +180,7 @@ char* KR_Base64_Encoder::encode_groups(const unsigned char* data, std::size_t gr
         else
             kernels().encode_base64(data, 3 * count, out);
         if (!is_standard)
-            replace(out, static_cast<std::size_t>(end - out), out, to_url_safe);
+            make_url_safe(out, static_cast<std::size_t>(end - out));
         data += 3 * count;
         groups -= count;
         out = end;
@@ -225,7 +230,7 @@ KR_Base64_End KR_Base64_Encoder::finish(char* out, std::size_t capacity) noexcep
             *end++ = '\n';
         kr_internal::encode_base64_rest(kept_, kept_count_, end);
         if (format_.alphabet == KR_Base64_Alphabet::url_safe)
-            replace(end, 4, end, to_url_safe);
+            make_url_safe(end, 4);
         end += format_.padding ? 4 : kept_count_ + 1;
     }
     const auto size = static_cast<std::size_t>(end - text);
@@ -328,7 +333,7 @@ KR_Base64_Step KR_Base64_Decoder::decode_url_safe(const char* text, std::size_t 
     char piece[1024];
     while (step.read < length) {
         const std::size_t size = std::min(length - step.read, sizeof piece);
-        replace(text + step.read, size, piece, from_url_safe);
+        make_standard(text + step.read, size, piece);
         const KR_Base64_Step part =
             decode_standard(piece, size, out + step.written, capacity - step.written);
         step.read += part.read;
