@@ -112,15 +112,13 @@ void KR_Base64_Encoder::reset() noexcept
     column_ = 0;
 }
 
-// Characters of so many groups from here on.
-std::size_t KR_Base64_Encoder::size_of(std::size_t groups) const noexcept
+// A line that is full is broken when more comes.
+bool KR_Base64_Encoder::is_break_due() const noexcept
 {
-    if (groups == 0 || !format_.line_breaks)
-        return 4 * groups;
-    return 4 * groups + (column_ + 4 * groups - 1) / line_characters;
+    return format_.line_breaks && column_ == line_characters;
 }
 
-// How many groups there is room for from here on: the largest number that size_of() allows.
+// How many groups, with the breaks before them, there is room for from here on.
 std::size_t KR_Base64_Encoder::groups_for(std::size_t room) const noexcept
 {
     if (room < 4 || !format_.line_breaks)
@@ -133,22 +131,15 @@ std::size_t KR_Base64_Encoder::groups_for(std::size_t room) const noexcept
     return static_cast<std::size_t>((lines * line_characters + in_line + 1 - column_) / 4);
 }
 
-// A line that is full is broken when it is known that more comes.
-char* KR_Base64_Encoder::break_line(char* out) noexcept
-{
-    if (!format_.line_breaks || column_ < line_characters)
-        return out;
-    column_ = 0;
-    *out = '\n';
-    return out + 1;
-}
-
 // In the standard's alphabet. Returns the end of the text.
 char* KR_Base64_Encoder::encode_lines(const unsigned char* data, std::size_t groups,
                                       char* out) noexcept
 {
     while (groups > 0) {
-        out = break_line(out);
+        if (is_break_due()) {
+            *out++ = '\n';
+            column_ = 0;
+        }
         if (column_ == 0 && groups > line_groups) {
             const std::size_t lines = (groups - 1) / line_groups; // behind each of them more comes
             kernels().encode_base64_lines(data, lines, out);
@@ -202,7 +193,7 @@ KR_Base64_Step KR_Base64_Encoder::encode(const void* data, std::size_t length, c
             kept_[kept_count_++] = bytes[step.read++];
         if (kept_count_ < 3)
             return step;
-        if (size_of(1) > room) { // not yet
+        if (groups_for(room) == 0) { // not yet
             --kept_count_;
             --step.read;
             return step;
@@ -226,7 +217,7 @@ KR_Base64_End KR_Base64_Encoder::finish(char* out, std::size_t capacity) noexcep
     char text[5];
     char* end = text;
     if (kept_count_ > 0) {
-        if (format_.line_breaks && column_ == line_characters)
+        if (is_break_due())
             *end++ = '\n';
         kr_internal::encode_base64_rest(kept_, kept_count_, end);
         if (format_.alphabet == KR_Base64_Alphabet::url_safe)

@@ -36,9 +36,8 @@ enum class KR_Base64_Alphabet {
 /// How a text is written.
 struct KR_Base64_Format {
     KR_Base64_Alphabet alphabet = KR_Base64_Alphabet::standard;
-    bool padding = true; ///< "=" fill the last group up to four characters
-    bool line_breaks =
-        false; ///< a line feed after every 76 characters, none at the end of the text
+    bool padding = true;      ///< "=" fill the last group up to four characters
+    bool line_breaks = false; ///< a line feed after every 76 characters but not at the end
 };
 
 /// How far a step came.
@@ -111,21 +110,20 @@ public:
     KR_Base64_End finish(char* out, std::size_t capacity) noexcept;
 
 private:
+    bool is_break_due() const noexcept;
     std::size_t groups_for(std::size_t room) const noexcept;
-    std::size_t size_of(std::size_t groups) const noexcept;
     char* encode_groups(const unsigned char* data, std::size_t groups, char* out) noexcept;
     char* encode_lines(const unsigned char* data, std::size_t groups, char* out) noexcept;
-    char* break_line(char* out) noexcept;
 
     KR_Base64_Format format_;
     unsigned char kept_[3] = {};
     unsigned char kept_count_ = 0; // below 3 between calls
-    unsigned char column_ = 0; // with line breaks: characters in the line, 76 when a break is due
+    unsigned char column_ = 0;     // with line breaks: characters in this line, up to 76
 };
 
 /// Decodes a text that comes in pieces, cut anywhere. The bytes are those that the whole text has by
-/// the lenient rules of Base64.h; with the alphabet for URLs "+" and "/" are outside of it. Whether the
-/// text was more than these rules need can be asked.
+/// the lenient rules of Base64.h; with the alphabet for URLs "+" and "/" are outside of it. Whether it
+/// was a proper text, and where not, can be asked.
 class KRCOMMON_EXPORT KR_Base64_Decoder {
 public:
     explicit KR_Base64_Decoder(KR_Base64_Alphabet alphabet = KR_Base64_Alphabet::standard) noexcept
