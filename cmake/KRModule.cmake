@@ -1,16 +1,18 @@
 # The build of one folder of the library, one call a folder.
 #
 #   kr_module(NAME [HEADERS x.h ...] SOURCES x.cpp ... [TESTS x_test.cpp ...]
-#             [BENCHES x_bench.cpp ...] [TEST_LIBRARIES t ...] [BENCH_LIBRARIES t ...])
+#             [BENCHES x_bench.cpp ...] [PEER_BENCHES x_peers_bench.cpp ...]
+#             [TEST_LIBRARIES t ...] [BENCH_LIBRARIES t ...])
 #
 # adds the sources to the library and makes the programs NAME_tests and NAME_bench of the rest.
 # Both are linked from the library's objects, so that internals stay testable. HEADERS are the public
-# ones, which are installed; what is not named there is internal.
+# ones, which are installed; what is not named there is internal. PEER_BENCHES are those that need
+# the libraries that the benchmarks compare with, BENCH_LIBRARIES.
 
 include(GoogleTest)
 
 # The folders whose benchmarks do without the libraries that they compare with, which Windows lacks.
-set(KR_WINDOWS_BENCHES util colors)
+set(KR_WINDOWS_BENCHES util colors objects)
 
 # The test programs that loop millions of times. The others are compiled without optimisation, in half
 # the time; what they test is optimised as ever.
@@ -66,7 +68,7 @@ function(kr_bench name)
 endfunction()
 
 function(kr_module name)
-  cmake_parse_arguments(arg "" "" "HEADERS;SOURCES;TESTS;BENCHES;TEST_LIBRARIES;BENCH_LIBRARIES" ${ARGN})
+  cmake_parse_arguments(arg "" "" "HEADERS;SOURCES;TESTS;BENCHES;PEER_BENCHES;TEST_LIBRARIES;BENCH_LIBRARIES" ${ARGN})
   install(FILES ${arg_HEADERS} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/KRCommon/${name})
   list(TRANSFORM arg_SOURCES PREPEND ${CMAKE_CURRENT_SOURCE_DIR}/)
   target_sources(krcommon_objects PRIVATE ${arg_SOURCES})
@@ -78,9 +80,10 @@ function(kr_module name)
   endif()
   if(KR_BENCHMARKS AND arg_BENCHES)
     if(WIN32)
+      set(arg_PEER_BENCHES "")
       set(arg_BENCH_LIBRARIES "")
     endif()
-    kr_bench(${name}_bench SOURCES ${arg_BENCHES}
+    kr_bench(${name}_bench SOURCES ${arg_BENCHES} ${arg_PEER_BENCHES}
              LIBRARIES krcommon_linked ${arg_BENCH_LIBRARIES})
   endif()
 endfunction()

@@ -292,6 +292,15 @@ TEST(Surface, TheUtilitiesAreThere)
     hash << "abc";
     EXPECT_TRUE(hash.computeHash(text));
     EXPECT_EQ("363E99A96A81064771253EBA6CC250789DD8D09C", text);
+    EXPECT_TRUE(kr_digest_text(hash, text));
+    EXPECT_EQ("A9993E364706816ABA3E25717850C26C9CD0D89D", text);
+    cSHA256 no_file;
+    EXPECT_EQ(KR_Hash_File_Result::cannot_open, kr_hash_file("no such file", no_file));
+    KR_Base64_Encoder encoder({KR_Base64_Alphabet::url_safe, false});
+    char characters[5];
+    EXPECT_EQ(4U, encoder.encode("\xFB\xEF\xBE", 3, characters, 5).written);
+    EXPECT_EQ("----", std::string(characters, 4));
+    EXPECT_TRUE(encoder.finish(characters, 0).is_whole);
     EXPECT_EQ("secret", decrypt_string(encrypt_string("secret")));
     EXPECT_STREQ("Version not supported", KR_Version_Retriever("no such file").GetVersionInfo());
 }

@@ -144,10 +144,33 @@ bool begins_with_digits(std::string_view text) noexcept
     return text.size() > sign && (text[sign] == '.' || is_decimal_digit(text[sign]));
 }
 
+// A plain decimal of at most seven digits, as bounds are. They and the power of ten are floats
+// without rounding, so that their quotient is the nearest float. False for every other text.
+bool read_short_decimal(std::string_view text, float& number) noexcept
+{
+    constexpr std::array<float, 8> powers{1, 1e1F, 1e2F, 1e3F, 1e4F, 1e5F, 1e6F, 1e7F};
+    const std::size_t point = std::min(text.find('.'), text.size());
+    const std::size_t digits = text.size() - (point < text.size() ? 1 : 0);
+    if (digits == 0 || digits >= powers.size())
+        return false;
+    std::int32_t whole = 0;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (i == point)
+            continue;
+        if (!is_decimal_digit(text[i]))
+            return false;
+        whole = whole * 10 + (text[i] - '0');
+    }
+    number = static_cast<float>(whole) / powers[digits - point];
+    return true;
+}
+
 // An xs:float, rounded to the nearest. The number is set on success only.
 Xml_Code read_number(std::string_view text, float& number) noexcept
 {
     text = trimmed(text);
+    if (read_short_decimal(text, number))
+        return Xml_Code::no_error;
     if (!begins_with_digits(text)) // std::from_chars would take "inf" and "nan(1)"
         return read_named_number(text, number);
     text = without_plus(text);

@@ -10,6 +10,7 @@
 #include <array>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <iterator>
@@ -782,6 +783,26 @@ TEST(ConfigurationReader, FloatsAreRoundedToTheNearest)
         for (const Float_Case& row : floats)
             EXPECT_EQ(row.bits, bits_of(read_float(row.text, name)))
                 << name << "='" << row.text << '\'';
+}
+
+// With a point at every place, or none.
+TEST(ConfigurationReader, DecimalsOfUpToNineDigitsAreRoundedToTheNearest)
+{
+    std::uint32_t random = 1;
+    for (std::size_t size = 1; size <= 9; ++size)
+        for (std::size_t point = 0; point <= size + 1; ++point)
+            for (int round = 0; round < 12; ++round) {
+                std::string digits;
+                for (std::size_t i = 0; i < size; ++i) {
+                    random = random * 1'664'525 + 1'013'904'223;
+                    digits += round == 0 ? '9' : static_cast<char>('0' + (random >> 16) % 10);
+                }
+                if (point <= size)
+                    digits.insert(point, ".");
+                EXPECT_EQ(bits_of(std::strtof(digits.c_str(), nullptr)),
+                          bits_of(read_float(digits, "sat_to")))
+                    << digits;
+            }
 }
 
 TEST(ConfigurationReader, AFloatsSizeIsThatOfItsFirstDigitAfterTheExponent)

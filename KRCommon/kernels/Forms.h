@@ -68,6 +68,10 @@ void compress_sha1_portable(std::uint32_t* h, const unsigned char* data,
                             std::size_t blocks) noexcept;
 void compress_sha1_sha(std::uint32_t* h, const unsigned char* data, std::size_t blocks) noexcept;
 
+void compress_sha256_portable(std::uint32_t* h, const unsigned char* data,
+                              std::size_t blocks) noexcept;
+void compress_sha256_sha(std::uint32_t* h, const unsigned char* data, std::size_t blocks) noexcept;
+
 void expand_aes_key_portable(const unsigned char* key, std::uint32_t* keys) noexcept;
 void expand_aes_key_aes(const unsigned char* key, std::uint32_t* keys) noexcept;
 void invert_aes_keys_portable(const std::uint32_t* keys, std::uint32_t* inverse) noexcept;

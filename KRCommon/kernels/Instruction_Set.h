@@ -19,7 +19,7 @@ enum class Level : unsigned char { portable, sse2, ssse3, avx2, avx512 };
 inline constexpr std::array<std::string_view, 5> level_names{"portable", "sse2", "ssse3", "avx2",
                                                              "avx512"};
 
-/// A level, and beside it, from ssse3 on, the instructions for SHA-1 and AES.
+/// A level, and beside it, from ssse3 on, the instructions for SHA and AES.
 struct Instruction_Set {
     Level level = Level::portable;
     bool sha = false;

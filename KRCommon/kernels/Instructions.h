@@ -4,7 +4,7 @@
 /// Which of the processor's special instructions the library uses.
 ///
 /// At the first use of what has a form with special instructions (Base64, hexadecimal digits, SHA-1,
-/// AES, colours by the batch) the library asks the processor and the system once and takes the
+/// SHA-256, AES, colours by the batch) the library asks the processor and the system once and takes the
 /// fastest form that both can run. All forms give the same results.
 ///
 /// The environment variable KR_INSTRUCTIONS sets a limit, for support and for tests. Its value is
@@ -24,7 +24,7 @@
 ///
 /// The first word is the level, each of which has those before it: "portable" (no special
 /// instructions at all), "sse2", "ssse3", "avx2", "avx512" (F, BW, VL and VBMI). "sha" and "aes"
-/// follow where the processor's instructions for SHA-1 and AES are used, from "ssse3" on. A build with
+/// follow where the processor's instructions for SHA and AES are used, from "ssse3" on. A build with
 /// KR_PORTABLE says "portable". Level and words are those of the processor and the limit: not every
 /// subject has a form for each of them.
 ///

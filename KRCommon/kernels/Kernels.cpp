@@ -44,6 +44,7 @@ constexpr Kernels make_kernels(Instruction_Set set)
     table.rgb_to_hsv = rgb_to_hsv_portable;
     table.hsv_to_rgb = hsv_to_rgb_portable;
     table.compress_sha1 = compress_sha1_portable;
+    table.compress_sha256 = compress_sha256_portable;
     table.expand_aes_key = expand_aes_key_portable;
     table.invert_aes_keys = invert_aes_keys_portable;
     table.encrypt_aes = encrypt_aes_portable;
@@ -78,8 +79,10 @@ constexpr Kernels make_kernels(Instruction_Set set)
         table.decode_base64_lines = decode_base64_lines_avx512;
         table.rgb_to_hsv = rgb_to_hsv_avx512;
     }
-    if (set.sha)
+    if (set.sha) {
         table.compress_sha1 = compress_sha1_sha;
+        table.compress_sha256 = compress_sha256_sha;
+    }
     if (set.aes) {
         table.expand_aes_key = expand_aes_key_aes;
         table.invert_aes_keys = invert_aes_keys_aes;

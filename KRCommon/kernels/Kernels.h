@@ -70,6 +70,12 @@ struct Kernels {
     /// data     64 * blocks bytes
     void (*compress_sha1)(std::uint32_t* h, const unsigned char* data, std::size_t blocks) noexcept;
 
+    /// SHA-256, FIPS 180-4 section 6.2.2: takes whole blocks into the state.
+    /// h        the eight words of the state, changed
+    /// data     64 * blocks bytes
+    void (*compress_sha256)(std::uint32_t* h, const unsigned char* data,
+                            std::size_t blocks) noexcept;
+
     /// AES with a key of 256 bits, FIPS 197 section 5.2: the round keys.
     /// key      32 bytes
     /// keys     aes_key_words words, with the lowest byte of each the first in the standard's order

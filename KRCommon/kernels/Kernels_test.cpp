@@ -94,6 +94,7 @@ TEST(Kernels, OfEachSetAreWhole)
         EXPECT_NE(nullptr, table.rgb_to_hsv);
         EXPECT_NE(nullptr, table.hsv_to_rgb);
         EXPECT_NE(nullptr, table.compress_sha1);
+        EXPECT_NE(nullptr, table.compress_sha256);
         EXPECT_NE(nullptr, table.expand_aes_key);
         EXPECT_NE(nullptr, table.invert_aes_keys);
         EXPECT_NE(nullptr, table.encrypt_aes);

@@ -1,24 +1,23 @@
 #pragma once
 
 /// \file
-/// What the benchmarks of the record share: objects, the same in every run, and their form as
-/// FlatBuffers tables.
+/// What the benchmarks of the record share: objects, the same in every run, and their records.
 
 #include <KRCommon/objects/Objects.h>
 
-#include <Objects_bench_generated.h>
+#include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <limits>
+#include <map>
 #include <random>
-#include <utility>
+#include <tuple>
 #include <vector>
 
 namespace kr_record_bench {
-
-namespace flat = kr_bench::flat;
 
 using Bytes = std::vector<unsigned char>;
 using Instance = KR_ObjectBase::Instance;
@@ -105,81 +104,7 @@ inline KR_ObjectBase make_object(Random& random, std::size_t instances, std::siz
         object.AuxiliaryData->push_back(random.byte());
     return object;
 }
-// An object as a FlatBuffers table and back.
 
-inline flat::Color to_flat(const ns__RgbColorArea& color)
-{
-    return {color.color.red, color.color.green, color.color.blue,
-            static_cast<std::int8_t>(color.area), static_cast<std::int8_t>(color.code)};
-}
-
-inline flat::Observation to_flat(const Instance& instance)
-{
-    const Geom_Box2D<float>& box = instance.Box;
-    return {static_cast<std::int32_t>(instance.Time.sec()),
-            static_cast<std::int32_t>(instance.Time.usec()),
-            static_cast<std::int8_t>(instance.PersonValue),
-            static_cast<std::int8_t>(instance.VehicleValue),
-            static_cast<std::int8_t>(instance.ObjectValue),
-            static_cast<std::int8_t>(instance.UnknownValue),
-            flat::Box(box.MinX, box.MinY, box.MaxX, box.MaxY),
-            instance.Float1,
-            instance.Float2,
-            flatbuffers::span<const float, 4>(instance.Group),
-            instance.PointX,
-            instance.PointY,
-            instance.Flag,
-            static_cast<std::int8_t>(instance.Number)};
-}
-
-inline flat::Time to_flat(const ACE_Time_Value& time)
-{
-    return {time.sec(), static_cast<std::int32_t>(time.usec())};
-}
-
-inline flat::Statistics statistics_of(const KR_ObjectBase& object)
-{
-    return {object.StatisticsWord1, object.StatisticsWord2,
-            object.Duration,        flatbuffers::span<const float, 3>(object.ClassScores),
-            object.StatisticsWord7, object.StatisticsWord8};
-}
-
-class Flat_Writer {
-public:
-    // The bytes, in the builder, stay valid until the next call.
-    flatbuffers::FlatBufferBuilder& write(const KR_ObjectBase& object)
-    {
-        builder_.Clear();
-        instances_.clear();
-        for (const Instance& instance : object.Instances)
-            instances_.push_back(write(instance));
-        const auto instances = builder_.CreateVector(instances_);
-        const auto auxiliary_data = builder_.CreateVector(*object.AuxiliaryData);
-        const flat::Sensor sensor(object.SensorId.word1, object.SensorId.word2);
-        const flat::Time first_seen = to_flat(object.FirstSeenTime);
-        const flat::Time second = to_flat(object.SecondTime);
-        const flat::Statistics statistics = statistics_of(object);
-        builder_.Finish(flat::CreateRecord(builder_, &sensor, object.ObjectId, object.DetectorType,
-                                           &first_seen, object.Word1, object.Word2, &second,
-                                           &statistics, instances, auxiliary_data));
-        return builder_;
-    }
-
-private:
-    flatbuffers::Offset<flat::Instance> write(const Instance& instance)
-    {
-        flat::Color* color = nullptr;
-        const auto colors =
-            builder_.CreateUninitializedVectorOfStructs(instance.Colors.size(), &color);
-        for (const ns__RgbColorArea& each : instance.Colors)
-            *color++ = to_flat(each);
-        const flat::Observation observation = to_flat(instance);
-        return flat::CreateInstance(builder_, &observation, colors);
-    }
-
-    flatbuffers::FlatBufferBuilder builder_;
-    std::vector<flatbuffers::Offset<flat::Instance>> instances_;
-};
 inline void require(bool holds, const char* what)
 {
     if (holds)
@@ -187,4 +112,116 @@ inline void require(bool holds, const char* what)
     std::fprintf(stderr, "wrong result: %s\n", what);
     std::abort();
 }
+
+// Whether two objects have the same content, as far as a record holds it.
+
+inline auto fields(const ns__RgbColorArea& color)
+{
+    return std::tie(color.color.red, color.color.green, color.color.blue, color.area, color.code);
+}
+
+inline auto fields(const Instance& instance)
+{
+    const Geom_Box2D<float>& box = instance.Box;
+    return std::tie(instance.Time, instance.PersonValue, instance.VehicleValue,
+                    instance.ObjectValue, instance.UnknownValue, box.MinX, box.MinY, box.MaxX,
+                    box.MaxY, box.IsSet, instance.Float1, instance.Float2, instance.Flag,
+                    instance.Group[0], instance.Group[1], instance.Group[2], instance.Group[3],
+                    instance.Number, instance.PointX, instance.PointY);
+}
+
+inline auto fields(const KR_ObjectBase& object)
+{
+    return std::tie(object.SensorId.word1, object.SensorId.word2, object.ObjectId,
+                    object.DetectorType, object.FirstSeenTime, object.Word1, object.Word2,
+                    object.SecondTime, object.StatisticsWord1, object.StatisticsWord2,
+                    object.Duration, object.ClassScores[0], object.ClassScores[1],
+                    object.ClassScores[2], object.StatisticsWord7, object.StatisticsWord8,
+                    *object.AuxiliaryData);
+}
+
+inline bool same_color(const ns__RgbColorArea& one, const ns__RgbColorArea& other)
+{
+    return fields(one) == fields(other);
+}
+
+inline bool same_instance(const Instance& one, const Instance& other)
+{
+    return fields(one) == fields(other) &&
+           std::equal(one.Colors.begin(), one.Colors.end(), other.Colors.begin(),
+                      other.Colors.end(), same_color);
+}
+
+inline bool same_content(const KR_ObjectBase& one, const KR_ObjectBase& other)
+{
+    return fields(one) == fields(other) &&
+           std::equal(one.Instances.begin(), one.Instances.end(), other.Instances.begin(),
+                      other.Instances.end(), same_instance);
+}
+
+// The same objects with their records, all of one length.
+struct Record_Set {
+    explicit Record_Set(std::size_t instances);
+
+    std::vector<KR_ObjectBase> objects;
+    std::vector<Bytes> records;
+};
+
+// Enough of them that a processor cannot learn their branches, few enough for its caches.
+inline std::size_t objects_with(std::size_t instances)
+{
+    return std::clamp<std::size_t>(2'400 / instances, 8, 64);
+}
+
+inline Bytes checked_record_of(const KR_ObjectBase& object)
+{
+    Bytes record(object.serialize_size(no_limit));
+    const auto length = static_cast<unsigned>(record.size());
+    require(object.serialize(record.data(), no_limit) == length, "the length of the record");
+    KR_ObjectBase decoded;
+    require(KR_ObjectBase::deserialize(record.data(), length, &decoded) == length &&
+                same_content(object, decoded),
+            "the decoded record");
+    return record;
+}
+
+inline Record_Set::Record_Set(std::size_t instances)
+{
+    Random random;
+    for (std::size_t i = 0; i < objects_with(instances); ++i) {
+        objects.push_back(make_object(random, instances, colors_per_instance));
+        records.push_back(checked_record_of(objects.back()));
+    }
+}
+
+inline Record_Set& record_set(const benchmark::State& state)
+{
+    static std::map<std::size_t, Record_Set> sets;
+    const auto instances = static_cast<std::size_t>(state.range(0));
+    return sets.try_emplace(instances, instances).first->second;
+}
+
+// The benchmarks.
+
+template <typename Inputs, typename Action>
+inline void run_in_turn(benchmark::State& state, Inputs& inputs, Action action)
+{
+    std::size_t next = 0;
+    for (auto _ : state) {
+        action(inputs[next]);
+        benchmark::ClobberMemory();
+        next = next + 1 < inputs.size() ? next + 1 : 0;
+    }
+}
+
+inline void report_size(benchmark::State& state, std::size_t bytes)
+{
+    state.counters["bytes"] = static_cast<double>(bytes);
+}
+
+inline void instance_counts(benchmark::internal::Benchmark* each)
+{
+    each->Arg(1)->Arg(30)->Arg(300);
+}
+
 } // namespace kr_record_bench

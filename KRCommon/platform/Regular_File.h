@@ -28,6 +28,9 @@ public:
     /// False when there is no such file, it is no regular one, or it may not be read.
     bool is_open() const noexcept { return file_ != no_file; }
 
+    /// How many bytes the file has by now. Nothing when it is not open.
+    [[nodiscard]] std::optional<std::uint64_t> size() const noexcept;
+
     /// Copies `count` bytes from `offset` on, and tells how many there were: fewer at the end of the
     /// file alone. Nothing when the file is not open or cannot be read; `out` may be changed then.
     [[nodiscard]] std::optional<std::size_t> read_at(std::uint64_t offset, void* out,

@@ -59,6 +59,18 @@ TEST(RegularFile, AboveFourGigabytesIsReadWhereItIsAskedFor)
     EXPECT_EQ(std::string(5, '\0'), read(file, 1ULL << 32, 10));
 }
 
+TEST(RegularFile, TellsItsSize)
+{
+    const Temp_Folder folder;
+    const std::string path = folder.write("file", "abc");
+    const Regular_File file(path);
+    EXPECT_EQ(3u, file.size());
+    std::filesystem::resize_file(path, (1ULL << 32) + 5);
+    EXPECT_EQ((1ULL << 32) + 5, file.size()) << "as it is by now";
+    EXPECT_EQ(0u, Regular_File(folder.write("empty", "")).size());
+    EXPECT_EQ(std::nullopt, Regular_File(folder.path("missing")).size());
+}
+
 TEST(RegularFile, ThatIsMissingOrAFolderIsNotOpen)
 {
     const Temp_Folder folder;

@@ -2,6 +2,7 @@
 
 #include <KRCommon/kernels/Kernels.h>
 #include <KRCommon/platform/Platform.h>
+#include <KRCommon/util/Base64_Group.h>
 #include <KRCommon/util/Sizes.h>
 
 #include <algorithm>
@@ -13,34 +14,13 @@
 namespace {
 
 using kr_internal::base64_size;
+using kr_internal::count_base64_bytes;
 using kr_internal::kernels;
 using kr_internal::size_for;
-
-// RFC 4648, table 1.
-constexpr char alphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-
-constexpr std::array<signed char, 128> make_values()
-{
-    std::array<signed char, 128> values{};
-    for (int value = 0; value < 64; ++value)
-        values[static_cast<unsigned char>(alphabet[value])] = static_cast<signed char>(value);
-    return values;
-}
-
-constexpr std::array<signed char, 128> values = make_values();
+using kr_internal::skip_line_breaks;
 
 constexpr std::size_t line_bytes = kr_internal::base64_line_bytes;
 constexpr std::size_t line_characters = kr_internal::base64_line_characters;
-
-// The one or two bytes after the last whole group.
-void encode_rest(const unsigned char* data, std::size_t length, char* out)
-{
-    const unsigned second = length > 1 ? data[1] : 0U;
-    out[0] = alphabet[data[0] >> 2];
-    out[1] = alphabet[(data[0] & 3U) << 4 | second >> 4];
-    out[2] = length > 1 ? alphabet[(second & 15U) << 2] : '=';
-    out[3] = '=';
-}
 
 // Returns the end of the text.
 char* encode_line(const unsigned char* data, std::size_t length, char* out)
@@ -50,7 +30,7 @@ char* encode_line(const unsigned char* data, std::size_t length, char* out)
     out += done / 3 * 4;
     if (done == length)
         return out;
-    encode_rest(data + done, length - done, out);
+    kr_internal::encode_base64_rest(data + done, length - done, out);
     return out + 4;
 }
 
@@ -137,8 +117,8 @@ void encode_file(std::FILE* file, std::string& out, bool line_breaks)
 
 } // namespace
 
-const char* const KR_Base64::bstr = alphabet;
-const std::array<signed char, 128> KR_Base64::rstr = values;
+const char* const KR_Base64::bstr = kr_internal::base64_alphabet;
+const std::array<signed char, 128> KR_Base64::rstr = kr_internal::base64_values;
 
 void KR_Base64::encode(std::FILE* input, std::string& out, bool line_breaks)
 {
@@ -165,42 +145,6 @@ void KR_Base64::encode(unsigned char* data, unsigned length, std::string& out, b
 
 namespace {
 
-std::size_t skip_line_breaks(std::string_view text, std::size_t at)
-{
-    while (at < text.size() && (text[at] == '\r' || text[at] == '\n'))
-        ++at;
-    return at;
-}
-
-// A character of the group that begins at "at"; what is missing at the end counts as padding.
-char place_of(std::string_view text, std::size_t at, std::size_t place)
-{
-    return place < text.size() - at ? text[at + place] : '=';
-}
-
-unsigned value_of(char character)
-{
-    const auto code = static_cast<unsigned char>(character);
-    return code < values.size() ? static_cast<unsigned>(values[code]) : 0;
-}
-
-// Any group, by the rules. Returns how many bytes it has.
-std::size_t decode_group(std::string_view text, std::size_t at, unsigned char* out)
-{
-    const char third = place_of(text, at, 2);
-    const char fourth = place_of(text, at, 3);
-    const unsigned bits = value_of(place_of(text, at, 0)) << 18 |
-                          value_of(place_of(text, at, 1)) << 12 | value_of(third) << 6 |
-                          value_of(fourth);
-    std::size_t count = 0;
-    out[count++] = static_cast<unsigned char>(bits >> 16);
-    if (third != '=')
-        out[count++] = static_cast<unsigned char>(bits >> 8);
-    if (fourth != '=')
-        out[count++] = static_cast<unsigned char>(bits);
-    return count;
-}
-
 bool is_line_feed_at(std::string_view text, std::size_t at)
 {
     return at < text.size() && text[at] == '\n';
@@ -223,19 +167,7 @@ std::size_t decode_text(std::string_view text, unsigned char* out)
         at = skip_line_breaks(text, at + run);
         if (at == text.size())
             return count;
-        count += decode_group(text, at, out + count);
-        at += std::min<std::size_t>(4, text.size() - at);
-    }
-}
-
-std::size_t count_bytes(std::string_view text)
-{
-    std::size_t count = 0;
-    for (std::size_t at = 0;;) {
-        at = skip_line_breaks(text, at);
-        if (at == text.size())
-            return count;
-        count += 1 + (place_of(text, at, 2) != '=') + (place_of(text, at, 3) != '=');
+        count += kr_internal::decode_base64_group(text, at, out + count);
         at += std::min<std::size_t>(4, text.size() - at);
     }
 }
@@ -254,13 +186,14 @@ void KR_Base64::decode(const std::string& text, std::string& out)
 
 void KR_Base64::decode(const std::string& text, unsigned char* out, unsigned& length)
 {
-    length = static_cast<unsigned>(out == nullptr ? count_bytes(text) : decode_text(text, out));
+    length =
+        static_cast<unsigned>(out == nullptr ? count_base64_bytes(text) : decode_text(text, out));
 }
 
 bool KR_Base64::decode(const std::string& text, unsigned char* out, std::size_t capacity,
                        std::size_t& length)
 {
-    length = count_bytes(text);
+    length = count_base64_bytes(text);
     if (length > 0 && (out == nullptr || length > capacity))
         return false;
     if (length > 0)

@@ -1,6 +1,7 @@
 #include <KRCommon/util/SHA1.h>
 
 #include <KRCommon/kernels/Kernels.h>
+#include <KRCommon/util/Hash_Message.h>
 #include <KRCommon/util/Little_Endian.h>
 
 #include <algorithm>
@@ -11,7 +12,6 @@ namespace {
 
 using kr_internal::put_u32;
 
-constexpr std::size_t block_size = 64;
 constexpr std::int32_t length_index = 56; // where a last block holds the message's length
 
 // The compression of whole blocks.
@@ -60,22 +60,10 @@ void cSHA1::feed(const unsigned char* data, std::size_t length) noexcept
         corrupted_ = true;
         return;
     }
-    if (index_ > 0) {
-        const auto index = static_cast<std::size_t>(index_);
-        const std::size_t head = std::min(length, block_size - index);
-        std::memcpy(block_ + index, data, head);
-        index_ += static_cast<std::int32_t>(head);
-        data += head;
-        length -= head;
-        if (index_ < static_cast<std::int32_t>(block_size))
-            return;
-        processBlock();
-    }
-    process_blocks(h_, data, length / block_size);
-    const std::size_t tail = length % block_size;
-    std::memset(block_, 0, sizeof block_);
-    std::memcpy(block_, data + (length - tail), tail);
-    index_ = static_cast<std::int32_t>(tail);
+    kr_internal::feed_blocks(block_, index_, data, length,
+                             [this](const unsigned char* blocks, std::size_t count) {
+                                 process_blocks(h_, blocks, count);
+                             });
 }
 
 void cSHA1::input(const unsigned char* data, unsigned length) noexcept
@@ -95,46 +83,12 @@ cSHA1& cSHA1::operator<<(const char* text) noexcept
     return *this;
 }
 
-namespace {
-
-struct Units {
-    unsigned count;
-    std::uint32_t units[2];
-};
-
-// UTF-16, also where a wide character has 32 bits.
-Units utf16_of(wchar_t character)
-{
-    const std::uint32_t code = static_cast<char32_t>(character);
-    if (code <= 0xFFFF || code > 0x10FFFF)
-        return {1, {code & 0xFFFF, 0}};
-    return {2, {0xD800 + ((code - 0x10000) >> 10), 0xDC00 + (code & 0x3FF)}};
-}
-
-// Appends the two or four bytes of a character.
-char* put_wide(char* out, wchar_t character)
-{
-    const Units units = utf16_of(character);
-    for (unsigned i = 0; i < units.count; ++i) {
-        *out++ = static_cast<char>(units.units[i]);
-        *out++ = static_cast<char>(units.units[i] >> 8);
-    }
-    return out;
-}
-
-} // namespace
-
 cSHA1& cSHA1::operator<<(const wchar_t* text) noexcept
 {
     if (text == nullptr)
         return *this;
-    char piece[512];
-    while (*text != 0) {
-        char* end = piece;
-        for (; *text != 0 && end <= std::end(piece) - 4; ++text)
-            end = put_wide(end, *text);
-        input(piece, static_cast<unsigned>(end - piece));
-    }
+    kr_internal::feed_wide(
+        text, [this](const unsigned char* data, std::size_t length) { feed(data, length); });
     return *this;
 }
 

@@ -1,5 +1,6 @@
 #include <KRCommon/xml/Xml_Characters.h>
 
+#include <KRCommon/kernels/Vector.h>
 #include <KRCommon/text/Unicode.h>
 
 #include <algorithm>
@@ -54,12 +55,36 @@ const char* skip_other_name_parts(const char* position, const char* end) noexcep
     return position;
 }
 
+// Bit by bit whether each of 16 bytes is a name_part.
+unsigned name_parts_of(const vector::Bytes& bytes) noexcept
+{
+    using namespace vector;
+    const auto is_within = [](const Bytes& all, char first, int more) {
+        return unsigned_at_most(sum(all, all_bytes(-first)), all_bytes(more));
+    };
+    const Bytes are_letters = is_within(either(bytes, all_bytes(0x20)), 'a', 'z' - 'a');
+    const Bytes are_digits = is_within(bytes, '0', ':' - '0'); // and ':'
+    const Bytes are_marks = either(is_within(bytes, '-', '.' - '-'), equal(bytes, all_bytes('_')));
+    return mask_of(either(are_letters, either(are_digits, are_marks)));
+}
+
+// Where the name_parts from `position` on end, sixteen bytes at a time: names are short and of many
+// lengths, which a loop over bytes cannot foresee.
+const char* skip_ascii_name_parts(const char* position, const char* end) noexcept
+{
+    for (; end - position >= 16; position += 16) {
+        const unsigned others = name_parts_of(vector::load_bytes(position)) ^ 0xFFFF;
+        if (others != 0)
+            return position + __builtin_ctz(others);
+    }
+    return std::find_if_not(position, end, [](char c) { return is(c, name_part); });
+}
+
 } // namespace
 
 const char* skip_name_parts(const char* position, const char* end) noexcept
 {
-    while (position != end && is(*position, name_part))
-        ++position;
+    position = skip_ascii_name_parts(position, end);
     if (position == end || !is(*position, not_ascii))
         return position;
     return skip_other_name_parts(position, end);

@@ -210,15 +210,15 @@ bool Xml_Parser::Impl::next_attribute(Attribute& attribute)
     if (!spaced) // at the attribute before, whose quote may be missing
         return fail(Xml_Code::bad_start_tag_end);
     mark_ = *position_ == '<' ? markup_ : place(); // '<': the end of the tag is missing
-    if (!read_name(attribute.name, Xml_Code::bad_start_tag_end))
+    if (!read_name(being_read_, Xml_Code::bad_start_tag_end))
         return false;
-    being_read_ = attribute.name;
     skip_space();
     if (!take('=', Xml_Code::unreadable_attribute))
         return false;
     skip_space();
     if (!read_value(attribute.value))
         return false;
+    attribute.name = being_read_;
     being_read_ = {};
     in_tag_ = true;
     return true;

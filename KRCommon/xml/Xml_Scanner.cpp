@@ -349,12 +349,6 @@ std::string_view Xml_Scanner::subject() const noexcept
     return being_read_.empty() ? element_ : being_read_;
 }
 
-// Where in the document the cursor is; within an entity's replacement, where the reference ends.
-const char* Xml_Scanner::place() const noexcept
-{
-    return in_entity() ? expansions_[0].resume : position_;
-}
-
 std::size_t Xml_Scanner::line_of(const char* where) const noexcept
 {
     return line_at(document_.characters, where);

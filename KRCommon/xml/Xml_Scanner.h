@@ -130,6 +130,12 @@ inline bool Xml_Scanner::skip_space() noexcept
     return last != first;
 }
 
+// Where in the document the cursor is; within an entity's replacement, where the reference ends.
+inline const char* Xml_Scanner::place() const noexcept
+{
+    return in_entity() ? expansions_[0].resume : position_;
+}
+
 inline bool Xml_Scanner::take(char c, Xml_Code otherwise)
 {
     if (at_end())

@@ -1,12 +1,11 @@
 #include <KRCommon/xml/Xml_Text.h>
 
+#include <KRCommon/kernels/Vector.h>
 #include <KRCommon/text/Digits.h>
 #include <KRCommon/xml/Xml_Characters.h>
 
 #include <algorithm>
 #include <array>
-#include <cstdint>
-#include <cstring>
 
 namespace kr_internal {
 
@@ -224,18 +223,16 @@ bool accept(const Declaration& declaration, bool fits, Xml_Text& text) noexcept
     return text.fault.code == Xml_Code::no_error;
 }
 
-constexpr std::uint64_t each_byte = 0x0101'0101'0101'0101;
-
-// Steps over ASCII without control characters, eight bytes at a time: the common case by far.
+// Steps over ASCII without control characters but line feeds, sixteen bytes at a time: the common
+// case by far.
 const char* skip_plain(const char* position, const char* end) noexcept
 {
-    while (end - position >= 8) {
-        std::uint64_t bytes;
-        std::memcpy(&bytes, position, sizeof bytes);
-        // Bit 7 of a byte: it is above 0x7F, or it or one below it borrowed for being below 0x20.
-        if (((bytes | (bytes - each_byte * 0x20)) & each_byte * 0x80) != 0)
+    using namespace vector;
+    for (; end - position >= 16; position += 16) {
+        const Bytes bytes = load_bytes(position);
+        const unsigned others = mask_of(signed_less(bytes, all_bytes(0x20))); // above 0x7F too
+        if (others != 0 && (others & ~mask_of(equal(bytes, all_bytes('\n')))) != 0)
             break;
-        position += 8;
     }
     return position;
 }

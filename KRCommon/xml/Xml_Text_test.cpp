@@ -400,7 +400,21 @@ TEST(XmlText, AnOddByteCountIsNotUtf16)
     EXPECT_EQ("<a/> 15", outcome(in_utf_16("<a/>", false) + " "));
 }
 
-// Plain stretches are checked eight bytes at a time.
+TEST(XmlText, LineFeedsHideNoBadBytes)
+{
+    for (std::size_t before = 0; before < 40; ++before) {
+        const std::string plain(before, '\n');
+        for (const char* after : {"", "\n", "\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n\n"}) {
+            for (const char bad : {'\0', '\x08', '\x0B', '\x0C', '\x0E', '\x1F'})
+                EXPECT_EQ(plain + " 5", outcome(plain + bad + after));
+            for (const char bad : {'\x80', '\x8A', '\xFF'})
+                EXPECT_EQ(plain + " 15", outcome(plain + bad + after));
+            EXPECT_EQ(plain + "\t\r\x7F" + after + " 34", outcome(plain + "\t\r\x7F" + after));
+        }
+    }
+}
+
+// Plain stretches are checked sixteen bytes at a time.
 TEST(XmlText, BadBytesAreFoundAtAnyDistance)
 {
     for (std::size_t before = 0; before < 40; ++before) {

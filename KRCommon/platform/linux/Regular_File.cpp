@@ -40,6 +40,14 @@ Regular_File::~Regular_File()
         close(descriptor(file_));
 }
 
+std::optional<std::uint64_t> Regular_File::size() const noexcept
+{
+    struct stat status {};
+    if (fstat(descriptor(file_), &status) != 0)
+        return std::nullopt;
+    return static_cast<std::uint64_t>(status.st_size);
+}
+
 std::optional<std::size_t> Regular_File::read_at(std::uint64_t offset, void* out,
                                                  std::size_t count) const noexcept
 {

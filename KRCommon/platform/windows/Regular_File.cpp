@@ -43,6 +43,14 @@ Regular_File::~Regular_File()
         CloseHandle(handle(file_));
 }
 
+std::optional<std::uint64_t> Regular_File::size() const noexcept
+{
+    LARGE_INTEGER size;
+    if (!is_open() || !GetFileSizeEx(handle(file_), &size))
+        return std::nullopt;
+    return static_cast<std::uint64_t>(size.QuadPart);
+}
+
 std::optional<std::size_t> Regular_File::read_at(std::uint64_t offset, void* out,
                                                  std::size_t count) const noexcept
 {
