@@ -240,4 +240,15 @@ TEST(Log_Process_Slow, ADeadLockEndsTheProcessThoughItsHolderIsStuckInTheLog)
     EXPECT_EQ(1, child.wait(145)) << "130 seconds for the lock, and at most 1 for the line";
 }
 
+TEST(Log_Process_Slow, ADeadLockEndsTheProcessThoughTheLineAboutTheDelayIsStuckToo)
+{
+    if (is_under_thread_sanitizer)
+        GTEST_SKIP() << no_end_under_it;
+    const Stuck_Log stuck;
+    const auto start = std::chrono::steady_clock::now();
+    Background_Child child({"delay"}, stuck.write_end());
+    EXPECT_EQ(1, child.wait(145));
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::seconds(130));
+}
+
 } // namespace

@@ -7,7 +7,8 @@
 //     log_child fork FOLDER COUNT   so many forked children of a process whose threads log
 //     log_child reopen FOLDER       a forked child of a process with a reactor opens a log of its own
 //     log_child assert              an assertion fails while a thread is stuck in the log
-//     log_child guard               a mutex's holder is stuck in the log
+//     log_child guard               a mutex's holder is stuck in the log, and who waits logs its end alone
+//     log_child delay               the same, but who waits logs the delay as well
 //     log_child endless FOLDER      numbered lines; each is noted in FOLDER/progress once it is logged
 //     log_child wait FILE           until there is such a file
 
@@ -207,18 +208,29 @@ int fail_an_assertion(const Arguments&)
     return 0;
 }
 
-int wait_for_a_dead_lock(const Arguments&)
+void wait_for_a_dead_lock(unsigned long mask)
 {
     static KR_Mutex_Ex<ACE_Process_Mutex> mutex;
     std::thread([] {
         KR_GUARD(mutex);
         get_stuck_in_the_log();
     }).detach();
-    // Not a line before the last one: that would be stuck as well.
-    ACE_Log_Msg::instance()->priority_mask(LM_EMERGENCY, ACE_Log_Msg::THREAD);
+    // Not a line more: that would be stuck as well.
+    ACE_Log_Msg::instance()->priority_mask(mask, ACE_Log_Msg::THREAD);
     sleep_for(1'000);
-    ACE_Log_Msg::instance()->priority_mask(LM_EMERGENCY, ACE_Log_Msg::PROCESS);
+    ACE_Log_Msg::instance()->priority_mask(mask, ACE_Log_Msg::PROCESS);
     KR_GUARD(mutex);
+}
+
+int wait_with_one_line(const Arguments&)
+{
+    wait_for_a_dead_lock(LM_EMERGENCY);
+    return 0;
+}
+
+int wait_with_two_lines(const Arguments&)
+{
+    wait_for_a_dead_lock(LM_EMERGENCY | LM_ERROR);
     return 0;
 }
 
@@ -245,10 +257,11 @@ struct Mode {
     int (*run)(const Arguments&);
 };
 
-constexpr Mode modes[] = {
-    {"write", &write_lines},          {"rotate", &rotate},           {"daemon", &run_as_daemon},
-    {"fork", &fork_children},         {"reopen", &reopen_in_child},  {"assert", &fail_an_assertion},
-    {"guard", &wait_for_a_dead_lock}, {"endless", &log_without_end}, {"wait", &wait}};
+constexpr Mode modes[] = {{"write", &write_lines},        {"rotate", &rotate},
+                          {"daemon", &run_as_daemon},     {"fork", &fork_children},
+                          {"reopen", &reopen_in_child},   {"assert", &fail_an_assertion},
+                          {"guard", &wait_with_one_line}, {"delay", &wait_with_two_lines},
+                          {"endless", &log_without_end},  {"wait", &wait}};
 
 } // namespace
 
