@@ -57,4 +57,11 @@ struct KR_Log_Options {
     /// one; and all lines do while ACE prefixes them (flag VERBOSE, environment variable
     /// ACE_LOG_TIMESTAMP).
     bool fast_lines = false;
+
+    /// The host's promise that priority masks, of the process and of its threads, are set by
+    /// KR_LOG_MANAGER::set_debug_level() alone while this is on. Then a line of kr_log() that the level
+    /// drops costs a look at one word, where it asks ACE for the thread's log otherwise. A mask that is
+    /// set past the manager lets no line through that the level drops. Without effect while ring_lines
+    /// keeps such lines.
+    bool only_manager_sets_level = false;
 };

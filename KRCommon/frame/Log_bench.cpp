@@ -5,6 +5,7 @@
 //                               one line that passes the mask, 1, 2, 4 and 16 threads
 //   HelperMasked, FourStepsMasked, BareAceMasked, SpdlogMasked
 //                               one line that the mask stops
+//   HelperDropped               the same when the level is the log manager's alone
 //   HelperKept                  the same while the last of such lines are kept
 
 #include <KRCommon/frame/Log.h>
@@ -107,6 +108,16 @@ protected:
     }
 };
 
+class Log_Bench_Level : public Log_Bench {
+protected:
+    KR_Log_Options options() const override
+    {
+        KR_Log_Options options;
+        options.only_manager_sets_level = true;
+        return options;
+    }
+};
+
 class Log_Bench_Ring : public Log_Bench {
 protected:
     KR_Log_Options options() const override
@@ -150,6 +161,10 @@ BENCHMARK_DEFINE_F(Log_Bench, SpdlogMasked)(benchmark::State& state)
 {
     run(state, LM_NOTICE, log_by_spdlog);
 }
+BENCHMARK_DEFINE_F(Log_Bench_Level, HelperDropped)(benchmark::State& state)
+{
+    run(state, LM_NOTICE, log_by_helper);
+}
 BENCHMARK_DEFINE_F(Log_Bench_Ring, HelperKept)(benchmark::State& state)
 {
     run(state, LM_NOTICE, log_by_helper);
@@ -169,6 +184,10 @@ BENCHMARK_REGISTER_F(Log_Bench_Fast, FastHelper)->Name("Log_Bench/FastHelper")->
 BENCHMARK_REGISTER_F(Log_Bench, BareAce)->Apply(with_threads);
 BENCHMARK_REGISTER_F(Log_Bench, Spdlog)->Apply(with_threads);
 BENCHMARK_REGISTER_F(Log_Bench, HelperMasked)->Threads(1)->Threads(4);
+BENCHMARK_REGISTER_F(Log_Bench_Level, HelperDropped)
+    ->Name("Log_Bench/HelperDropped")
+    ->Threads(1)
+    ->Threads(4);
 BENCHMARK_REGISTER_F(Log_Bench_Ring, HelperKept)->Name("Log_Bench/HelperKept")->Threads(1);
 BENCHMARK_REGISTER_F(Log_Bench, FourStepsMasked)->Threads(1)->Threads(4);
 BENCHMARK_REGISTER_F(Log_Bench, BareAceMasked)->Threads(1)->Threads(4);

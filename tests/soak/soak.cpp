@@ -333,6 +333,7 @@ private:
         options.fast_lines = counts_.options % 2 == 0;
         options.ring_lines = counts_.options / 2 % 2 == 0 ? 100 : 0;
         options.retries = counts_.options / 4 % 2 == 0;
+        options.only_manager_sets_level = counts_.options / 8 % 2 == 0;
         logs_.set_options(options);
         ++counts_.options;
     }
