@@ -10,7 +10,7 @@
 include(GoogleTest)
 
 # The folders whose benchmarks do without the libraries that they compare with, which Windows lacks.
-set(KR_WINDOWS_BENCHES util colors)
+set(KR_WINDOWS_BENCHES util colors frame)
 
 macro(kr_use_googletest)
   set(BUILD_SHARED_LIBS OFF)

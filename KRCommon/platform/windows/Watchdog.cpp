@@ -94,19 +94,15 @@ private:
 
 bool end_process_after(std::int64_t milliseconds, int exit_code) noexcept
 {
-    const int runtime_error = errno;
-    const DWORD error = GetLastError();
+    const Kept_Errors errors;
     static const bool is_certain = start_watchdog(
         {static_cast<DWORD>(milliseconds), exit_code, CreateEventA(nullptr, TRUE, FALSE, nullptr)});
-    SetLastError(error);
-    errno = runtime_error;
     return is_certain;
 }
 
 bool start_last_thread(void (*function)()) noexcept
 {
-    const int runtime_error = errno;
-    const DWORD error = GetLastError();
+    const Kept_Errors errors;
     last_function = function;
     DWORD id = 0;
     const HANDLE thread = CreateThread(nullptr, 0, &run_last, nullptr, CREATE_SUSPENDED, &id);
@@ -115,8 +111,6 @@ bool start_last_thread(void (*function)()) noexcept
         ResumeThread(thread);
         CloseHandle(thread);
     }
-    SetLastError(error);
-    errno = runtime_error;
     return thread != nullptr;
 }
 
@@ -138,8 +132,10 @@ struct Stand_In::Thread {
     {
         is_over_ = CreateEventA(nullptr, TRUE, FALSE, nullptr);
         is_running_ = CreateEventA(nullptr, TRUE, FALSE, nullptr);
+        if (is_over_ == nullptr || is_running_ == nullptr)
+            return false;
         beginner_ = new_beginner();
-        if (is_over_ == nullptr || is_running_ == nullptr || beginner_ == nullptr)
+        if (beginner_ == nullptr)
             return false;
         DWORD id = 0;
         handle_ = CreateThread(nullptr, 0, &run, this, CREATE_SUSPENDED, &id);
