@@ -268,7 +268,7 @@ void KR_Mutex_Guard::acquire_slowly(const char* name)
     if (is_delayed) {
         std::int64_t seconds_left = seconds_until_end;
         {
-            const Line_Watch watch(lock_.lock_, lock_.first_lock_time_, seconds_left * 1000);
+            Line_Watch watch(lock_.lock_, lock_.first_lock_time_, seconds_left * 1000);
             for (; !watch.is_ready() && error == ETIME && seconds_left > 0; --seconds_left)
                 error = attempt(1, arrival); // the line can wait, a watch that cannot begin is none
             if (watch.is_ready() || error == 0)
