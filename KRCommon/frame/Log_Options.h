@@ -54,10 +54,9 @@ struct KR_Log_Options {
     /// Lines of kr_log() are formatted by the library instead of ACE, which takes about half the time,
     /// and handed to ACE's sinks as finished records: callbacks, flags, streams and stderr work as
     /// before, and the bytes are the same. Where the file is the only sink (silences_stderr) lines go
-    /// straight there, in about a third of the time; unlike ACE's, they keep no signal away meanwhile. What
-    /// the library does not format goes ACE's way, "%p" for
-    /// one; and all lines do while ACE prefixes them (flag VERBOSE, environment variable
-    /// ACE_LOG_TIMESTAMP).
+    /// straight there, in about a third of the time; unlike ACE's, they keep no signal away meanwhile.
+    /// What the library does not format goes ACE's way, "%p" for one; and all lines do while ACE
+    /// prefixes them (flag VERBOSE, environment variable ACE_LOG_TIMESTAMP).
     bool fast_lines = false;
 
     /// The host's promise that priority masks, of the process and of its threads, are set by
