@@ -384,10 +384,11 @@ TEST_F(Mutex, TheProcessEndsOverADeadLockWhileTheLineAboutTheDelayIsStuck)
 TEST_F(Mutex, TheProcessDoesNotEndWhileTheLineIsStuckWhenTheLockGoesFromHandToHand)
 {
     Fake_World world({{ETIME, 10'000}, {0, 1'000}});
-    world.longest_line_ = 100;
+    world.longest_line_ = 800; // longer than a busy machine holds up a thread
     auto holder = std::make_unique<Holder>(mutex_);
     const Stuck_Line line([&] {
-        for (int i = 0; i < 40; ++i) {
+        const std::int64_t start = kr_platform::steady_milliseconds();
+        while (kr_platform::steady_milliseconds() - start < 2'500) {
             holder.reset();
             world.wall_ += 10;
             holder = std::make_unique<Holder>(mutex_);
@@ -403,7 +404,7 @@ TEST_F(Mutex, TheProcessDoesNotEndWhileTheLineIsStuckWhenTheLockGoesFromHandToHa
 TEST_F(Mutex, TheProcessDoesNotEndWhileTheLineIsStuckWhenTheHoldersThreadHasEnded)
 {
     Fake_World world({{ETIME, 10'000}, {0, 1'000}});
-    world.longest_line_ = 150;
+    world.longest_line_ = 800;
     std::promise<void> may_end;
     std::promise<void> has_taken;
     std::thread holder([&] {
@@ -415,7 +416,7 @@ TEST_F(Mutex, TheProcessDoesNotEndWhileTheLineIsStuckWhenTheHoldersThreadHasEnde
     const Stuck_Line line([&] {
         may_end.set_value();
         holder.join();
-        pause(500);
+        pause(2'500);
     });
     const KR_Mutex_Guard guard(mutex_, "mutex_", "Waiter.cpp", 42);
     EXPECT_EQ(0, world.ends_without_line_);
