@@ -12,7 +12,7 @@
 include(GoogleTest)
 
 # The folders whose benchmarks do without the libraries that they compare with, which Windows lacks.
-set(KR_WINDOWS_BENCHES util colors objects)
+set(KR_WINDOWS_BENCHES util colors objects frame)
 
 # The test programs that loop millions of times. The others are compiled without optimisation, in half
 # the time; what they test is optimised as ever.

@@ -55,6 +55,13 @@ void run_hook()
     hook = Hook::over;
 }
 
+void wait_for_hook()
+{
+    is_line_over = true;
+    while (hook == Hook::running)
+        sleep_a_little();
+}
+
 } // namespace
 
 bool begin_lock_end() noexcept
@@ -75,9 +82,14 @@ void finish_lock_end() noexcept
 {
     if (end_in_use().reports_locks)
         kr_report_locks(LM_ERROR);
-    is_line_over = true;
-    while (hook == Hook::running)
-        sleep_a_little();
+    wait_for_hook();
+}
+
+void end_without_line() noexcept
+{
+    static_cast<void>(begin_lock_end());
+    wait_for_hook();
+    kr_platform::end_process(1);
 }
 
 } // namespace kr_internal

@@ -15,4 +15,8 @@ namespace kr_internal {
 /// hook, for no longer than the process has.
 void finish_lock_end() noexcept;
 
+/// For a guard that does not come back from a line: ends the process with exit code 1, without a line, once
+/// the hook has had its time.
+void end_without_line() noexcept;
+
 } // namespace kr_internal

@@ -46,6 +46,8 @@ public:
     }
     bool begin_end() override { return kr_internal::begin_lock_end(); }
     void finish_end() override { kr_internal::finish_lock_end(); }
+    std::int64_t longest_line_milliseconds(std::int64_t) override { return 200; }
+    void end_without_line() override { kr_internal::end_without_line(); }
     void end_process(int exit_code) override { kr_platform::end_process(exit_code); }
 
 private:
@@ -69,6 +71,16 @@ void end_over_a_dead_lock(const KR_Lock_End* end, int guards = 1, int error = ET
     for (int i = 0; i < guards; ++i)
         std::thread([&] { const KR_Mutex_Guard guard(mutex, "mutex", "Waiter.cpp", 42); }).detach();
     pause(60'000);
+}
+
+// On another thread, for ever.
+void hold_log()
+{
+    std::thread([] {
+        ACE_Log_Msg::instance()->acquire();
+        pause(600'000);
+    }).detach();
+    pause(300);
 }
 
 class LockEndDeathTest : public testing::Test {
@@ -165,16 +177,37 @@ TEST_F(LockEndDeathTest, ALogThatIsStuckDoesNotKeepTheHookAway)
     end_.hook = [](void*) { say("the hook\n"); };
     EXPECT_EXIT(
         {
-            std::thread([] {
-                ACE_Log_Msg::instance()->acquire();
-                pause(600'000);
-            }).detach();
-            pause(300);
+            hold_log();
             end_over_a_dead_lock(&end_, 1, EINVAL);
         },
         testing::ExitedWithCode(1),
         testing::AllOf(testing::HasSubstr("the hook"),
                        testing::Not(testing::HasSubstr("Lock panic"))));
+}
+
+TEST_F(LockEndDeathTest, ADelaysLineThatIsStuckDoesNotKeepTheProcess)
+{
+    EXPECT_EXIT(
+        {
+            hold_log();
+            end_over_a_dead_lock(nullptr, 3);
+        },
+        testing::ExitedWithCode(1), testing::Not(testing::HasSubstr("Lock acquire")));
+}
+
+TEST_F(LockEndDeathTest, ADelaysLineThatIsStuckDoesNotKeepTheHookAway)
+{
+    end_.hook = [](void*) { say("the hook\n"); };
+    end_.reports_locks = true; // there is no log to report to
+    end_.hook_milliseconds = 60'000;
+    const std::int64_t start = kr_platform::steady_milliseconds();
+    EXPECT_EXIT(
+        {
+            hold_log();
+            end_over_a_dead_lock(&end_);
+        },
+        testing::ExitedWithCode(1), "the hook");
+    EXPECT_LT(kr_platform::steady_milliseconds() - start, 30'000) << "it waits for no line";
 }
 
 TEST_F(LockEndDeathTest, OfSeveralGuardsTheHookRunsOnceAndAllWaitForIt)

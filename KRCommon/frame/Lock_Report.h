@@ -83,8 +83,8 @@ struct KR_Lock_End {
 
     /// A function of the host's, to write a dump for example; null: none. It is called once, on a thread
     /// of its own, when the line and the report are written, or a second after the guard has begun to
-    /// write them, when the log is stuck. The other threads run on, and still hold what they hold: what
-    /// waits for one of their locks waits for ever.
+    /// write them, when the log is stuck; at once when already the line about the delay is. The other
+    /// threads run on, and still hold what they hold: what waits for one of their locks waits for ever.
     void (*hook)(void* argument) = nullptr;
     void* argument = nullptr;
 

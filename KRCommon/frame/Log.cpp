@@ -44,16 +44,21 @@ std::atomic<bool> are_lines_fast{false};
 bool log_finished(ACE_Log_Msg& log, const Line_Facts& facts, const ACE_Time_Value& time,
                   const char* format, std::va_list arguments)
 {
+    const unsigned long flags = log.flags();
     // In verbose lines the program's name comes first.
-    if ((log.flags() & ACE_Log_Msg::VERBOSE) != 0)
+    if ((flags & ACE_Log_Msg::VERBOSE) != 0)
         return false;
     char* const text = const_cast<char*>(log.msg()); // where ACE formats its lines too
-    if (format_as_ace(text, ACE_MAXLOGMSGLEN, format, facts, arguments) == 0)
+    const std::size_t size = format_as_ace(text, ACE_MAXLOGMSGLEN, format, facts, arguments);
+    if (size == 0)
         return false;
     log.file(facts.site.file);
     log.linenum(facts.site.line);
     log.op_status(status_of(facts.site.priority));
     log.errnum(facts.error);
+    // ACE copies the record and calls the system twice, to keep signals away, before it gets there.
+    if (flags == ACE_Log_Msg::OSTREAM && write_line(log, {text, size}))
+        return true;
     ACE_Log_Record record(facts.site.priority, time, kr_platform::process_id());
     if (record.msg_data(text) == 0)
         log.log(record);
@@ -109,6 +114,8 @@ void set_fast_lines(bool are_fast) noexcept
 {
     are_lines_fast = are_fast;
 }
+
+std::atomic<std::uint32_t> dropped_priorities{0};
 
 Log_Answer log_for(ACE_Log_Priority priority) noexcept
 {

@@ -153,6 +153,10 @@ private:
 /// admits() at the present time.
 KRCOMMON_EXPORT bool is_admitted(Log_Rate& rate, std::uint64_t& held_back) noexcept;
 
+/// Priorities of which no line is wanted, as far as that is sure: those that the level drops, when the host
+/// has promised KR_Log_Options::only_manager_sets_level. Else 0.
+extern KRCOMMON_EXPORT std::atomic<std::uint32_t> dropped_priorities;
+
 /// What becomes of a line, and the error number to log with it.
 struct Log_Answer {
     ACE_Log_Msg* log; ///< where the line goes; null: nowhere
@@ -189,6 +193,8 @@ void log_checked(Text text, Rate&& rate, const KR_Log_Site& site, const char (&f
     constexpr Format_Check check = check_format_for<Arguments...>(text());
     require_good_format<check.fault, check.argument>();
 
+    if ((dropped_priorities.load(std::memory_order_relaxed) & site.priority) != 0)
+        return;
     const Log_Answer answer = log_for(site.priority);
     // A flood is not kept: it would leave room for nothing else.
     if (answer.log == nullptr && !(answer.is_kept && std::is_same_v<Rate, No_Rate>))

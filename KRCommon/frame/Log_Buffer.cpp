@@ -180,8 +180,12 @@ bool Log_Buffer::write_out() noexcept
 {
     const std::string_view text(pbase(), static_cast<std::size_t>(pptr() - pbase()));
     empty();
-    if (text.empty())
-        return true;
+    return text.empty() || hand_on(text);
+}
+
+// To the file, or to where its lines go while there is none. False: the stream is to fail.
+bool Log_Buffer::hand_on(std::string_view text) noexcept
+{
     if (is_good_)
         put(text, true);
     else if (early_.size() + text.size() <= early_room_)

@@ -60,6 +60,9 @@ public:
     /// Keeps so many bytes of lines until there is a file. Throws std::bad_alloc.
     void keep_early_lines(std::size_t bytes);
 
+    /// Writes a whole line, after what the stream may hold. False: the stream is to fail.
+    bool write(std::string_view line) noexcept { return write_out() && hand_on(line); }
+
     /// Writes the ring's lines between two marker lines, and forgets them. Nothing without a file.
     void write_kept_lines(Log_Ring& ring) noexcept;
 
@@ -84,6 +87,7 @@ private:
 
     void empty() noexcept { setp(text_.data(), text_.data() + text_.size()); }
     bool write_out() noexcept;
+    bool hand_on(std::string_view text) noexcept;
     bool finish_rest() noexcept;
     std::size_t put(std::string_view text, bool is_counted) noexcept;
     void put_first_lines() noexcept;

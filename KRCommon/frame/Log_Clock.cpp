@@ -27,21 +27,42 @@ std::optional<unsigned> ask_system(std::int64_t seconds)
     return (number_of(text, 0) * 60 + number_of(text, 3)) * 60 + number_of(text, 6);
 }
 
-// The same, from the second with which its minute of UTC begins. Offsets change between minutes.
+// What was last asked: for which minute of UTC and which time zone, and the local second with which the
+// minute begins. In one word, since any thread may write it: 31, 16 and 17 bits.
+class Answer {
+public:
+    explicit constexpr Answer(std::uint64_t word) noexcept : word_(word) {}
+    Answer(std::uint64_t minute, std::uint32_t zone, unsigned second) noexcept
+        : word_((minute << 16 | (zone & 0xFFFF)) << 17 | second)
+    {
+    }
+
+    bool is_for(std::uint64_t minute, std::uint32_t zone) const noexcept
+    {
+        return word_ >> 17 == (minute << 16 | (zone & 0xFFFF));
+    }
+    unsigned second() const noexcept { return static_cast<unsigned>(word_ & 0x1'FFFF); }
+    std::uint64_t word() const noexcept { return word_; }
+
+private:
+    std::uint64_t word_;
+};
+
+// As ask_system(), which is asked once a minute. Offsets change between minutes.
 std::optional<unsigned> local_second(std::int64_t seconds)
 {
-    // The minute in the upper half, counted from 1 so that 0 is none, its first second in the lower.
     static std::atomic<std::uint64_t> last_answer{0};
-    const auto minute = static_cast<std::uint64_t>(seconds / 60) + 1;
-    std::uint64_t answer = last_answer.load(std::memory_order_relaxed);
-    if (answer >> 32 != minute) {
+    const auto minute = static_cast<std::uint64_t>(seconds / 60) + 1; // 0 is none
+    const std::uint32_t zone = kr_platform::time_zone_mark();         // of before the question
+    Answer answer(last_answer.load(std::memory_order_relaxed));
+    if (!answer.is_for(minute, zone)) {
         const std::optional<unsigned> second = ask_system(seconds / 60 * 60);
         if (!second)
             return std::nullopt;
-        answer = minute << 32 | *second;
-        last_answer.store(answer, std::memory_order_relaxed);
+        answer = Answer(minute, zone, *second);
+        last_answer.store(answer.word(), std::memory_order_relaxed);
     }
-    return (static_cast<unsigned>(answer) + static_cast<unsigned>(seconds % 60)) % day;
+    return (answer.second() + static_cast<unsigned>(seconds % 60)) % day;
 }
 
 // So many digits, and what comes after the last.

@@ -14,7 +14,7 @@ using Stamp_Text = std::array<char, 16>;
 /// "hh:mm:ss.uuuuuu" of an instant, in microseconds since 1970-01-01 UTC, in local time: what ACE's
 /// "%T" prints. Empty for instants before 1970 or after the year 3000.
 ///
-/// The system is asked for the local time once a minute. It answers under a lock of its own, which
+/// The system is asked for the local time once a minute, and when the process's time zone is another. It answers under a lock of its own, which
 /// nobody can release in a forked child when another thread of the parent held it: there the first
 /// stamp would wait for ever. And it costs more than the rest of a line's stamp.
 ///

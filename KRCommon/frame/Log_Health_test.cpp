@@ -18,9 +18,14 @@
 
 namespace {
 
-class Log_Status : public Log_Manager_Fixture {
+class Log_Status : public Both_Kinds_Of_Lines {
 protected:
-    void TearDown() override { release_files(); }
+    void SetUp() override { manager_.set_options(with_lines()); }
+    void TearDown() override
+    {
+        manager_.set_options({});
+        release_files();
+    }
 
     std::uint64_t lines() const { return manager_.status().lines; }
     std::uint64_t lost() const { return manager_.status().lines_lost; }
@@ -47,7 +52,7 @@ TEST(Log_StatusDeathTest, BeforeTheFirstOpenThereIsNothingToTell)
         testing::ExitedWithCode(0), "");
 }
 
-TEST_F(Log_Status, TellsFilePartAndBytes)
+TEST_P(Log_Status, TellsFilePartAndBytes)
 {
     folder_.write("server_old.log", std::string(1000, 'x'));
     folder_.write("other.log", std::string(5000, 'x'));
@@ -71,7 +76,7 @@ TEST_F(Log_Status, TellsFilePartAndBytes)
     EXPECT_LT(1000u, status.total_bytes);
 }
 
-TEST_F(Log_Status, CountsTheLinesOfTheHelperAndOfAceAlike)
+TEST_P(Log_Status, CountsTheLinesOfTheHelperAndOfAceAlike)
 {
     manager_.open_in(folder_.path());
     const std::uint64_t before = lines();
@@ -84,7 +89,7 @@ TEST_F(Log_Status, CountsTheLinesOfTheHelperAndOfAceAlike)
     EXPECT_EQ(lost_before, lost());
 }
 
-TEST_F(Log_Status, LinesOfManyThreadsAreCounted)
+TEST_P(Log_Status, LinesOfManyThreadsAreCounted)
 {
     manager_.open_in(folder_.path());
     const std::uint64_t before = lines();
@@ -102,7 +107,7 @@ TEST_F(Log_Status, LinesOfManyThreadsAreCounted)
     EXPECT_EQ(before + 2000, lines());
 }
 
-TEST_F(Log_Status, MaskedLinesCountNowhere)
+TEST_P(Log_Status, MaskedLinesCountNowhere)
 {
     manager_.open_in(folder_.path());
     manager_.set_debug_level(1);
@@ -112,7 +117,7 @@ TEST_F(Log_Status, MaskedLinesCountNowhere)
     EXPECT_EQ(before.lines_lost, lost());
 }
 
-TEST_F(Log_Status, AFullDiskFailsTheFileAndItsLinesAreLostUntilTheNextDay)
+TEST_P(Log_Status, AFullDiskFailsTheFileAndItsLinesAreLostUntilTheNextDay)
 {
     manager_.open_in(folder_.path());
     go_to(manager_, 2014, 3, 5);
@@ -146,7 +151,7 @@ TEST_F(Log_Status, AFullDiskFailsTheFileAndItsLinesAreLostUntilTheNextDay)
     EXPECT_EQ(before.lines_lost + 2, lost());
 }
 
-TEST_F(Log_Status, ALineThatWasWrittenInPartIsFinishedBeforeItsFileCloses)
+TEST_P(Log_Status, ALineThatWasWrittenInPartIsFinishedBeforeItsFileCloses)
 {
     manager_.open_in(folder_.path());
     go_to(manager_, 2014, 3, 5);
@@ -162,7 +167,7 @@ TEST_F(Log_Status, ALineThatWasWrittenInPartIsFinishedBeforeItsFileCloses)
     EXPECT_EQ(before.lines + 1, lines());
 }
 
-TEST_F(Log_Status, NoDescriptorAtARotationIsAnError)
+TEST_P(Log_Status, NoDescriptorAtARotationIsAnError)
 {
     manager_.open_in(folder_.path());
     go_to(manager_, 2014, 3, 5);
@@ -178,7 +183,7 @@ TEST_F(Log_Status, NoDescriptorAtARotationIsAnError)
     EXPECT_EQ(lost_before + 1, status.lines_lost);
 }
 
-TEST_F(Log_Status, AFolderThatCannotBeWrittenHasTheSystemsError)
+TEST_P(Log_Status, AFolderThatCannotBeWrittenHasTheSystemsError)
 {
     manager_.open_in(kr_platform_testing::unwritable_folder());
     const KR_Log_Status status = manager_.status();
@@ -187,7 +192,7 @@ TEST_F(Log_Status, AFolderThatCannotBeWrittenHasTheSystemsError)
     EXPECT_FALSE(status.last_error_text.empty());
 }
 
-TEST_F(Log_Status, TellsTheLevelThatWasSetLast)
+TEST_P(Log_Status, TellsTheLevelThatWasSetLast)
 {
     for (const unsigned level : {0u, 1u, 2u, 3u, 4u}) {
         manager_.set_debug_level(level);
@@ -197,7 +202,7 @@ TEST_F(Log_Status, TellsTheLevelThatWasSetLast)
     EXPECT_EQ(0, manager_.status().level);
 }
 
-TEST_F(Log_Status, WaitsForNobodyWhoHoldsTheLog)
+TEST_P(Log_Status, WaitsForNobodyWhoHoldsTheLog)
 {
     manager_.open_in(folder_.path());
     ACE_Log_Msg::instance()->acquire();
@@ -207,7 +212,7 @@ TEST_F(Log_Status, WaitsForNobodyWhoHoldsTheLog)
     EXPECT_TRUE(is_over);
 }
 
-TEST_F(Log_Status, AForkedChildCanAsk)
+TEST_P(Log_Status, AForkedChildCanAsk)
 {
     if (!kr_platform_testing::can_fork())
         GTEST_SKIP() << "this system has no fork()";
@@ -223,5 +228,7 @@ TEST_F(Log_Status, AForkedChildCanAsk)
     is_over = true;
     asks.join();
 }
+
+INSTANTIATE_BOTH_KINDS_OF_LINES(Log_Status);
 
 } // namespace

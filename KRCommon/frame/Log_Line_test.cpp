@@ -7,6 +7,7 @@
 #include <KRCommon/frame/Log_Manager_testing.h>
 #include <KRCommon/platform/Platform.h>
 #include <KRCommon/platform/Platform_testing.h>
+#include <KRCommon/platform/Process_testing.h>
 #include <tests/support/Log_Capture.h>
 #include <tests/support/Log_Text_Matching.h>
 
@@ -351,6 +352,57 @@ TEST_F(Log_Fast, LinesThatAreNotOursComeAsBefore)
     const std::size_t before = text().size();
     kr_log(site, "%T T%04t*ERR %Ld\n", 5L);
     EXPECT_EQ("*ERR 5\n", text().substr(text().find("*ERR", before)));
+}
+
+// The hour and minute of a line of ACE's own and of one of the helper's, which come one after the other.
+void expect_stamped_alike(const std::string& path)
+{
+    for (int i = 0; i < 10; ++i) { // the minute may end between them
+        const std::size_t before = read_text(path).size();
+        ACE_Log_Msg::instance()->log(LM_INFO, "%T by ACE\n");
+        kr_log(site, "%T T%04t*ERR by the helper\n");
+        const std::string lines = read_text(path).substr(before);
+        const std::string by_ace = lines.substr(0, 6);
+        const std::string by_helper = lines.substr(lines.find('\n') + 1, 6);
+        if (by_ace == by_helper || i == 9) {
+            EXPECT_EQ(by_ace, by_helper);
+            return;
+        }
+    }
+}
+
+TEST_F(Log_Fast, ATimeZoneThatIsSetShowsInTheNextLineAsInAces)
+{
+    kr_platform_testing::Time_Zone zone("UTC0");
+    const std::string path = manager_.status().file;
+    for (const char* const name : {"AAA-3", "BBB7:30", "UTC0", "CCC-11"}) {
+        SCOPED_TRACE(name);
+        zone.set(name);
+        expect_stamped_alike(path);
+    }
+}
+
+TEST_F(Log_Fast, AForkedChildsLinesHaveItsOwnNumberAndTime)
+{
+    if (!kr_platform_testing::can_fork())
+        GTEST_SKIP() << "no fork on this system";
+    kr_platform_testing::Time_Zone zone("UTC0");
+    say("of the parent");
+    const std::string path = manager_.status().file;
+    const std::size_t before = text().size();
+    const int result = kr_platform_testing::run_in_fork([&] {
+        zone.set("AAA-3");
+        expect_stamped_alike(path);
+        say("of the child " + std::to_string(kr_platform::thread_id()));
+        return HasFailure() ? 1 : 0;
+    });
+    EXPECT_EQ(0, result);
+    EXPECT_THAT(text().substr(before),
+                testing::ContainsRegex(" T[0-9]+ INF of the child [0-9]+\n"));
+    const std::string line = text().substr(text().rfind(" T"));
+    const std::string number = std::to_string(std::stoi(line.substr(2)));
+    EXPECT_THAT(line, testing::HasSubstr("of the child " + number + "\n"));
+    EXPECT_NE(kr_platform::thread_id(), static_cast<unsigned>(std::stoi(number)));
 }
 
 TEST_F(Log_Fast, LinesOfManyThreadsAreWhole)

@@ -80,6 +80,16 @@ std::string header_names()
     return std::string("host '") + host_text.value() + "', program '" + program_text.value() + '\'';
 }
 
+bool is_level_managers_alone = false; // promised by the host; guarded by the log lock
+
+// After a change of the level, the ring or the promise. The log lock is held.
+void note_dropped_priorities(ACE_Log_Msg& log)
+{
+    const bool is_sure = is_level_managers_alone && kr_internal::log_ring() == nullptr;
+    const auto passed = static_cast<std::uint32_t>(log.priority_mask(ACE_Log_Msg::PROCESS));
+    kr_internal::dropped_priorities = is_sure ? ~passed : 0;
+}
+
 KR_LOG_MANAGER* process_manager = nullptr; // of Of_Process
 
 } // namespace
@@ -288,6 +298,7 @@ void KR_LOG_MANAGER::set_debug_level(unsigned level)
     kr_internal::own_log().priority_mask(mask_of_level(level), ACE_Log_Msg::PROCESS);
     Log_Health::of_process().set_level(level);
     const Log_Lock lock;
+    note_dropped_priorities(lock.log());
     saved_attributes_->capture();
 }
 
@@ -335,6 +346,8 @@ void KR_LOG_MANAGER::apply_options()
     kr_internal::set_log_ring(std::min(options_.ring_lines, most_ring_lines));
     kr_internal::set_fast_lines(options_.fast_lines &&
                                 ACE_OS::getenv("ACE_LOG_TIMESTAMP") == nullptr);
+    is_level_managers_alone = options_.only_manager_sets_level;
+    note_dropped_priorities(lock.log());
 }
 
 bool KR_LOG_MANAGER::reopen()

@@ -97,3 +97,22 @@ protected:
         return out;
     }
 };
+
+/// For what holds whoever formats the lines.
+class Both_Kinds_Of_Lines : public Log_Manager_Fixture, public testing::WithParamInterface<bool> {
+protected:
+    /// The options, with the parameter's kind of lines.
+    static KR_Log_Options with_lines(KR_Log_Options options = {})
+    {
+        options.fast_lines = GetParam();
+        return options;
+    }
+};
+
+inline std::string name_of_lines(const testing::TestParamInfo<bool>& lines)
+{
+    return lines.param ? "Fast" : "ByAce";
+}
+
+#define INSTANTIATE_BOTH_KINDS_OF_LINES(suite)                                                     \
+    INSTANTIATE_TEST_SUITE_P(Lines, suite, testing::Bool(), name_of_lines)

@@ -14,6 +14,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cerrno>
 #include <cstdio>
 #include <filesystem>
 #include <string>
@@ -25,7 +26,7 @@ namespace {
 using testing::HasSubstr;
 using testing::Not;
 
-class Log_Options : public Log_Manager_Fixture {
+class Log_Options : public Both_Kinds_Of_Lines {
 protected:
     ~Log_Options() override { manager_.set_options({}); }
     void TearDown() override
@@ -37,7 +38,7 @@ protected:
 
     void open_with(const KR_Log_Options& options)
     {
-        manager_.set_options(options);
+        manager_.set_options(with_lines(options));
         manager_.open_in(folder_.path());
         go_to(manager_, 2014, 3, 5);
     }
@@ -78,12 +79,14 @@ KR_Log_Options that_finds_lost_files()
     return options;
 }
 
-TEST_F(Log_Options, AreAllOffAtFirstAndAreWhatWasSet)
+TEST_P(Log_Options, AreAllOffAtFirstAndAreWhatWasSet)
 {
     KR_Log_Options options = manager_.options();
     EXPECT_FALSE(options.retries || options.reports_failures || options.finds_lost_file ||
                  options.keeps_file_in_use || options.writes_header || options.silences_stderr);
+    EXPECT_FALSE(options.fast_lines || options.only_manager_sets_level);
     EXPECT_EQ(0u, options.early_bytes);
+    EXPECT_EQ(0u, options.ring_lines);
     options.keeps_file_in_use = true;
     manager_.set_options(options);
     EXPECT_TRUE(manager_.options().keeps_file_in_use);
@@ -92,7 +95,7 @@ TEST_F(Log_Options, AreAllOffAtFirstAndAreWhatWasSet)
 
 // Retries
 
-TEST_F(Log_Options, AFullDiskIsTriedAgainAtTheNextTick)
+TEST_P(Log_Options, AFullDiskIsTriedAgainAtTheNextTick)
 {
     open_with(with_retries());
     say("one");
@@ -115,7 +118,7 @@ TEST_F(Log_Options, AFullDiskIsTriedAgainAtTheNextTick)
     EXPECT_EQ(lost + 4, manager_.status().lines_lost);
 }
 
-TEST_F(Log_Options, ALineIsNeverTornByAFullDisk)
+TEST_P(Log_Options, ALineIsNeverTornByAFullDisk)
 {
     for (const std::size_t room : {1, 20, 30, 33}) {
         SCOPED_TRACE(room);
@@ -140,7 +143,7 @@ TEST_F(Log_Options, ALineIsNeverTornByAFullDisk)
     }
 }
 
-TEST_F(Log_Options, ARotationWithoutADescriptorGoesOnWithTheOldFileAndLosesNothing)
+TEST_P(Log_Options, ARotationWithoutADescriptorGoesOnWithTheOldFileAndLosesNothing)
 {
     open_with(with_retries());
     say("one");
@@ -165,7 +168,7 @@ TEST_F(Log_Options, ARotationWithoutADescriptorGoesOnWithTheOldFileAndLosesNothi
     EXPECT_EQ("four\n", messages(part("01")));
 }
 
-TEST_F(Log_Options, SoDoesOneOnANewDay)
+TEST_P(Log_Options, SoDoesOneOnANewDay)
 {
     open_with(with_retries());
     disk_.let_open(false);
@@ -178,9 +181,9 @@ TEST_F(Log_Options, SoDoesOneOnANewDay)
     EXPECT_EQ("new day\n", messages(folder_.path("server_2014_03_06_part_00.log")));
 }
 
-TEST_F(Log_Options, AFileThatCouldNotBeOpenedAtFirstIsOpenedByATick)
+TEST_P(Log_Options, AFileThatCouldNotBeOpenedAtFirstIsOpenedByATick)
 {
-    manager_.set_options(with_retries());
+    manager_.set_options(with_lines(with_retries()));
     disk_.let_open(false);
     manager_.open_in(folder_.path());
     EXPECT_FALSE(manager_.status().is_good);
@@ -192,7 +195,7 @@ TEST_F(Log_Options, AFileThatCouldNotBeOpenedAtFirstIsOpenedByATick)
     EXPECT_EQ("kept\n", messages(manager_.log_file_name()));
 }
 
-TEST_F(Log_Options, WithoutDescriptorsOfTheSystemsOwnNoLineIsLostAtARotation)
+TEST_P(Log_Options, WithoutDescriptorsOfTheSystemsOwnNoLineIsLostAtARotation)
 {
     open_with(with_retries());
     manager_.set_file_max_sizes(1, 1'000'000'000);
@@ -216,7 +219,7 @@ TEST_F(Log_Options, WithoutDescriptorsOfTheSystemsOwnNoLineIsLostAtARotation)
 
 // Reports
 
-TEST_F(Log_Options, AFailureIsReportedOnceOnStderrAndOnceInTheFile)
+TEST_P(Log_Options, AFailureIsReportedOnceOnStderrAndOnceInTheFile)
 {
     open_with(with_reports());
     manager_.set_debug_level(0); // the reports come whatever it is
@@ -241,7 +244,7 @@ TEST_F(Log_Options, AFailureIsReportedOnceOnStderrAndOnceInTheFile)
     EXPECT_EQ(text().find("is back"), text().rfind("is back"));
 }
 
-TEST_F(Log_Options, ASecondFailureIsReportedAnew)
+TEST_P(Log_Options, ASecondFailureIsReportedAnew)
 {
     open_with(with_reports());
     for (int i = 0; i < 2; ++i) {
@@ -255,7 +258,7 @@ TEST_F(Log_Options, ASecondFailureIsReportedAnew)
     EXPECT_NE(text().find("1 lines are lost"), text().rfind("1 lines are lost"));
 }
 
-TEST_F(Log_Options, AReportThatDoesNotFitIsWrittenLater)
+TEST_P(Log_Options, AReportThatDoesNotFitIsWrittenLater)
 {
     open_with(with_reports());
     testing::internal::CaptureStderr();
@@ -272,7 +275,7 @@ TEST_F(Log_Options, AReportThatDoesNotFitIsWrittenLater)
         EXPECT_EQ(':', text()[at + 2]) << "each line is whole: " << text();
 }
 
-TEST_F(Log_Options, WithoutRetriesTheReportComesWithTheNextDay)
+TEST_P(Log_Options, WithoutRetriesTheReportComesWithTheNextDay)
 {
     KR_Log_Options options;
     options.reports_failures = true;
@@ -291,7 +294,7 @@ TEST_F(Log_Options, WithoutRetriesTheReportComesWithTheNextDay)
 
 // A file that goes
 
-TEST_F(Log_Options, AFileThatWasRenamedIsNoticedAtTheTick)
+TEST_P(Log_Options, AFileThatWasRenamedIsNoticedAtTheTick)
 {
     open_with(that_finds_lost_files());
     say("one");
@@ -305,7 +308,7 @@ TEST_F(Log_Options, AFileThatWasRenamedIsNoticedAtTheTick)
     EXPECT_THAT(read_text(part("00")), HasSubstr("INF three\n"));
 }
 
-TEST_F(Log_Options, AFileThatWasDeletedIsNoticedAtTheTick)
+TEST_P(Log_Options, AFileThatWasDeletedIsNoticedAtTheTick)
 {
     open_with(that_finds_lost_files());
     say("one");
@@ -320,7 +323,7 @@ TEST_F(Log_Options, AFileThatWasDeletedIsNoticedAtTheTick)
     EXPECT_TRUE(manager_.status().is_good);
 }
 
-TEST_F(Log_Options, AnotherFileUnderTheNameIsNoticedToo)
+TEST_P(Log_Options, AnotherFileUnderTheNameIsNoticedToo)
 {
     open_with(that_finds_lost_files());
     std::filesystem::rename(part("00"), folder_.path("renamed"));
@@ -331,7 +334,7 @@ TEST_F(Log_Options, AnotherFileUnderTheNameIsNoticedToo)
     EXPECT_THAT(messages(part("00")), HasSubstr("two\n"));
 }
 
-TEST_F(Log_Options, WithoutThemALostFileStaysInUse)
+TEST_P(Log_Options, WithoutThemALostFileStaysInUse)
 {
     if (!kr_platform_testing::can_delete_open_files())
         GTEST_SKIP() << "nobody can rename the file in use here";
@@ -345,7 +348,7 @@ TEST_F(Log_Options, WithoutThemALostFileStaysInUse)
 
 // Reopening
 
-TEST_F(Log_Options, ReopenGoesOnInAFileOfTheSameName)
+TEST_P(Log_Options, ReopenGoesOnInAFileOfTheSameName)
 {
     KR_Log_Options options;
     options.finds_lost_file = true; // so that it can be renamed on Windows as well
@@ -359,7 +362,7 @@ TEST_F(Log_Options, ReopenGoesOnInAFileOfTheSameName)
     EXPECT_TRUE(kr_platform::remove_file(folder_.path("renamed"))) << "closed";
 }
 
-TEST_F(Log_Options, ReopenAppends)
+TEST_P(Log_Options, ReopenAppends)
 {
     open_with({});
     say("one");
@@ -368,7 +371,7 @@ TEST_F(Log_Options, ReopenAppends)
     EXPECT_EQ("one\ntwo\n", messages(part("00")));
 }
 
-TEST_F(Log_Options, ReopenWithoutADescriptorTells)
+TEST_P(Log_Options, ReopenWithoutADescriptorTells)
 {
     open_with({});
     disk_.let_open(false);
@@ -377,14 +380,14 @@ TEST_F(Log_Options, ReopenWithoutADescriptorTells)
     disk_.let_open(true);
     EXPECT_TRUE(manager_.reopen());
 
-    manager_.set_options(with_retries());
+    manager_.set_options(with_lines(with_retries()));
     disk_.let_open(false);
     EXPECT_TRUE(manager_.reopen()) << "the old one goes on";
     say("kept");
     EXPECT_EQ("kept\n", messages(part("00")));
 }
 
-TEST_F(Log_Options, ARequestedReopeningIsDoneByTheNextTickOnce)
+TEST_P(Log_Options, ARequestedReopeningIsDoneByTheNextTickOnce)
 {
     KR_Log_Options options;
     options.finds_lost_file = true;
@@ -403,7 +406,7 @@ TEST_F(Log_Options, ARequestedReopeningIsDoneByTheNextTickOnce)
     }
 }
 
-TEST_F(Log_Options, ReopeningFromManyThreadsLosesNoLine)
+TEST_P(Log_Options, ReopeningFromManyThreadsLosesNoLine)
 {
     open_with(with_retries());
     const KR_Log_Status before = manager_.status();
@@ -433,7 +436,7 @@ TEST(Log_OptionsDeathTest, ReopenBeforeAnyOpenDoesNothing)
 
 // Pruning
 
-TEST_F(Log_Options, TheFileInUseIsExemptFromPruning)
+TEST_P(Log_Options, TheFileInUseIsExemptFromPruning)
 {
     KR_Log_Options options;
     options.keeps_file_in_use = true;
@@ -451,7 +454,7 @@ TEST_F(Log_Options, TheFileInUseIsExemptFromPruning)
 
 // First lines
 
-TEST_F(Log_Options, EachPartBeginsWithALineThatNamesItsOrigin)
+TEST_P(Log_Options, EachPartBeginsWithALineThatNamesItsOrigin)
 {
     KR_Log_Options options;
     options.writes_header = true;
@@ -467,7 +470,7 @@ TEST_F(Log_Options, EachPartBeginsWithALineThatNamesItsOrigin)
     EXPECT_THAT(text(), FullyMatches(header));
 }
 
-TEST_F(Log_Options, StderrGoesOffWhereItIsAskedFor)
+TEST_P(Log_Options, StderrGoesOffWhereItIsAskedFor)
 {
     KR_Log_Options options;
     options.silences_stderr = true;
@@ -479,6 +482,8 @@ TEST_F(Log_Options, StderrGoesOffWhereItIsAskedFor)
     manager_.open(nullptr, folder_.path().c_str(), "server");
     EXPECT_NE(0u, ACE_Log_Msg::instance()->flags() & ACE_Log_Msg::STDERR);
 }
+
+INSTANTIATE_BOTH_KINDS_OF_LINES(Log_Options);
 
 // In processes of their own, where no test has opened a file before.
 class Log_EarlyDeathTest : public testing::Test {
@@ -551,6 +556,7 @@ TEST_F(Log_EarlyDeathTest, TheyWaitForTheFirstFileThatIsGood)
             Test_Log_Manager manager;
             KR_Log_Options options;
             options.early_bytes = 1'000;
+            options.fast_lines = true;
             manager.set_options(options);
             say("one");
             manager.open_in(kr_platform_testing::unwritable_folder());
@@ -558,6 +564,128 @@ TEST_F(Log_EarlyDeathTest, TheyWaitForTheFirstFileThatIsGood)
             open_and_compare(manager, "one\ntwo\n", 0);
         },
         testing::ExitedWithCode(0), "");
+}
+
+// The level is the manager's alone
+
+class Log_Level_Promised : public Log_Manager_Fixture {
+protected:
+    ~Log_Level_Promised() override { manager_.set_options({}); }
+    void SetUp() override
+    {
+        promise();
+        manager_.open_in(folder_.path());
+    }
+    void TearDown() override { release_files(); }
+
+    void promise(bool is_promised = true, std::uint32_t ring_lines = 0)
+    {
+        KR_Log_Options options;
+        options.only_manager_sets_level = is_promised;
+        options.ring_lines = ring_lines;
+        manager_.set_options(options);
+    }
+
+    // Of one line for each priority, those that came.
+    std::string say_all()
+    {
+        const std::size_t before = text().size();
+        kr_log(KR_LOG_SITE(LM_EMERGENCY), "emergency ");
+        kr_log(KR_LOG_SITE(LM_ERROR), "error ");
+        kr_log(KR_LOG_SITE(LM_DEBUG), "debug ");
+        kr_log(KR_LOG_SITE(LM_INFO), "info ");
+        kr_log(KR_LOG_SITE(LM_NOTICE), "notice ");
+        return text().substr(before);
+    }
+    std::string text() const { return read_text(manager_.status().file); }
+
+    Temp_Folder folder_;
+    Test_Log_Manager manager_;
+};
+
+TEST_F(Log_Level_Promised, EachLevelLetsThroughWhatItDidBefore)
+{
+    const char* const passed[] = {"emergency ", "emergency error ", "emergency error debug ",
+                                  "emergency error debug info ",
+                                  "emergency error debug info notice "};
+    for (const bool is_promised : {true, false, true}) {
+        promise(is_promised);
+        for (const unsigned level : {0, 4, 1, 3, 2, 4}) {
+            SCOPED_TRACE(level);
+            manager_.set_debug_level(level);
+            EXPECT_EQ(passed[level], say_all());
+            std::thread([&] { EXPECT_EQ(passed[level], say_all()); }).join();
+        }
+    }
+}
+
+TEST_F(Log_Level_Promised, UntilALevelIsSetEveryLineComes)
+{
+    EXPECT_EQ("emergency error debug info notice ", say_all());
+}
+
+TEST_F(Log_Level_Promised, AMaskThatIsSetPastTheManagerCountsOnlyWithoutThePromise)
+{
+    manager_.set_debug_level(1);
+    ACE_Log_Msg::instance()->priority_mask(LM_INFO, ACE_Log_Msg::THREAD);
+    EXPECT_EQ("emergency error ", say_all());
+    promise(false);
+    EXPECT_EQ("emergency error info ", say_all());
+    ACE_Log_Msg::instance()->priority_mask(0, ACE_Log_Msg::THREAD);
+}
+
+TEST_F(Log_Level_Promised, AMaskThatLetsLessThroughCountsAllTheSame)
+{
+    manager_.set_debug_level(4);
+    ACE_Log_Msg::instance()->priority_mask(LM_EMERGENCY, ACE_Log_Msg::PROCESS);
+    EXPECT_EQ("emergency ", say_all());
+}
+
+TEST_F(Log_Level_Promised, TheRingKeepsWhatTheLevelDrops)
+{
+    promise(true, 10);
+    manager_.set_debug_level(1);
+    say("led up to it");
+    kr_log(KR_LOG_SITE(LM_ERROR), "%T T%04t*ERR error\n");
+    EXPECT_THAT(text(), HasSubstr(" INF led up to it\n"));
+    promise(true);
+    say("is dropped");
+    kr_log(KR_LOG_SITE(LM_ERROR), "%T T%04t*ERR error\n");
+    EXPECT_THAT(text(), Not(HasSubstr("is dropped")));
+}
+
+TEST_F(Log_Level_Promised, ADroppedLineLeavesErrnoAndIsNotHeldBack)
+{
+    manager_.set_debug_level(1);
+    for (int i = 0; i < 5; ++i) {
+        errno = EACCES;
+        if (i == 4)
+            manager_.set_debug_level(4);
+        kr_log_limited(KR_LOG_SITE(LM_INFO), "%T T%04t INF limited\n");
+    }
+    EXPECT_EQ(EACCES, errno);
+    EXPECT_THAT(text(), testing::EndsWith(" INF limited\n"));
+}
+
+TEST_F(Log_Level_Promised, LevelsMayChangeWhileThreadsLog)
+{
+    std::atomic<bool> is_over{false};
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 3; ++i)
+        threads.emplace_back([&] {
+            while (!is_over)
+                say("text");
+        });
+    for (unsigned i = 0; i < 300; ++i) {
+        manager_.set_debug_level(1 + i % 4);
+        promise(i % 3 != 0);
+    }
+    is_over = true;
+    for (std::thread& thread : threads)
+        thread.join();
+    promise();
+    manager_.set_debug_level(3);
+    EXPECT_EQ("emergency error debug info ", say_all());
 }
 
 } // namespace

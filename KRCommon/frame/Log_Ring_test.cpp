@@ -100,11 +100,11 @@ TEST(Log_Ring, LinesOfManyThreadsAreWhole)
         thread.join();
 }
 
-class Log_Kept : public Log_Manager_Fixture {
+class Log_Kept : public Both_Kinds_Of_Lines {
 protected:
     void SetUp() override
     {
-        KR_Log_Options options;
+        KR_Log_Options options = with_lines();
         options.ring_lines = 5;
         manager_.set_options(options);
         manager_.open_in(folder_.path());
@@ -134,7 +134,7 @@ protected:
     Test_Log_Manager manager_;
 };
 
-TEST_F(Log_Kept, AnErrorBringsTheLinesThatTheLevelDropped)
+TEST_P(Log_Kept, AnErrorBringsTheLinesThatTheLevelDropped)
 {
     say("one");
     kr_log(KR_LOG_SITE(LM_DEBUG), "%T T%04t DBG two %d %f %s\n", 2, 0.5, std::string("a\nb"));
@@ -149,7 +149,7 @@ TEST_F(Log_Kept, AnErrorBringsTheLinesThatTheLevelDropped)
     EXPECT_EQ(6u, lines().size()) << "they come once";
 }
 
-TEST_F(Log_Kept, TheyAreTheLastOnes)
+TEST_P(Log_Kept, TheyAreTheLastOnes)
 {
     for (int i = 0; i < 20; ++i)
         say(std::to_string(i));
@@ -159,7 +159,7 @@ TEST_F(Log_Kept, TheyAreTheLastOnes)
     EXPECT_EQ(" INF 19", lines()[5]);
 }
 
-TEST_F(Log_Kept, TheyGoIntoTheFileAlone)
+TEST_P(Log_Kept, TheyGoIntoTheFileAlone)
 {
     say("one");
     testing::internal::CaptureStderr();
@@ -171,7 +171,7 @@ TEST_F(Log_Kept, TheyGoIntoTheFileAlone)
     EXPECT_THAT(said, Not(HasSubstr("one")));
 }
 
-TEST_F(Log_Kept, AnErrorThatTheLevelDropsBringsNothingAndIsKeptItself)
+TEST_P(Log_Kept, AnErrorThatTheLevelDropsBringsNothingAndIsKeptItself)
 {
     manager_.set_debug_level(0);
     say("one");
@@ -185,7 +185,7 @@ TEST_F(Log_Kept, AnErrorThatTheLevelDropsBringsNothingAndIsKeptItself)
                             "*EMR end"));
 }
 
-TEST_F(Log_Kept, LongLinesAreCutAndErrnoStays)
+TEST_P(Log_Kept, LongLinesAreCutAndErrnoStays)
 {
     errno = EACCES;
     say(std::string(2'000, 'x'));
@@ -196,14 +196,14 @@ TEST_F(Log_Kept, LongLinesAreCutAndErrnoStays)
     EXPECT_EQ("xxx...", lines()[1].substr(lines()[1].size() - 6));
 }
 
-TEST_F(Log_Kept, FloodsAreNotKept)
+TEST_P(Log_Kept, FloodsAreNotKept)
 {
     kr_log_limited(KR_LOG_SITE(LM_INFO), "%T T%04t INF flood\n");
     fail();
     EXPECT_THAT(lines(), ElementsAre("*ERR failed"));
 }
 
-TEST_F(Log_Kept, NothingIsKeptWhenItIsOff)
+TEST_P(Log_Kept, NothingIsKeptWhenItIsOff)
 {
     manager_.set_options({});
     say("one");
@@ -211,7 +211,7 @@ TEST_F(Log_Kept, NothingIsKeptWhenItIsOff)
     EXPECT_THAT(lines(), ElementsAre("*ERR failed"));
 }
 
-TEST_F(Log_Kept, ThreadsThatKeepRotateAndFailAtOnceTearNoLine)
+TEST_P(Log_Kept, ThreadsThatKeepRotateAndFailAtOnceTearNoLine)
 {
     std::vector<std::thread> threads;
     for (int i = 0; i < 4; ++i)
@@ -229,7 +229,7 @@ TEST_F(Log_Kept, ThreadsThatKeepRotateAndFailAtOnceTearNoLine)
     EXPECT_LT(120u, lines().size());
 }
 
-TEST_F(Log_Kept, AFullDiskKeepsNobodyWaiting)
+TEST_P(Log_Kept, AFullDiskKeepsNobodyWaiting)
 {
     Fake_Disk disk;
     say("one");
@@ -240,7 +240,7 @@ TEST_F(Log_Kept, AFullDiskKeepsNobodyWaiting)
     fail();
 }
 
-TEST_F(Log_Kept, AForkedChildHasThemToo)
+TEST_P(Log_Kept, AForkedChildHasThemToo)
 {
     if (!kr_platform_testing::can_fork())
         GTEST_SKIP() << "this system has no fork()";
@@ -253,5 +253,7 @@ TEST_F(Log_Kept, AForkedChildHasThemToo)
     EXPECT_THAT(lines(), testing::Contains(" INF of the child"));
     EXPECT_THAT(lines(), testing::Contains(" INF of the parent"));
 }
+
+INSTANTIATE_BOTH_KINDS_OF_LINES(Log_Kept);
 
 } // namespace

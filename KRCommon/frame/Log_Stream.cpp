@@ -125,6 +125,19 @@ void count_line(ACE_Log_Msg& log) noexcept
         health.count_lost(1);
 }
 
+bool write_line(ACE_Log_Msg& log, std::string_view line) noexcept
+{
+    std::ostream* const stream = log_stream;
+    if (stream == nullptr || log.msg_ostream() != stream)
+        return false;
+    log.acquire();
+    const bool was_good = stream->good();
+    if (was_good && !buffer_of(*stream).write(line))
+        stream->setstate(std::ios::badbit);
+    log.release();
+    return was_good;
+}
+
 void write_kept_lines(ACE_Log_Msg& log) noexcept
 {
     Log_Ring* const ring = log_ring();

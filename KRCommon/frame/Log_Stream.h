@@ -16,6 +16,7 @@
 
 #include <new>
 #include <string>
+#include <string_view>
 
 namespace kr_internal {
 
@@ -72,6 +73,10 @@ void join_log_stream(ACE_Log_Msg& log) noexcept;
 /// Counts the line that the thread is about to log as lost, when its stream has failed: no buffer is
 /// told of it then.
 void count_line(ACE_Log_Msg& log) noexcept;
+
+/// Writes a finished line into the file, as ACE does when there is no other sink for it. False, and
+/// nothing is done, when the thread's stream is another, or has failed. `log` is the calling thread's.
+bool write_line(ACE_Log_Msg& log, std::string_view line) noexcept;
 
 /// Writes the lines that the ring has kept into the file, between two marker lines, and forgets them.
 /// Nothing while there is no ring, no line in it or no file. `log` is the calling thread's.

@@ -18,9 +18,27 @@
 
 namespace {
 
-class Log_Threads : public Log_Manager_Fixture {
+class Log_Threads : public Both_Kinds_Of_Lines {
 protected:
-    void TearDown() override { release_files(); }
+    void SetUp() override
+    {
+        if (GetParam())
+            manager_.set_options(all_options());
+    }
+    void TearDown() override
+    {
+        manager_.set_options({});
+        release_files();
+    }
+
+    static KR_Log_Options all_options()
+    {
+        KR_Log_Options options = with_lines();
+        options.retries = options.reports_failures = options.finds_lost_file = true;
+        options.keeps_file_in_use = options.silences_stderr = true;
+        options.only_manager_sets_level = true;
+        return options;
+    }
 
     static constexpr int workers = 8;
     static constexpr int rotations = 200;
@@ -98,7 +116,9 @@ protected:
     Test_Log_Manager manager_;
 };
 
-TEST_F(Log_Threads, EveryLineIsWholeAndThereOnceOver200Rotations)
+INSTANTIATE_BOTH_KINDS_OF_LINES(Log_Threads);
+
+TEST_P(Log_Threads, EveryLineIsWholeAndThereOnceOver200Rotations)
 {
     std::thread([] { say("warm-up, to stderr"); }).join();
     manager_.set_file_max_sizes(0, 1'000'000'000);
@@ -112,7 +132,7 @@ TEST_F(Log_Threads, EveryLineIsWholeAndThereOnceOver200Rotations)
     expect_every_line_whole_and_once();
 }
 
-TEST_F(Log_Threads, EverythingAtOnceFromSeveralThreadsDoesNotLock)
+TEST_P(Log_Threads, EverythingAtOnceFromSeveralThreadsDoesNotLock)
 {
     // Ticks every millisecond on the reactor's thread and logs there, while it holds whatever a
     // reactor holds during an upcall.
@@ -154,6 +174,13 @@ TEST_F(Log_Threads, EverythingAtOnceFromSeveralThreadsDoesNotLock)
             manager_.set_file_max_sizes(i % 2 == 0 ? 0 : 10'000, 1'000'000'000);
             unsigned file = 0;
             manager_.get_file_max_sizes(&file, nullptr);
+            if (GetParam()) { // from one kind of lines to the other
+                KR_Log_Options options = all_options();
+                options.fast_lines = i % 2 == 0;
+                options.retries = i % 3 == 0;
+                options.ring_lines = i % 5 == 0 ? 20 : 0;
+                manager_.set_options(options);
+            }
             manager_.non_ace_thread_init_log();
         }
     });
@@ -175,7 +202,7 @@ TEST_F(Log_Threads, EverythingAtOnceFromSeveralThreadsDoesNotLock)
     expect_every_line_whole_and_once();
 }
 
-TEST_F(Log_Threads, FirstUseFromManyThreadsAtOnceBuildsOneManager)
+TEST_P(Log_Threads, FirstUseFromManyThreadsAtOnceBuildsOneManager)
 {
     std::atomic<bool> go{false};
     std::vector<std::thread> threads;

@@ -5,6 +5,7 @@
 //                               one line that passes the mask, 1, 2, 4 and 16 threads
 //   HelperMasked, FourStepsMasked, BareAceMasked, SpdlogMasked
 //                               one line that the mask stops
+//   HelperDropped               the same when the level is the log manager's alone
 //   HelperKept                  the same while the last of such lines are kept
 
 #include <KRCommon/frame/Log.h>
@@ -13,8 +14,11 @@
 
 #include <benchmark/benchmark.h>
 
+#if __has_include(<spdlog/spdlog.h>)
+#define KR_BENCH_SPDLOG
 #include <spdlog/sinks/rotating_file_sink.h>
 #include <spdlog/spdlog.h>
+#endif
 
 namespace {
 
@@ -57,6 +61,7 @@ void log_by_bare_ace(ACE_Log_Priority priority, int frame)
                                  frame, 0.25);
 }
 
+#ifdef KR_BENCH_SPDLOG
 spdlog::logger& peer()
 {
     static const Temp_Folder folder;
@@ -76,6 +81,7 @@ void log_by_spdlog(ACE_Log_Priority priority, int frame)
     peer().log(priority == LM_INFO ? spdlog::level::info : spdlog::level::debug,
                "{}: processed frame {} in {:f} ms", name, frame, 0.25);
 }
+#endif
 
 void log_by_four_steps(ACE_Log_Priority priority, int frame)
 {
@@ -103,6 +109,16 @@ protected:
     {
         KR_Log_Options options;
         options.fast_lines = true;
+        return options;
+    }
+};
+
+class Log_Bench_Level : public Log_Bench {
+protected:
+    KR_Log_Options options() const override
+    {
+        KR_Log_Options options;
+        options.only_manager_sets_level = true;
         return options;
     }
 };
@@ -142,6 +158,7 @@ BENCHMARK_DEFINE_F(Log_Bench_Fast, FastHelper)(benchmark::State& state)
 {
     run(state, LM_INFO, log_by_helper);
 }
+#ifdef KR_BENCH_SPDLOG
 BENCHMARK_DEFINE_F(Log_Bench, Spdlog)(benchmark::State& state)
 {
     run(state, LM_INFO, log_by_spdlog);
@@ -149,6 +166,11 @@ BENCHMARK_DEFINE_F(Log_Bench, Spdlog)(benchmark::State& state)
 BENCHMARK_DEFINE_F(Log_Bench, SpdlogMasked)(benchmark::State& state)
 {
     run(state, LM_NOTICE, log_by_spdlog);
+}
+#endif
+BENCHMARK_DEFINE_F(Log_Bench_Level, HelperDropped)(benchmark::State& state)
+{
+    run(state, LM_NOTICE, log_by_helper);
 }
 BENCHMARK_DEFINE_F(Log_Bench_Ring, HelperKept)(benchmark::State& state)
 {
@@ -167,9 +189,15 @@ void with_threads(benchmark::internal::Benchmark* benchmark)
 BENCHMARK_REGISTER_F(Log_Bench, Helper)->Apply(with_threads);
 BENCHMARK_REGISTER_F(Log_Bench_Fast, FastHelper)->Name("Log_Bench/FastHelper")->Apply(with_threads);
 BENCHMARK_REGISTER_F(Log_Bench, BareAce)->Apply(with_threads);
-BENCHMARK_REGISTER_F(Log_Bench, Spdlog)->Apply(with_threads);
 BENCHMARK_REGISTER_F(Log_Bench, HelperMasked)->Threads(1)->Threads(4);
+BENCHMARK_REGISTER_F(Log_Bench_Level, HelperDropped)
+    ->Name("Log_Bench/HelperDropped")
+    ->Threads(1)
+    ->Threads(4);
 BENCHMARK_REGISTER_F(Log_Bench_Ring, HelperKept)->Name("Log_Bench/HelperKept")->Threads(1);
 BENCHMARK_REGISTER_F(Log_Bench, FourStepsMasked)->Threads(1)->Threads(4);
 BENCHMARK_REGISTER_F(Log_Bench, BareAceMasked)->Threads(1)->Threads(4);
+#ifdef KR_BENCH_SPDLOG
+BENCHMARK_REGISTER_F(Log_Bench, Spdlog)->Apply(with_threads);
 BENCHMARK_REGISTER_F(Log_Bench, SpdlogMasked)->Threads(1)->Threads(4);
+#endif

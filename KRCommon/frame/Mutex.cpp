@@ -5,11 +5,13 @@
 #include <KRCommon/frame/Mutex_World.h>
 #include <KRCommon/platform/Lock.h>
 #include <KRCommon/platform/Platform.h>
+#include <KRCommon/platform/Watchdog.h>
 
 #include <cerrno>
 #include <cstdio>
 #include <new>
 #include <string>
+#include <utility>
 
 namespace kr_internal {
 
@@ -27,6 +29,7 @@ public:
     }
     bool begin_end() override { return kr_internal::begin_lock_end(); }
     void finish_end() override { kr_internal::finish_lock_end(); }
+    void end_without_line() override { kr_internal::end_without_line(); }
     void end_process(int exit_code) override { kr_platform::end_process(exit_code); }
 };
 
@@ -175,6 +178,50 @@ private:
     std::int64_t since_;
 };
 
+// A line that is stuck in the log keeps its guard for ever. So while it is under way another thread looks
+// after the lock, and ends the process when one thread has held it all the time.
+class Line_Watch {
+public:
+    Line_Watch(kr_internal::Process_Lock& lock, const std::atomic<std::int64_t>& first_lock_time,
+               std::int64_t milliseconds_until_end) noexcept
+        : lock_(lock), first_lock_time_(first_lock_time), seen_(now()),
+          stand_in_(
+              guard_world_in_use().longest_line_milliseconds(milliseconds_until_end),
+              [](void* watch) { static_cast<Line_Watch*>(watch)->look(); }, this)
+    {
+    }
+
+    bool is_ready() const noexcept { return stand_in_.is_ready(); }
+
+private:
+    struct Holder {
+        std::uint64_t token;
+        std::int64_t since;
+    };
+
+    Holder now() const noexcept
+    {
+        return {kr_internal::holder(lock_.word), first_lock_time_.load(relaxed)};
+    }
+
+    void look() noexcept
+    {
+        constexpr std::int64_t moment = 100; // ms in which a thread that has ended is noticed
+        if (kr_internal::acquire_for(lock_, moment, kr_platform::steady_microseconds()) == 0)
+            kr_internal::release(lock_);
+        const Holder before = std::exchange(seen_, now());
+        const bool is_dead =
+            seen_.token != 0 && seen_.token == before.token && seen_.since == before.since;
+        if (is_dead)
+            guard_world_in_use().end_without_line();
+    }
+
+    kr_internal::Process_Lock& lock_;
+    const std::atomic<std::int64_t>& first_lock_time_;
+    Holder seen_;
+    kr_platform::Stand_In stand_in_;
+};
+
 } // namespace
 
 // A thread that holds the mutex only counts. Clocks for waiting are read when the lock is not to be
@@ -219,9 +266,17 @@ void KR_Mutex_Guard::acquire_slowly(const char* name)
     int error = attempt(seconds_until_report, arrival);
     const bool is_delayed = error == ETIME;
     if (is_delayed) {
-        report_holder(delay_site, "ERR", "delay");
+        std::int64_t seconds_left = seconds_until_end;
+        {
+            Line_Watch watch(lock_.lock_, lock_.first_lock_time_, seconds_left * 1000);
+            for (; !watch.is_ready() && error == ETIME && seconds_left > 0; --seconds_left)
+                error = attempt(1, arrival); // the line can wait, a watch that cannot begin is none
+            if (watch.is_ready() || error == 0)
+                report_holder(delay_site, "ERR", "delay");
+        }
         wait.show();
-        error = attempt(seconds_until_end, arrival);
+        if (error == ETIME)
+            error = attempt(seconds_left, arrival);
         if (error == ETIME) {
             if (world.begin_end()) {
                 report_holder(failed_site, "EMR", "failed");

@@ -94,8 +94,10 @@ private:
 /// - when the lock then comes: "*ERR ... Lock eventually acquired";
 /// - after 130 seconds: "*EMR ... Lock acquire failed", and the process ends with exit code 1;
 /// - on any other error of the lock: "*EMR ... Lock panic", and the process ends likewise.
-/// The time waited is measured on a clock that nobody sets. Lock_Report.h has what a host may want to
-/// happen besides before the process ends, and a report of all locks at any time.
+/// The time waited is measured on a clock that nobody sets. A line about a delay that is stuck in the log
+/// does not keep the process: when one thread holds the mutex for 120 seconds more, the process ends
+/// without a line. Lock_Report.h has what a host may want to happen besides before the process ends, and
+/// a report of all locks at any time.
 ///
 /// A debug build of the library remembers which mutexes were taken while others were held, and tells
 /// once when two of them, or several in a ring, are taken the other way round than before, since threads

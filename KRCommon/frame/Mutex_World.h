@@ -33,6 +33,12 @@ public:
     /// As kr_internal::finish_lock_end(): called after that line.
     virtual void finish_end() {}
 
+    /// How long the line about a delay may be under way with the lock dead all the while.
+    virtual std::int64_t longest_line_milliseconds(std::int64_t until_end) { return until_end; }
+
+    /// As kr_internal::end_without_line(), on another thread than the guard's.
+    virtual void end_without_line() { end_process(1); }
+
     /// Ends the process. Where a test's own one returns, the guard is left without the mutex.
     virtual void end_process(int exit_code) = 0;
 

@@ -13,8 +13,12 @@
 
 #include <KRCommon/frame/Mutex.h>
 
-#include <absl/synchronization/mutex.h>
 #include <benchmark/benchmark.h>
+
+#if __has_include(<absl/synchronization/mutex.h>)
+#define KR_BENCH_ABSEIL
+#include <absl/synchronization/mutex.h>
+#endif
 
 #include <algorithm>
 #include <atomic>
@@ -57,6 +61,7 @@ void TimedMutexUntil(benchmark::State& state)
     }
 }
 
+#ifdef KR_BENCH_ABSEIL
 void AbslMutex(benchmark::State& state)
 {
     static absl::Mutex mutex;
@@ -65,6 +70,7 @@ void AbslMutex(benchmark::State& state)
         benchmark::DoNotOptimize(++shared_counter);
     }
 }
+#endif
 
 void AceProcessMutex(benchmark::State& state)
 {
@@ -194,7 +200,9 @@ void greedy_arguments(benchmark::internal::Benchmark* benchmark)
 
 BENCHMARK(Guard)->UseRealTime()->Threads(1)->Threads(2)->Threads(4);
 BENCHMARK(TimedMutexUntil)->UseRealTime()->Threads(1)->Threads(2)->Threads(4);
+#ifdef KR_BENCH_ABSEIL
 BENCHMARK(AbslMutex)->UseRealTime()->Threads(1)->Threads(2)->Threads(4);
+#endif
 BENCHMARK(AceProcessMutex)->UseRealTime()->Threads(1)->Threads(2)->Threads(4);
 BENCHMARK(NestedGuard);
 BENCHMARK(NestedRecursiveMutex);

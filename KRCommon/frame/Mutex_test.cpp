@@ -131,8 +131,19 @@ public:
     std::function<void()> before_success_ = [] {};
     std::vector<std::int64_t> waits_;
     std::vector<std::int64_t> arrivals_;
+    std::int64_t longest_line_milliseconds(std::int64_t until_end) override
+    {
+        until_end_ = until_end;
+        return longest_line_;
+    }
+
+    void end_without_line() override { ++ends_without_line_; }
+
     std::vector<int> exit_codes_;
     bool does_end_ = false;
+    std::int64_t longest_line_ = 1'000'000;
+    std::int64_t until_end_ = 0;
+    std::atomic<int> ends_without_line_{0};
     std::int64_t wall_ = 1'400'000'000'000;
 
 private:
@@ -324,6 +335,91 @@ TEST_F(Mutex, AWaitOf130SecondsEndsTheProcess)
                 "Waiter\\.cpp:42 " +
                     holder_text(3));
     EXPECT_EQ(std::vector<int>{1}, world.exit_codes_);
+}
+
+// Holds up a guard within its first line, for as long as the function takes.
+class Stuck_Line : public ACE_Log_Msg_Callback {
+public:
+    explicit Stuck_Line(std::function<void()> meanwhile) : meanwhile_(std::move(meanwhile))
+    {
+        previous_ = ACE_Log_Msg::instance()->msg_callback(this);
+    }
+    ~Stuck_Line() override { ACE_Log_Msg::instance()->msg_callback(previous_); }
+    Stuck_Line(const Stuck_Line&) = delete;
+    Stuck_Line& operator=(const Stuck_Line&) = delete;
+
+    void log(ACE_Log_Record& record) override
+    {
+        if (lines_++ == 0)
+            meanwhile_();
+        if (previous_ != nullptr)
+            previous_->log(record);
+    }
+
+private:
+    std::function<void()> meanwhile_;
+    ACE_Log_Msg_Callback* previous_ = nullptr;
+    int lines_ = 0;
+};
+
+void pause(int milliseconds)
+{
+    std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
+}
+
+TEST_F(Mutex, TheProcessEndsOverADeadLockWhileTheLineAboutTheDelayIsStuck)
+{
+    Fake_World world({{ETIME, 10'000}, {0, 1'000}});
+    world.longest_line_ = 20;
+    const Stuck_Line line([&] {
+        for (int i = 0; i < 10'000 && world.ends_without_line_ == 0; ++i)
+            pause(1);
+    });
+    wait_while_held(world);
+    EXPECT_LE(1, world.ends_without_line_);
+    EXPECT_EQ(120'000, world.until_end_);
+    EXPECT_EQ((std::vector<std::int64_t>{10'000, 120'000}), world.waits_) << "the end was no end";
+}
+
+TEST_F(Mutex, TheProcessDoesNotEndWhileTheLineIsStuckWhenTheLockGoesFromHandToHand)
+{
+    Fake_World world({{ETIME, 10'000}, {0, 1'000}});
+    world.longest_line_ = 800; // longer than a busy machine holds up a thread
+    auto holder = std::make_unique<Holder>(mutex_);
+    const Stuck_Line line([&] {
+        const std::int64_t start = kr_platform::steady_milliseconds();
+        while (kr_platform::steady_milliseconds() - start < 2'500) {
+            holder.reset();
+            world.wall_ += 10;
+            holder = std::make_unique<Holder>(mutex_);
+            pause(10);
+        }
+    });
+    world.before_success_ = [&] { holder.reset(); };
+    const KR_Mutex_Guard guard(mutex_, "mutex_", "Waiter.cpp", 42);
+    EXPECT_EQ(0, world.ends_without_line_);
+    EXPECT_EQ(2u, capture_.lines().size());
+}
+
+TEST_F(Mutex, TheProcessDoesNotEndWhileTheLineIsStuckWhenTheHoldersThreadHasEnded)
+{
+    Fake_World world({{ETIME, 10'000}, {0, 1'000}});
+    world.longest_line_ = 800;
+    std::promise<void> may_end;
+    std::promise<void> has_taken;
+    std::thread holder([&] {
+        static_cast<void>(new KR_Mutex_Guard(mutex_, "mutex_", "Holder.cpp", 70)); // for ever
+        has_taken.set_value();
+        may_end.get_future().wait();
+    });
+    has_taken.get_future().wait();
+    const Stuck_Line line([&] {
+        may_end.set_value();
+        holder.join();
+        pause(2'500);
+    });
+    const KR_Mutex_Guard guard(mutex_, "mutex_", "Waiter.cpp", 42);
+    EXPECT_EQ(0, world.ends_without_line_);
 }
 
 TEST_F(Mutex, AWaiterKeepsItsPlaceInTheQueueOverTheReport)

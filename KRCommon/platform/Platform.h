@@ -111,6 +111,10 @@ constexpr std::int64_t last_second = 32'535'215'999;
 /// year 3000, with errno set to EINVAL.
 std::string local_clock_text(std::int64_t seconds);
 
+/// A number that is another one once tzset() has set a time zone of another name or offset for the process.
+/// It costs a few loads, takes no lock and may be read while another thread sets the zone.
+std::uint32_t time_zone_mark() noexcept;
+
 /// A day of local time, and how far local time is from UTC.
 struct Local_Date {
     int year = 0;

@@ -29,6 +29,25 @@ bool set_file_times(const std::string& path, std::int64_t seconds);
 /// Sets the calling thread's last system error: errno, and on Windows GetLastError() as well.
 void set_last_errors(int runtime_error, int system_error);
 
+/// The process's time zone, in the form of the environment variable TZ, until the object ends.
+class Time_Zone {
+public:
+    explicit Time_Zone(const std::string& zone);
+    ~Time_Zone();
+    Time_Zone(const Time_Zone&) = delete;
+    Time_Zone& operator=(const Time_Zone&) = delete;
+
+    /// Sets another one, as a host does.
+    void set(const std::string& zone);
+
+    /// True where a zone may say when it changes, "CET-1CEST,M3.5.0,M10.5.0/3". Windows has one rule for
+    /// all, and knows its name and hours alone.
+    static bool has_rules();
+
+private:
+    std::optional<std::string> previous_;
+};
+
 /// True where a file that is open can be deleted.
 bool can_delete_open_files();
 

@@ -23,7 +23,30 @@ namespace kr_platform {
 /// of the host's.
 bool start_last_thread(void (*function)()) noexcept;
 
-/// True on the threads that these two have started. The entry routine asks: they must wait for nothing
+/// For who is about to do something that may never return: while the object lives, the function is called
+/// each time that so many milliseconds have passed, on a thread of the object's own. One that is being
+/// called when the object is destroyed is waited for, and it may end the process. The thread's last error
+/// stays as it is.
+class Stand_In {
+public:
+    using Function = void (*)(void* argument);
+
+    Stand_In(std::int64_t milliseconds, Function function, void* argument) noexcept;
+    ~Stand_In();
+    Stand_In(const Stand_In&) = delete;
+    Stand_In& operator=(const Stand_In&) = delete;
+
+    /// False: the thread does not get to run yet. Windows: that is so while somebody holds the loader's
+    /// lock, for which the constructor waits a second. When the system has no room for one more
+    /// thread the answer is true, and the function is never called.
+    bool is_ready() const noexcept;
+
+private:
+    struct Thread;
+    Thread* thread_; // null when there is none
+};
+
+/// True on the threads that these three have started. The entry routine asks: they must wait for nothing
 /// while they start.
 bool is_watchdog() noexcept;
 

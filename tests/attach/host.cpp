@@ -8,7 +8,7 @@
 //     host last_words FOLDER KIND [away]
 //                                     one thread that logs from destructors at its end, with its
 //                                     stream taken away after the first line or not; then main
-//     host leave FOLDER               main returns while 16 threads log
+//     host leave FOLDER [fast]        main returns while 16 threads log, by ACE or by the library itself
 //     host stuck FOLDER WHERE         main returns while a thread is stuck: holding the log "lock",
 //                                     writing a line to stderr's full "pipe", or so within a
 //                                     "reactor" that has the log's timer
@@ -134,8 +134,11 @@ int have_last_words(const std::string& folder, const std::string& kind, const st
     return 0;
 }
 
-int leave_16_threads(const std::string& folder)
+int leave_16_threads(const std::string& folder, const std::string& lines)
 {
+    KR_Log_Options options;
+    options.fast_lines = lines == "fast";
+    KR_LOG_MANAGER::instance()->set_options(options);
     open_log(folder);
     for (int i = 0; i < 16; ++i)
         std::thread([] {
@@ -217,7 +220,7 @@ int main(int argc, char** argv)
     if (mode == "last_words")
         return have_last_words(arguments[1], arguments[2], arguments[3]);
     if (mode == "leave")
-        return leave_16_threads(arguments[1]);
+        return leave_16_threads(arguments[1], arguments[2]);
     if (mode == "stuck")
         return leave_a_stuck_thread(arguments[1], arguments[2]);
     return 2;

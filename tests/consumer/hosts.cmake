@@ -1,11 +1,11 @@
 # Part of run.cmake, which copies it beside the hosts: builds them in WORK with what lies in PREFIX, by
-# CMake, by pkg-config and by hand, leaves the programs in WORK/hosts, and on Linux runs them.
+# CMake, by pkg-config and by hand, leaves the programs in WORK/hosts and WORK/soak, and on Linux runs them.
 include(${CMAKE_CURRENT_LIST_DIR}/support/run.cmake)
 set(source ${CMAKE_CURRENT_LIST_DIR})
 set(hosts ${WORK}/hosts)
 set(suffix "")
 set(options -DCMAKE_PREFIX_PATH=${PREFIX} -DCMAKE_CXX_COMPILER=${CXX} -DCMAKE_CXX_FLAGS=${FLAGS}
-    -DCMAKE_RUNTIME_OUTPUT_DIRECTORY=${hosts})
+    -DCMAKE_RUNTIME_OUTPUT_DIRECTORY=${hosts} -DSOAK_FOLDER=${WORK}/soak)
 if(IS_WINDOWS) # with the system's compiler, and no toolchain file of ours
   list(APPEND options -DCMAKE_SYSTEM_NAME=Windows)
   set(suffix .exe)
@@ -63,10 +63,13 @@ run(sh -c "${command}")
 if(IS_WINDOWS) # beside the program lie the DLLs, and the configuration beside the DLL
   file(GLOB files ${PREFIX}/bin/*.dll ${PREFIX}/bin/KRCommon.xml)
   file(COPY ${files} DESTINATION ${hosts})
+  file(COPY ${files} DESTINATION ${WORK}/soak)
 else()
   file(GLOB programs ${hosts}/*)
   foreach(program ${programs})
     run(${CMAKE_COMMAND} -E chdir ${hosts} ${program})
     message("${program}: ${output}")
   endforeach()
+  run(${WORK}/soak/soak ${WORK}/soak/logs 5)
+  message("${output}")
 endif()

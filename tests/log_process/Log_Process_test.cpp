@@ -105,14 +105,30 @@ bool is_whole(const std::string& line)
            message != std::string::npos && line.find(" INF ", message + 1) == std::string::npos;
 }
 
-TEST(Log_Process, ProcessesWithOnePrefixLoseNoLine)
+// Whoever formats the lines: the library where the parameter says so, else ACE.
+class Log_Process_Lines : public testing::TestWithParam<bool> {
+protected:
+    static std::vector<std::string> arguments(std::vector<std::string> mode)
+    {
+        if (GetParam())
+            mode.insert(mode.begin(), "fast");
+        return mode;
+    }
+};
+
+INSTANTIATE_TEST_SUITE_P(Lines, Log_Process_Lines, testing::Bool(),
+                         [](const testing::TestParamInfo<bool>& lines) {
+                             return std::string(lines.param ? "Fast" : "ByAce");
+                         });
+
+TEST_P(Log_Process_Lines, ProcessesWithOnePrefixLoseNoLine)
 {
     constexpr std::size_t count = 10'000;
     const Temp_Folder folder;
     std::vector<std::unique_ptr<Background_Child>> children;
     for (const char* name : {"a", "b", "c", "d"})
-        children.push_back(std::make_unique<Background_Child>(std::vector<std::string>{
-            "write", folder.path(), "shared", std::to_string(count), name}));
+        children.push_back(std::make_unique<Background_Child>(
+            arguments({"write", folder.path(), "shared", std::to_string(count), name})));
     folder.write("go", "");
     for (const auto& child : children)
         EXPECT_EQ(0, child->wait(100));
@@ -152,12 +168,12 @@ TEST(Log_Process, InADaemonTheLogFileHasEachLineOnceAndNoForeignText)
     }
 }
 
-TEST(Log_Process, ForkedChildrenOfAProcessWhoseThreadsLogCanLog)
+TEST_P(Log_Process_Lines, ForkedChildrenOfAProcessWhoseThreadsLogCanLog)
 {
     if (!kr_platform_testing::can_fork())
         GTEST_SKIP() << "this system has no fork()";
     const Temp_Folder folder;
-    const Child_Result child = run_child("log_child", {"fork", folder.path(), "40"});
+    const Child_Result child = run_child("log_child", arguments({"fork", folder.path(), "40"}));
     EXPECT_EQ("ended 40 of 40\n", child.output);
     const std::string text = log_text(folder, "server_");
     for (int i = 0; i < 40; ++i) {
@@ -184,10 +200,10 @@ TEST(Log_Process, AForkedChildOpensALogOfItsOwnAndTheParentKeepsIts)
     EXPECT_THAT(log_text(folder, "parent_"), testing::Not(HasSubstr("own file")));
 }
 
-TEST(Log_Process, AKilledProcessHasLostNoLineThatItHadLogged)
+TEST_P(Log_Process_Lines, AKilledProcessHasLostNoLineThatItHadLogged)
 {
     const Temp_Folder folder;
-    Background_Child child({"endless", folder.path()});
+    Background_Child child(arguments({"endless", folder.path()}));
     const std::string progress = folder.path("progress");
     const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(60);
     while (lines_of(read_text(progress)).size() < 1'000 && std::chrono::steady_clock::now() < end)
@@ -238,6 +254,17 @@ TEST(Log_Process_Slow, ADeadLockEndsTheProcessThoughItsHolderIsStuckInTheLog)
     const Stuck_Log stuck;
     Background_Child child({"guard"}, stuck.write_end());
     EXPECT_EQ(1, child.wait(145)) << "130 seconds for the lock, and at most 1 for the line";
+}
+
+TEST(Log_Process_Slow, ADeadLockEndsTheProcessThoughTheLineAboutTheDelayIsStuckToo)
+{
+    if (is_under_thread_sanitizer)
+        GTEST_SKIP() << no_end_under_it;
+    const Stuck_Log stuck;
+    const auto start = std::chrono::steady_clock::now();
+    Background_Child child({"delay"}, stuck.write_end());
+    EXPECT_EQ(1, child.wait(145));
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::seconds(130));
 }
 
 } // namespace

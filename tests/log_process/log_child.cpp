@@ -1,4 +1,5 @@
-// A host of the real library, one mode a run, for what shows only in a process of its own.
+// A host of the real library, one mode a run, for what shows only in a process of its own. With the word
+// "fast" before the mode the library formats its lines itself.
 //
 //     log_child write FOLDER PREFIX COUNT NAME   so many lines, when FOLDER/go is there
 //     log_child rotate FOLDER       a child process lives on while the log rotates; prints what of
@@ -7,7 +8,8 @@
 //     log_child fork FOLDER COUNT   so many forked children of a process whose threads log
 //     log_child reopen FOLDER       a forked child of a process with a reactor opens a log of its own
 //     log_child assert              an assertion fails while a thread is stuck in the log
-//     log_child guard               a mutex's holder is stuck in the log
+//     log_child guard               a mutex's holder is stuck in the log, and who waits logs its end alone
+//     log_child delay               the same, but who waits logs the delay as well
 //     log_child endless FOLDER      numbered lines; each is noted in FOLDER/progress once it is logged
 //     log_child wait FILE           until there is such a file
 
@@ -25,6 +27,7 @@
 #include <ace/Reactor.h>
 #include <ace/Thread.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <cstdio>
@@ -207,18 +210,29 @@ int fail_an_assertion(const Arguments&)
     return 0;
 }
 
-int wait_for_a_dead_lock(const Arguments&)
+void wait_for_a_dead_lock(unsigned long mask)
 {
     static KR_Mutex_Ex<ACE_Process_Mutex> mutex;
     std::thread([] {
         KR_GUARD(mutex);
         get_stuck_in_the_log();
     }).detach();
-    // Not a line before the last one: that would be stuck as well.
-    ACE_Log_Msg::instance()->priority_mask(LM_EMERGENCY, ACE_Log_Msg::THREAD);
+    // Not a line more: that would be stuck as well.
+    ACE_Log_Msg::instance()->priority_mask(mask, ACE_Log_Msg::THREAD);
     sleep_for(1'000);
-    ACE_Log_Msg::instance()->priority_mask(LM_EMERGENCY, ACE_Log_Msg::PROCESS);
+    ACE_Log_Msg::instance()->priority_mask(mask, ACE_Log_Msg::PROCESS);
     KR_GUARD(mutex);
+}
+
+int wait_with_one_line(const Arguments&)
+{
+    wait_for_a_dead_lock(LM_EMERGENCY);
+    return 0;
+}
+
+int wait_with_two_lines(const Arguments&)
+{
+    wait_for_a_dead_lock(LM_EMERGENCY | LM_ERROR);
     return 0;
 }
 
@@ -245,10 +259,11 @@ struct Mode {
     int (*run)(const Arguments&);
 };
 
-constexpr Mode modes[] = {
-    {"write", &write_lines},          {"rotate", &rotate},           {"daemon", &run_as_daemon},
-    {"fork", &fork_children},         {"reopen", &reopen_in_child},  {"assert", &fail_an_assertion},
-    {"guard", &wait_for_a_dead_lock}, {"endless", &log_without_end}, {"wait", &wait}};
+constexpr Mode modes[] = {{"write", &write_lines},        {"rotate", &rotate},
+                          {"daemon", &run_as_daemon},     {"fork", &fork_children},
+                          {"reopen", &reopen_in_child},   {"assert", &fail_an_assertion},
+                          {"guard", &wait_with_one_line}, {"delay", &wait_with_two_lines},
+                          {"endless", &log_without_end},  {"wait", &wait}};
 
 } // namespace
 
@@ -257,6 +272,13 @@ int main(int argc, char** argv)
     if (argc < 2)
         return 2;
     Arguments arguments(argv + 1, argv + argc);
+    if (arguments[0] == "fast") {
+        KR_Log_Options options;
+        options.fast_lines = true;
+        KR_LOG_MANAGER::instance()->set_options(options);
+        arguments.erase(arguments.begin());
+        arguments.resize(std::max<std::size_t>(arguments.size(), 1));
+    }
     for (const Mode& mode : modes)
         if (arguments[0] == mode.name) {
             arguments[0] = argv[0];

@@ -4,8 +4,8 @@
 //     soak FOLDER SECONDS
 //
 // 64 threads log, guard and profile, and short-lived ones come and go, while the log rotates every
-// 100 KB, changes its level, is closed, opened and reopened, is told of other days and finds the disk full,
-// and while components start and stop. FOLDER is emptied first. Prints one table; the exit code is 1 when
+// 100 KB, changes its level and its options, is closed, opened and reopened, is told of other days and finds
+// the disk full, and while components start and stop. FOLDER is emptied first. Prints one table; the exit code is 1 when
 // a line was lost or torn, a guard failed, or, in a minute and more, descriptors or memory grow, 2 for wrong
 // arguments.
 
@@ -30,6 +30,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -74,10 +75,11 @@ public:
         --under_way_;
     }
 
-    // Lines that may get lost, and that nobody misses.
+    // Lines that may get lost, and that nobody misses. Those with an error's text always go ACE's way.
     static void log_noise()
     {
-        kr_log(KR_LOG_SITE(LM_INFO), "%T T%04t INF noise %s end\n", filler);
+        kr_log(KR_LOG_SITE(LM_INFO), "%T T%04t INF noise %f %s end\n", 0.25, filler);
+        kr_log(KR_LOG_SITE(LM_DEBUG), "%T T%04t DBG noise %p %s end\n", "of", filler);
         kr_log(KR_LOG_SITE(LM_DEBUG), "%T T%04t DBG noise %s end\n", filler);
     }
 
@@ -103,6 +105,7 @@ struct Counts {
     std::atomic<std::uint64_t> visitors{0};
     std::uint64_t ticks = 0;
     std::uint64_t levels = 0;
+    std::uint64_t options = 0;
     std::uint64_t openings = 0;
     std::uint64_t reopenings = 0;
     std::uint64_t clock_steps = 0;
@@ -191,10 +194,7 @@ public:
     explicit Soak(const std::string& folder) : folder_(folder), profile_(1, folder + "/profile")
     {
         profile_.WritePercentiles();
-        KR_Log_Options options;
-        options.retries = options.reports_failures = options.finds_lost_file = true;
-        options.keeps_file_in_use = options.writes_header = options.silences_stderr = true;
-        logs_.set_options(options);
+        change_options();
         logs_.set_file_max_sizes(file_limit, total_limit);
         logs_.set_debug_level(4);
         open();
@@ -293,6 +293,8 @@ private:
             tick(0);
             if (step % 7 == 0)
                 change_level();
+            if (step % 9 == 0)
+                change_options();
             if (step % 11 == 0)
                 counts_.lock_reports += kr_locks().size() <= writers ? 1 : 0;
             if (step % 20 == 0)
@@ -321,6 +323,20 @@ private:
 
     // Lines that count pass at all of these levels.
     void change_level() { logs_.set_debug_level(1 + static_cast<unsigned>(counts_.levels++ % 4)); }
+
+    // Both ways of formatting a line and of failing, with a ring and without: each with each.
+    void change_options()
+    {
+        KR_Log_Options options;
+        options.reports_failures = options.finds_lost_file = true;
+        options.keeps_file_in_use = options.writes_header = options.silences_stderr = true;
+        options.fast_lines = counts_.options % 2 == 0;
+        options.ring_lines = counts_.options / 2 % 2 == 0 ? 100 : 0;
+        options.retries = counts_.options / 4 % 2 == 0;
+        options.only_manager_sets_level = counts_.options / 8 % 2 == 0;
+        logs_.set_options(options);
+        ++counts_.options;
+    }
 
     // By hand at one time, after somebody has renamed the file at another, where the system lets him.
     void reopen()
@@ -361,6 +377,8 @@ private:
                 Lines::log_noise();
             tick(0);
             kr_platform_testing::forbid_file_growth(false);
+            if (!logs_.options().retries)
+                logs_.reopen();
             for (int i = 0; !logs_.status().is_good && i < 100; ++i) {
                 tick(0);
                 sleep_for(10);
@@ -395,11 +413,13 @@ public:
     std::uint64_t torn() const { return torn_; }
     std::uint64_t found() const { return found_; }
     std::uint64_t twice() const { return twice_; }
+    std::uint64_t rings() const { return rings_; }
 
 private:
     void read_file(const fs::path& path)
     {
         ++files_;
+        kept_ = -1;
         std::ifstream file(path, std::ios::binary);
         for (std::string line; std::getline(file, line);) {
             ++lines_;
@@ -408,6 +428,29 @@ private:
             if (!line.empty() && line.back() == '\r')
                 line.pop_back();
             read_line(line);
+            read_kept(line);
+        }
+        if (kept_ >= 0)
+            tear("the end of the kept lines in " + path.string());
+    }
+
+    // The lines of the ring stand between two marker lines, of which the second has their number.
+    void read_kept(const std::string& line)
+    {
+        const char* const begin = "KR_LOG_MANAGER: Lines that the level held back:";
+        const char* const end = "KR_LOG_MANAGER: End of ";
+        const std::size_t end_at = line.find(end);
+        if (end_at != std::string::npos) {
+            if (kept_ <= 0 || std::atol(line.c_str() + end_at + std::strlen(end)) != kept_)
+                tear(line);
+            ++rings_;
+            kept_ = -1;
+        } else if (line.find(begin) != std::string::npos) {
+            if (kept_ >= 0)
+                tear(line);
+            kept_ = 0;
+        } else if (kept_ >= 0) {
+            ++kept_;
         }
     }
 
@@ -459,6 +502,8 @@ private:
     std::uint64_t torn_ = 0;
     std::uint64_t found_ = 0;
     std::uint64_t twice_ = 0;
+    std::uint64_t rings_ = 0;
+    long kept_ = -1; // lines of the ring so far; -1: outside
     std::array<std::vector<bool>, writers> seen_;
 };
 
@@ -504,8 +549,10 @@ bool report(const Soak& soak, const Reading& reading, long seconds)
     print("written, as status() tells", status.lines);
     print("lost, as status() tells", status.lines_lost);
     print("files", reading.files());
+    print("files got the ring's lines, times", reading.rings());
     print("ticks", counts.ticks);
     print("level changes", counts.levels);
+    print("changes of options", counts.options);
     print("openings", counts.openings);
     print("reopenings, half after a renaming", counts.reopenings);
     print("clock steps", counts.clock_steps);

@@ -193,6 +193,20 @@ std::string local_clock_text(std::int64_t seconds)
     return std::string(text + 11, 8);
 }
 
+// The C library keeps the names of zones for good: others have other addresses.
+std::uint32_t time_zone_mark() noexcept
+{
+    const auto load = [](auto& word) {
+        return static_cast<std::uint64_t>(__atomic_load_n(&word, __ATOMIC_RELAXED));
+    };
+    const auto address_of = [](char*& name) {
+        return reinterpret_cast<std::uintptr_t>(__atomic_load_n(&name, __ATOMIC_RELAXED));
+    };
+    const std::uint64_t words = (load(timezone) * 31 + load(daylight)) * 31 +
+                                address_of(tzname[0]) * 17 + address_of(tzname[1]);
+    return static_cast<std::uint32_t>(words * 0x9E37'79B9'7F4A'7C15 >> 32);
+}
+
 Local_Date local_date(std::int64_t seconds) noexcept
 {
     std::tm fields{};

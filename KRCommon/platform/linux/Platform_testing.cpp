@@ -2,6 +2,7 @@
 #include <tests/support/Sanitizers.h>
 
 #include <cerrno>
+#include <cstdlib>
 #include <ctime>
 #include <dlfcn.h>
 #include <fcntl.h>
@@ -54,6 +55,33 @@ bool set_file_times(const std::string& path, std::int64_t seconds)
 void set_last_errors(int runtime_error, int)
 {
     errno = runtime_error;
+}
+
+Time_Zone::Time_Zone(const std::string& zone)
+{
+    if (const char* const previous = std::getenv("TZ"))
+        previous_ = previous;
+    set(zone);
+}
+
+Time_Zone::~Time_Zone()
+{
+    if (previous_)
+        setenv("TZ", previous_->c_str(), 1);
+    else
+        unsetenv("TZ");
+    tzset();
+}
+
+void Time_Zone::set(const std::string& zone)
+{
+    setenv("TZ", zone.c_str(), 1);
+    tzset();
+}
+
+bool Time_Zone::has_rules()
+{
+    return true;
 }
 
 bool can_delete_open_files()

@@ -195,6 +195,15 @@ std::string local_clock_text(std::int64_t seconds)
     return std::string(text + 11, 8);
 }
 
+std::uint32_t time_zone_mark() noexcept
+{
+    const auto load = [](auto& word) {
+        return static_cast<std::uint32_t>(__atomic_load_n(&word, __ATOMIC_RELAXED));
+    };
+    const std::uint32_t words = (load(_timezone) * 31 + load(_daylight)) * 31 + load(_dstbias);
+    return words * 0x9E37'79B1;
+}
+
 Local_Date local_date(std::int64_t seconds) noexcept
 {
     std::tm fields{};

@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cstdint>
+#include <cstdlib>
 #include <ctime>
 #include <fcntl.h>
 #include <io.h>
@@ -58,6 +59,29 @@ void set_last_errors(int runtime_error, int system_error)
 {
     SetLastError(static_cast<DWORD>(system_error));
     errno = runtime_error;
+}
+
+Time_Zone::Time_Zone(const std::string& zone)
+{
+    if (const char* const previous = std::getenv("TZ"))
+        previous_ = previous;
+    set(zone);
+}
+
+Time_Zone::~Time_Zone()
+{
+    set(previous_.value_or("")); // an empty one is none
+}
+
+void Time_Zone::set(const std::string& zone)
+{
+    _putenv(("TZ=" + zone).c_str());
+    _tzset();
+}
+
+bool Time_Zone::has_rules()
+{
+    return false;
 }
 
 bool can_delete_open_files()
