@@ -125,3 +125,32 @@ std::string kr_to_string(const KR_GUID& guid)
     put(24, 20, 12);
     return text;
 }
+
+namespace {
+
+// What is wrong with a text that is no plain identifier; of one in braces there is one after it.
+KR_Parse_Result wrong_of(std::string_view text, std::size_t begin) noexcept
+{
+    const std::string_view bare = text.substr(begin);
+    for (std::size_t at = 0; at < std::min(bare.size(), text_length); ++at) {
+        const bool is_hyphen = std::find(hyphen_positions.begin(), hyphen_positions.end(), at) !=
+                               hyphen_positions.end();
+        if (is_hyphen ? bare[at] != '-' : digit_value(bare[at]) == kr_internal::no_digit)
+            return {KR_Parse_Error::character, begin + at};
+    }
+    const std::size_t end = begin + text_length;
+    if (text.size() < end + begin)
+        return {KR_Parse_Error::cut, text.size()};
+    if (begin > 0 && text[end] != '}')
+        return {KR_Parse_Error::character, end};
+    return {KR_Parse_Error::surplus, end + begin};
+}
+
+} // namespace
+
+KR_Parse_Result kr_try_to_guid(std::string_view text, KR_GUID& out) noexcept
+{
+    if (read_plain(without_braces(text), out))
+        return {KR_Parse_Error::none, text.size()};
+    return wrong_of(text, !text.empty() && text.front() == '{' ? 1 : 0);
+}

@@ -12,11 +12,13 @@
 /// Exceptions: std::bad_alloc alone, see KRCommon_Export.h.
 
 #include <KRCommon/KRCommon_Export.h>
+#include <KRCommon/util/Parse_Result.h>
 
 #include <algorithm>
 #include <cstdint>
 #include <iterator>
 #include <string>
+#include <string_view>
 
 /// An identifier as it lies in memory on Windows: three numbers in the machine's byte order, then
 /// eight bytes. A new one is the nil identifier, all zeros.
@@ -58,3 +60,10 @@ inline bool operator!=(const KR_GUID& left, const KR_GUID& right) noexcept
 
 /// The text: 36 characters in lower case without braces. May throw std::bad_alloc.
 [[nodiscard]] KRCOMMON_EXPORT std::string kr_to_string(const KR_GUID& guid);
+
+/// The checked reader, for texts from outside: exactly the form above, digits in either case, in one
+/// pair of braces or none; nothing before or behind it. Variant and version are not looked at.
+///
+/// returns  cut, character (where a digit, hyphen or brace should be) or surplus
+[[nodiscard]] KRCOMMON_EXPORT KR_Parse_Result kr_try_to_guid(std::string_view text,
+                                                             KR_GUID& out) noexcept;
