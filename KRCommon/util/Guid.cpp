@@ -106,15 +106,15 @@ KR_GUID kr_to_guid(const std::string& text) noexcept
     return {};
 }
 
-std::string kr_to_string(const KR_GUID& guid)
+namespace {
+
+void write(const KR_GUID& guid, char* out) noexcept
 {
     const Bytes bytes = bytes_of(guid);
     char digits[2 * byte_count];
     kr_internal::kernels().encode_hex(bytes.data(), byte_count, digits);
     for (char& digit : digits)
         digit = static_cast<char>(digit | 0x20); // lower case
-    std::string text("00000000-0000-0000-0000-000000000000", text_length);
-    char* const out = text.data();
     const auto put = [&](std::size_t at, std::size_t first, std::size_t count) {
         std::memcpy(out + at, digits + first, count);
     };
@@ -123,6 +123,23 @@ std::string kr_to_string(const KR_GUID& guid)
     put(14, 12, 4);
     put(19, 16, 4);
     put(24, 20, 12);
+    for (const std::size_t position : hyphen_positions)
+        out[position] = '-';
+}
+
+} // namespace
+
+std::string kr_to_string(const KR_GUID& guid)
+{
+    std::string text(text_length, '-');
+    write(guid, text.data());
+    return text;
+}
+
+KR_Guid_Text kr_to_guid_text(const KR_GUID& guid) noexcept
+{
+    KR_Guid_Text text;
+    write(guid, text.characters);
     return text;
 }
 

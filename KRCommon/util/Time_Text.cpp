@@ -2,6 +2,7 @@
 
 #include <KRCommon/platform/Platform.h>
 #include <KRCommon/text/Scanner.h>
+#include <KRCommon/util/Calendar.h>
 
 #include <algorithm>
 #include <array>
@@ -11,6 +12,8 @@
 #include <string_view>
 
 namespace {
+
+using namespace kr_internal;
 
 // A reading of calendar and clock in UTC.
 struct Calendar_Time {
@@ -37,31 +40,7 @@ struct Reading {
     int microsecond = 0; // any
 };
 
-// The Gregorian calendar repeats every 400 years, an era of 146,097 days. Years are counted from
-// March 1st, so that the leap day is their last. The bias makes all years of interest positive.
-constexpr int years_per_era = 400;
-constexpr int days_per_era = 146'097;
-constexpr int bias_eras = 3'000;
-constexpr int bias_years = bias_eras * years_per_era;
-constexpr int days_before_1970 = 719'468; // since March 1st of the year 0
-constexpr int bias_days = days_before_1970 + bias_eras * days_per_era;
-
 constexpr int last_year = 1'000'000;
-
-// Days from 1970-01-01 to the first day of a month. year: +-1,200,000, month: 1 to 12.
-constexpr std::int64_t days_to_month(int year, int month) noexcept
-{
-    const bool is_next_year = month > 2;
-    const int march_year = year + bias_years - (is_next_year ? 0 : 1);
-    const int march_month = is_next_year ? month - 3 : month + 9;
-    const int era = march_year / years_per_era;
-    const int year_of_era = march_year % years_per_era;
-    const int day_of_era =
-        year_of_era * 365 + year_of_era / 4 - year_of_era / 100 + (153 * march_month + 2) / 5;
-    return std::int64_t{era} * days_per_era + day_of_era - bias_days;
-}
-
-static_assert(days_to_month(1970, 1) == 0 && days_to_month(2000, 3) == 11'017);
 
 constexpr std::int64_t first_instant = days_to_month(-last_year, 1) * seconds_per_day;
 constexpr std::int64_t last_instant = days_to_month(last_year + 1, 1) * seconds_per_day - 1;
@@ -284,7 +263,7 @@ Reading read_any_shape(const std::string& text) noexcept
 {
     Reading reading;
     Calendar_Time& time = reading.time;
-    kr_internal::Scanner scan(text);
+    Scanner scan(text);
     // Stops at the first that does not match.
     static_cast<void>(scan.decimal(4, time.year) && scan.mark('/') && scan.decimal(2, time.month) &&
                       scan.mark('/') && scan.decimal(2, time.day) && scan.blanks() &&
@@ -383,12 +362,6 @@ namespace {
 constexpr int first_checked_year = 1;
 constexpr int last_checked_year = 9'999;
 
-constexpr int days_in_month(int year, int month) noexcept
-{
-    const auto next = month < 12 ? days_to_month(year, month + 1) : days_to_month(year + 1, 1);
-    return static_cast<int>(next - days_to_month(year, month));
-}
-
 // A number of a time text, and where it stands.
 struct Checked_Field {
     int Calendar_Time::*number;
@@ -420,8 +393,8 @@ bool is_in_range(const Calendar_Time& time) noexcept
         return static_cast<unsigned>(number) < end;
     };
     return is_below(time.year - 1, last_checked_year) && is_below(time.month - 1, 12) &&
-           is_below(time.day - 1, 31) && is_below(time.hour, 24) && is_below(time.minute, 60) &&
-           (time.day <= 28 || time.day <= days_in_month(time.year, time.month)) &&
+           time.day >= 1 && is_below(time.hour, 24) && is_below(time.minute, 60) &&
+           time.day <= days_in_month(time.year, time.month) &&
            (is_below(time.second, 60) || is_leap_second(time));
 }
 
@@ -443,10 +416,10 @@ public:
             if (!result)
                 return result;
             if (field.number == &Calendar_Time::day && !is_day(reading.time))
-                return {KR_Parse_Error::range, begin_};
+                return out_of_range();
         }
         if (reading.time.second == 60 && !is_leap_second(reading.time))
-            return {KR_Parse_Error::range, begin_};
+            return out_of_range();
         if (scan_.rest().empty())
             return done();
         if (!scan_.mark('.'))
@@ -473,20 +446,25 @@ private:
 
     KR_Parse_Result number(std::size_t width, int& value, int least, int most) noexcept
     {
-        scan_.blanks();
-        begin_ = position();
+        before_ = scan_.rest();
         if (!scan_.decimal(width, value)) {
             scan_.minus();
             return wrong();
         }
-        if (value < least || value > most)
-            return {KR_Parse_Error::range, begin_};
-        return done();
+        return value >= least && value <= most ? done() : out_of_range();
+    }
+
+    // Of the last number.
+    KR_Parse_Result out_of_range() const noexcept
+    {
+        Scanner number(before_);
+        number.blanks();
+        return {KR_Parse_Error::range, text_.size() - number.rest().size()};
     }
 
     std::string_view text_;
-    kr_internal::Scanner scan_;
-    std::size_t begin_ = 0; // of the last number
+    Scanner scan_;
+    std::string_view before_; // what was left before the last number
 };
 
 KR_Parse_Result read_checked(std::string_view text, Reading& reading) noexcept

@@ -47,19 +47,27 @@ constexpr char lower(char c) noexcept
     return c >= 'A' && c <= 'Z' ? static_cast<char>(c | 0x20) : c;
 }
 
-constexpr bool is_control_or_blank(char c) noexcept
-{
+constexpr auto is_control_or_blank = [](char c) noexcept {
     return static_cast<unsigned char>(c) <= ' ';
-}
+};
 
-constexpr std::string_view left_out_everywhere = "\t\n\r";
+// Predicates are objects, so that the loops of <algorithm> take them in.
+constexpr auto is_mark_of_end = [](char c) noexcept { return c == '?' || c == '#'; };
+
+// Wherever it stands in the text.
+constexpr auto is_left_out = [](char c) noexcept { return c == '\t' || c == '\n' || c == '\r'; };
 
 // The standard's forbidden host code points.
-constexpr bool is_forbidden_in_host(char c) noexcept
-{
-    constexpr std::string_view forbidden("\0\t\n\r #/:<>?@[\\]^|", 17);
-    return forbidden.find(c) != std::string_view::npos;
-}
+constexpr auto forbidden_in_host = [] {
+    std::array<bool, 256> are{};
+    for (const char c : std::string_view("\0\t\n\r #/:<>?@[\\]^|", 17))
+        are[static_cast<unsigned char>(c)] = true;
+    return are;
+}();
+
+constexpr auto is_forbidden_in_host = [](char c) noexcept {
+    return forbidden_in_host[static_cast<unsigned char>(c)];
+};
 
 // And its forbidden domain code points, beside characters outside of ASCII, which are not converted.
 constexpr bool is_forbidden_in_domain(char c) noexcept
@@ -372,7 +380,8 @@ private:
     void read_path()
     {
         const std::string_view rest = text_.substr(at_);
-        const std::string_view path = rest.substr(0, rest.find_first_of("?#"));
+        const auto mark = std::find_if(rest.begin(), rest.end(), is_mark_of_end);
+        const std::string_view path = rest.substr(0, static_cast<std::size_t>(mark - rest.begin()));
         const std::size_t begin = out_.size();
         if (!path.empty())
             append_segments(path, begin);
@@ -434,7 +443,7 @@ namespace {
 std::size_t position_in(std::string_view text, std::size_t position) noexcept
 {
     for (std::size_t at = 0; at < text.size(); ++at) {
-        if (left_out_everywhere.find(text[at]) != std::string_view::npos)
+        if (is_left_out(text[at]))
             continue;
         if (position == 0)
             return at;
@@ -446,9 +455,6 @@ std::size_t position_in(std::string_view text, std::size_t position) noexcept
 std::string without_left_out(std::string_view text)
 {
     std::string kept(text);
-    const auto is_left_out = [](char c) {
-        return left_out_everywhere.find(c) != std::string_view::npos;
-    };
     kept.erase(std::remove_if(kept.begin(), kept.end(), is_left_out), kept.end());
     return kept;
 }
@@ -530,7 +536,7 @@ KR_Parse_Result kr_try_to_url(std::string_view text, KR_Url& url)
         trimmed.remove_suffix(1);
 
     std::string kept;
-    const bool is_whole = trimmed.find_first_of(left_out_everywhere) == std::string_view::npos;
+    const bool is_whole = std::none_of(trimmed.begin(), trimmed.end(), is_left_out);
     if (!is_whole)
         kept = without_left_out(trimmed);
     KR_Url read;
