@@ -1,5 +1,6 @@
 // The library as a host sees it: the exported surface, through the shared library itself.
 
+#include <KRCommon/KRCommon_Version.h>
 #include <KRCommon/colors/Colors.h>
 #include <KRCommon/eventlog/Event_Log.h>
 #include <KRCommon/frame/Component_Base.h>
@@ -326,6 +327,20 @@ TEST(Surface, TheCheckedReadersAreThere)
     KR_Version version{};
     EXPECT_TRUE(kr_try_to_version("1.0.0", version));
     EXPECT_EQ("1.0.0.0", kr_to_string(version));
+}
+
+TEST(Surface, TheLibraryTellsItsVersion)
+{
+    const KR_Program_Version library = kr_library_version();
+    KR_Version version{};
+    EXPECT_TRUE(kr_try_to_version(library.version, version)) << library.version;
+    EXPECT_EQ(
+        (KR_Version{KRCOMMON_VERSION_MAJOR, KRCOMMON_VERSION_MINOR, KRCOMMON_VERSION_PATCH, 0}),
+        version);
+    EXPECT_TRUE(library.source == KR_Program_Version::Source::note ||
+                library.source == KR_Program_Version::Source::resource);
+    EXPECT_NE(std::string::npos, kr_to_string(library).find("KRCommon"));
+    EXPECT_NE("", kr_running_program_version().path);
 }
 
 TEST(Surface, TheDumpTypeIsTheHostsChoice)

@@ -11,6 +11,7 @@
 #include <KRCommon/util/Code_Pages.h>
 #include <KRCommon/util/Guid.h>
 #include <KRCommon/util/Parse_Result.h>
+#include <KRCommon/util/Program_Version.h>
 #include <KRCommon/util/SHA1.h>
 #include <KRCommon/util/String_Encryption.h>
 #include <KRCommon/util/Text.h>
