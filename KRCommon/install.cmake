@@ -49,6 +49,8 @@ write_basic_package_version_file(${CMAKE_CURRENT_BINARY_DIR}/KRCommonConfigVersi
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/KRCommonConfig.cmake
               ${CMAKE_CURRENT_BINARY_DIR}/KRCommonConfigVersion.cmake
               ${PROJECT_SOURCE_DIR}/cmake/FindACE.cmake
+              ${PROJECT_SOURCE_DIR}/cmake/KRVersionNote.cmake
+              ${PROJECT_SOURCE_DIR}/cmake/version_note.cpp.in
         DESTINATION ${kr_package_dir})
 install(EXPORT KRCommonTargets NAMESPACE KRCommon:: DESTINATION ${kr_package_dir})
 

@@ -33,7 +33,7 @@ SOAP_PACKAGES=(gsoap)
 # The benchmarks and the libraries that they compare with.
 BENCH_PACKAGES=(libbenchmark-dev libabsl-dev libopencv-imgproc-dev libexpat1-dev libpugixml-dev
                 libxml2-dev libssl-dev libfmt-dev libspdlog-dev protobuf-compiler libprotobuf-dev
-                flatbuffers-compiler libflatbuffers-dev uuid-dev)
+                flatbuffers-compiler libflatbuffers-dev uuid-dev libcurl4-openssl-dev)
 
 # Format and static checks.
 CHECK_PACKAGES=(clang-format-14 clang-tidy-14 shellcheck git)

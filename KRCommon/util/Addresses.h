@@ -1,8 +1,8 @@
 #pragma once
 
 /// \file
-/// Checks and text forms of socket addresses. Made for IPv4; what an IPv6 address gives is said at
-/// each function.
+/// Checks and text forms of socket addresses, and a checked reader of them. The former are made for
+/// IPv4; what an IPv6 address gives is said at each function.
 ///
 ///     const ACE_INET_Addr camera(554, "10.0.0.5");
 ///     kr_to_string(camera); // 10.0.0.5:554
@@ -13,10 +13,14 @@
 /// Exceptions: std::bad_alloc alone, see KRCommon_Export.h.
 
 #include <KRCommon/KRCommon_Export.h>
+#include <KRCommon/util/Parse_Result.h>
 
 #include <ace/INET_Addr.h>
 
+#include <array>
+#include <cstdint>
 #include <string>
+#include <string_view>
 
 /// False for "169.254." and whatever follows it: the addresses that a machine gives itself when it
 /// was given none. Every other text is true; it is meant to be a well-formed dotted address.
@@ -48,6 +52,37 @@
 ///     INF get_net_address_info - ip = 10.0.0.5, host = camera7, port = 554, performReverseDns = 1
 KRCOMMON_EXPORT void get_net_address_info(const ACE_INET_Addr& addr, std::string& ip,
                                           std::string& host, int& port, bool performReverseDns);
+
+/// An IP address as someone wrote it down, with or without a port. It is the same on both targets,
+/// whatever ACE was built with.
+struct KR_Ip_Address {
+    std::array<std::uint8_t, 16> bytes{}; ///< in the network's order; of IPv4 the first four
+    bool is_ipv6 = false;
+    bool has_port = false;
+    std::uint16_t port = 0; ///< 0 when there is none
+    std::string zone;       ///< of IPv6: an interface's name or number; mostly empty
+};
+
+/// "10.0.0.5", "10.0.0.5:554", "fe80::1%eth0" or "[2001:db8::1]:554": IPv6 in its shortest form, in
+/// brackets when it has a port. Reading it gives the address again.
+[[nodiscard]] KRCOMMON_EXPORT std::string kr_to_string(const KR_Ip_Address& address);
+
+/// The checked reader of addresses, for texts from outside. Accepted are, with nothing around them,
+/// - IPv4: four decimal numbers from 0 to 255 without zeros in front, and ":" with a port or not;
+/// - IPv6 (RFC 4291 section 2.2) without a port, in brackets or not, and in brackets ":" with a port.
+///   "%" and a zone may stand behind the address, of letters, digits, "-", ".", "_" and "~".
+/// Ports are 0 to 65535 in decimal digits. No name is looked up.
+///
+/// returns  cut, character, surplus, or range with the number's place
+[[nodiscard]] KRCOMMON_EXPORT KR_Parse_Result kr_try_to_address(std::string_view text,
+                                                                KR_Ip_Address& out);
+
+/// The same into ACE's address, of IPv4 alone: ACE may be built without IPv6, and on Windows it is.
+/// Without a port the address has port 0.
+///
+/// returns  of IPv6, character at position 0
+[[nodiscard]] KRCOMMON_EXPORT KR_Parse_Result kr_try_to_address(std::string_view text,
+                                                                ACE_INET_Addr& out);
 
 namespace kr_internal {
 

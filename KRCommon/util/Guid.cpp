@@ -106,15 +106,15 @@ KR_GUID kr_to_guid(const std::string& text) noexcept
     return {};
 }
 
-std::string kr_to_string(const KR_GUID& guid)
+namespace {
+
+void write(const KR_GUID& guid, char* out) noexcept
 {
     const Bytes bytes = bytes_of(guid);
     char digits[2 * byte_count];
     kr_internal::kernels().encode_hex(bytes.data(), byte_count, digits);
     for (char& digit : digits)
         digit = static_cast<char>(digit | 0x20); // lower case
-    std::string text("00000000-0000-0000-0000-000000000000", text_length);
-    char* const out = text.data();
     const auto put = [&](std::size_t at, std::size_t first, std::size_t count) {
         std::memcpy(out + at, digits + first, count);
     };
@@ -123,5 +123,51 @@ std::string kr_to_string(const KR_GUID& guid)
     put(14, 12, 4);
     put(19, 16, 4);
     put(24, 20, 12);
+    for (const std::size_t position : hyphen_positions)
+        out[position] = '-';
+}
+
+} // namespace
+
+std::string kr_to_string(const KR_GUID& guid)
+{
+    std::string text(text_length, '-');
+    write(guid, text.data());
     return text;
+}
+
+KR_Guid_Text kr_to_guid_text(const KR_GUID& guid) noexcept
+{
+    KR_Guid_Text text;
+    write(guid, text.characters);
+    return text;
+}
+
+namespace {
+
+// What is wrong with a text that is no plain identifier; of one in braces there is one after it.
+KR_Parse_Result wrong_of(std::string_view text, std::size_t begin) noexcept
+{
+    const std::string_view bare = text.substr(begin);
+    for (std::size_t at = 0; at < std::min(bare.size(), text_length); ++at) {
+        const bool is_hyphen = std::find(hyphen_positions.begin(), hyphen_positions.end(), at) !=
+                               hyphen_positions.end();
+        if (is_hyphen ? bare[at] != '-' : digit_value(bare[at]) == kr_internal::no_digit)
+            return {KR_Parse_Error::character, begin + at};
+    }
+    const std::size_t end = begin + text_length;
+    if (text.size() < end + begin)
+        return {KR_Parse_Error::cut, text.size()};
+    if (begin > 0 && text[end] != '}')
+        return {KR_Parse_Error::character, end};
+    return {KR_Parse_Error::surplus, end + begin};
+}
+
+} // namespace
+
+KR_Parse_Result kr_try_to_guid(std::string_view text, KR_GUID& out) noexcept
+{
+    if (read_plain(without_braces(text), out))
+        return {KR_Parse_Error::none, text.size()};
+    return wrong_of(text, !text.empty() && text.front() == '{' ? 1 : 0);
 }

@@ -2,6 +2,7 @@
 
 #include <KRCommon/kernels/Kernels.h>
 #include <KRCommon/kernels/Vector.h>
+#include <KRCommon/text/Digits.h>
 #include <KRCommon/util/Sizes.h>
 
 #include <algorithm>
@@ -18,6 +19,62 @@ std::string kr_to_string(unsigned char* data, unsigned length)
     std::string text(kr_internal::size_for(std::string(), kr_internal::hex_size(length)), '\0');
     kr_internal::kernels().encode_hex(data, length, text.data());
     return text;
+}
+
+namespace {
+
+constexpr std::size_t most_on_stack = 1'024;
+
+// Decodes into room for text.size() / 2 bytes.
+KR_Parse_Result decode_hex(std::string_view text, unsigned char* out) noexcept
+{
+    const std::size_t size = text.size() / 2;
+    std::size_t at = 2 * kr_internal::kernels().decode_hex(text.data(), size, out);
+    while (at < text.size() && kr_internal::digit_value(text[at]) != kr_internal::no_digit)
+        ++at;
+    if (at < text.size())
+        return {KR_Parse_Error::character, at};
+    return {at % 2 == 0 ? KR_Parse_Error::none : KR_Parse_Error::cut, at};
+}
+
+} // namespace
+
+KR_Parse_Result kr_try_from_hex(std::string_view text, std::string& out)
+{
+    const std::size_t size = text.size() / 2;
+    if (size <= most_on_stack) {
+        unsigned char bytes[most_on_stack];
+        const KR_Parse_Result result = decode_hex(text, bytes);
+        if (result)
+            out.assign(reinterpret_cast<const char*>(bytes), size);
+        return result;
+    }
+    std::string bytes(size, '\0');
+    const KR_Parse_Result result = decode_hex(text, reinterpret_cast<unsigned char*>(bytes.data()));
+    if (result)
+        out.swap(bytes);
+    return result;
+}
+
+KR_Parse_Result kr_try_from_hex(std::string_view text, unsigned char* out,
+                                std::size_t size) noexcept
+{
+    // Nothing is written before all is known to be right: a piece at a time is decoded aside.
+    unsigned char aside[most_on_stack];
+    for (std::size_t at = 0; at < text.size(); at += 2 * most_on_stack) {
+        const KR_Parse_Result result = decode_hex(text.substr(at, 2 * most_on_stack), aside);
+        if (!result)
+            return {result.error, at + result.position};
+    }
+    if (text.size() / 2 < size)
+        return {KR_Parse_Error::cut, text.size()};
+    if (text.size() / 2 > size)
+        return {KR_Parse_Error::surplus, 2 * size};
+    if (size <= most_on_stack)
+        std::copy_n(aside, size, out);
+    else
+        static_cast<void>(decode_hex(text, out));
+    return {KR_Parse_Error::none, text.size()};
 }
 
 namespace {

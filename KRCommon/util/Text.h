@@ -7,14 +7,17 @@
 ///
 /// Threads: no state; all functions may run on any thread at once. They take no lock and do not
 /// log.
-/// Failure: none is reported; where memory is needed, or a text would be longer than any can be,
+/// Failure: none is reported but by kr_try_...(); where memory is needed, or a text would be longer than any can be,
 /// std::bad_alloc may be thrown.
 /// Same on Windows and Linux.
 /// Exceptions: std::bad_alloc alone, see KRCommon_Export.h, and that of kr_is_prefix_match().
 
 #include <KRCommon/KRCommon_Export.h>
+#include <KRCommon/util/Parse_Result.h>
 
+#include <cstddef>
 #include <string>
+#include <string_view>
 #include <vector>
 
 /// Two upper-case hexadecimal digits per byte, the high four bits first: 0x0A 0xFF gives "0AFF".
@@ -22,6 +25,22 @@
 /// data    length bytes; only read. May be null when length is 0.
 /// returns exactly 2 * length characters
 [[nodiscard]] KRCOMMON_EXPORT std::string kr_to_string(unsigned char* data, unsigned length);
+
+/// Bytes from hexadecimal text: two digits of either case for each, the high four bits first. Nothing
+/// else may stand in the text; an empty one has no bytes.
+///
+/// out      is replaced by the bytes; may be what text views
+/// returns  character (the first that is no digit) or cut (a digit lacks its second)
+[[nodiscard]] KRCOMMON_EXPORT KR_Parse_Result kr_try_from_hex(std::string_view text,
+                                                              std::string& out);
+
+/// The same of a text that has exactly size bytes, two digits for each. Never throws.
+///
+/// out      size bytes; may be null when size is 0. Must not overlap text.
+/// returns  character, cut (of fewer digits) or surplus (of more)
+[[nodiscard]] KRCOMMON_EXPORT KR_Parse_Result kr_try_from_hex(std::string_view text,
+                                                              unsigned char* out,
+                                                              std::size_t size) noexcept;
 
 /// Appends the pieces of text between the delimiters to out, which is not cleared. Empty pieces
 /// count: "a,,b" gives "a", "" and "b"; an empty text gives one empty piece, a delimiter at the end

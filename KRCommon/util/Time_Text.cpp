@@ -2,6 +2,7 @@
 
 #include <KRCommon/platform/Platform.h>
 #include <KRCommon/text/Scanner.h>
+#include <KRCommon/util/Calendar.h>
 
 #include <algorithm>
 #include <array>
@@ -11,6 +12,8 @@
 #include <string_view>
 
 namespace {
+
+using namespace kr_internal;
 
 // A reading of calendar and clock in UTC.
 struct Calendar_Time {
@@ -37,31 +40,7 @@ struct Reading {
     int microsecond = 0; // any
 };
 
-// The Gregorian calendar repeats every 400 years, an era of 146,097 days. Years are counted from
-// March 1st, so that the leap day is their last. The bias makes all years of interest positive.
-constexpr int years_per_era = 400;
-constexpr int days_per_era = 146'097;
-constexpr int bias_eras = 3'000;
-constexpr int bias_years = bias_eras * years_per_era;
-constexpr int days_before_1970 = 719'468; // since March 1st of the year 0
-constexpr int bias_days = days_before_1970 + bias_eras * days_per_era;
-
 constexpr int last_year = 1'000'000;
-
-// Days from 1970-01-01 to the first day of a month. year: +-1,200,000, month: 1 to 12.
-constexpr std::int64_t days_to_month(int year, int month) noexcept
-{
-    const bool is_next_year = month > 2;
-    const int march_year = year + bias_years - (is_next_year ? 0 : 1);
-    const int march_month = is_next_year ? month - 3 : month + 9;
-    const int era = march_year / years_per_era;
-    const int year_of_era = march_year % years_per_era;
-    const int day_of_era =
-        year_of_era * 365 + year_of_era / 4 - year_of_era / 100 + (153 * march_month + 2) / 5;
-    return std::int64_t{era} * days_per_era + day_of_era - bias_days;
-}
-
-static_assert(days_to_month(1970, 1) == 0 && days_to_month(2000, 3) == 11'017);
 
 constexpr std::int64_t first_instant = days_to_month(-last_year, 1) * seconds_per_day;
 constexpr std::int64_t last_instant = days_to_month(last_year + 1, 1) * seconds_per_day - 1;
@@ -263,7 +242,7 @@ private:
 };
 
 // The time text in its full shape, whatever follows it.
-bool read_full_shape(const std::string& text, Reading& reading) noexcept
+bool read_full_shape(std::string_view text, Reading& reading) noexcept
 {
     if (text.size() < text_length || text[4] != '/' || text[7] != '/' || text[10] != ' ' ||
         text[13] != ':' || text[16] != ':' || text[19] != '.')
@@ -284,7 +263,7 @@ Reading read_any_shape(const std::string& text) noexcept
 {
     Reading reading;
     Calendar_Time& time = reading.time;
-    kr_internal::Scanner scan(text);
+    Scanner scan(text);
     // Stops at the first that does not match.
     static_cast<void>(scan.decimal(4, time.year) && scan.mark('/') && scan.decimal(2, time.month) &&
                       scan.mark('/') && scan.decimal(2, time.day) && scan.blanks() &&
@@ -376,4 +355,146 @@ void kr_extract_time(const ACE_Time_Value& in, ACE_Time_Value& out)
 {
     const Instant instant = instant_of(in);
     out.set(static_cast<std::time_t>(split(instant.seconds).second_of_day), instant.microsecond);
+}
+
+namespace {
+
+constexpr int first_checked_year = 1;
+constexpr int last_checked_year = 9'999;
+
+// A number of a time text, and where it stands.
+struct Checked_Field {
+    int Calendar_Time::*number;
+    std::size_t width;
+    int least;
+    int most;
+    char mark; // before it, but for a blank
+};
+
+constexpr Checked_Field checked_fields[] = {
+    {&Calendar_Time::year, 4, first_checked_year, last_checked_year, '\0'},
+    {&Calendar_Time::month, 2, 1, 12, '/'},
+    {&Calendar_Time::day, 2, 1, 31, '/'},
+    {&Calendar_Time::hour, 2, 0, 23, '\0'},
+    {&Calendar_Time::minute, 2, 0, 59, ':'},
+    {&Calendar_Time::second, 2, 0, 60, ':'},
+};
+constexpr std::size_t date_fields = 3;
+
+bool is_leap_second(const Calendar_Time& time) noexcept
+{
+    return time.second == 60 && time.minute == 59 && time.hour == 23 &&
+           time.day == days_in_month(time.year, time.month);
+}
+
+bool is_in_range(const Calendar_Time& time) noexcept
+{
+    const auto is_below = [](int number, unsigned end) {
+        return static_cast<unsigned>(number) < end;
+    };
+    return is_below(time.year - 1, last_checked_year) && is_below(time.month - 1, 12) &&
+           time.day >= 1 && is_below(time.hour, 24) && is_below(time.minute, 60) &&
+           time.day <= days_in_month(time.year, time.month) &&
+           (is_below(time.second, 60) || is_leap_second(time));
+}
+
+// Reads a time text in any shape, and knows where its numbers stand.
+class Checked_Reader {
+public:
+    explicit Checked_Reader(std::string_view text) noexcept : text_(text), scan_(text) {}
+
+    KR_Parse_Result read(Reading& reading) noexcept
+    {
+        std::size_t count = 0;
+        for (const Checked_Field& field : checked_fields) {
+            if (count++ >= date_fields && scan_.rest().empty())
+                return done();
+            if (field.mark != '\0' && !scan_.mark(field.mark))
+                return wrong();
+            const KR_Parse_Result result =
+                number(field.width, reading.time.*field.number, field.least, field.most);
+            if (!result)
+                return result;
+            if (field.number == &Calendar_Time::day && !is_day(reading.time))
+                return out_of_range();
+        }
+        if (reading.time.second == 60 && !is_leap_second(reading.time))
+            return out_of_range();
+        if (scan_.rest().empty())
+            return done();
+        if (!scan_.mark('.'))
+            return {KR_Parse_Error::surplus, position()};
+        if (const KR_Parse_Result result = number(6, reading.microsecond, 0, 999'999); !result)
+            return result;
+        return scan_.rest().empty() ? done() : KR_Parse_Result{KR_Parse_Error::surplus, position()};
+    }
+
+private:
+    std::size_t position() const noexcept { return text_.size() - scan_.rest().size(); }
+
+    KR_Parse_Result done() const noexcept { return {KR_Parse_Error::none, text_.size()}; }
+
+    KR_Parse_Result wrong() const noexcept
+    {
+        return {scan_.rest().empty() ? KR_Parse_Error::cut : KR_Parse_Error::character, position()};
+    }
+
+    static bool is_day(const Calendar_Time& time) noexcept
+    {
+        return time.day <= days_in_month(time.year, time.month);
+    }
+
+    KR_Parse_Result number(std::size_t width, int& value, int least, int most) noexcept
+    {
+        before_ = scan_.rest();
+        if (!scan_.decimal(width, value)) {
+            scan_.minus();
+            return wrong();
+        }
+        return value >= least && value <= most ? done() : out_of_range();
+    }
+
+    // Of the last number.
+    KR_Parse_Result out_of_range() const noexcept
+    {
+        Scanner number(before_);
+        number.blanks();
+        return {KR_Parse_Error::range, text_.size() - number.rest().size()};
+    }
+
+    std::string_view text_;
+    Scanner scan_;
+    std::string_view before_; // what was left before the last number
+};
+
+KR_Parse_Result read_checked(std::string_view text, Reading& reading) noexcept
+{
+    if (text.size() == text_length && read_full_shape(text, reading) && is_in_range(reading.time))
+        return {KR_Parse_Error::none, text.size()};
+    reading = {};
+    return Checked_Reader(text).read(reading);
+}
+
+} // namespace
+
+KR_Parse_Result kr_try_to_ace_date_time(std::string_view text, ACE_Date_Time& out) noexcept
+{
+    Reading reading;
+    const KR_Parse_Result result = read_checked(text, reading);
+    if (result)
+        out = date_time_of(reading);
+    return result;
+}
+
+KR_Parse_Result kr_try_to_ace_time_value(std::string_view text, ACE_Time_Value& out) noexcept
+{
+    Reading reading;
+    const KR_Parse_Result result = read_checked(text, reading);
+    if (!result)
+        return result;
+    const std::int64_t seconds = seconds_of(reading.time);
+    if (seconds < 0)
+        return {KR_Parse_Error::range, text.find_first_not_of(" \t\n\v\f\r")};
+    out.set(static_cast<std::time_t>(seconds), reading.microsecond);
+    return result;
 }

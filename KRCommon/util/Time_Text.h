@@ -24,15 +24,18 @@
 ///
 /// Threads: no state; all functions may run on any thread at once. They take no lock and do not
 /// log.
-/// Failure: none is reported. Only the texts may throw, std::bad_alloc. Same on Windows and Linux.
+/// Failure: none is reported but by kr_try_...(). Only the texts may throw, std::bad_alloc. Same on
+/// Windows and Linux.
 /// Exceptions: std::bad_alloc alone, see KRCommon_Export.h.
 
 #include <KRCommon/KRCommon_Export.h>
+#include <KRCommon/util/Parse_Result.h>
 
 #include <ace/Date_Time.h>
 #include <ace/Time_Value.h>
 
 #include <string>
+#include <string_view>
 
 /// The time text. A year before 0 begins with a minus sign and one after 9999 has as many digits as
 /// it needs, so that only the years 0 to 9999 give 26 characters.
@@ -77,3 +80,23 @@
 /// The time of day of in: seconds and microseconds since 00:00:00 UTC of its day, from 0 to
 /// 86,399.999999, of any instant. out may be in.
 KRCOMMON_EXPORT void kr_extract_time(const ACE_Time_Value& in, ACE_Time_Value& out);
+
+/// The checked readers of a time text, for texts from outside. They give what the lenient ones above
+/// give, or an error. Accepted is, from the text's begin to its end,
+///
+///     year/month/day [hour [:minute [:second [.microsecond]]]]
+///
+/// in the shapes that kr_to_ace_date_time() takes: numbers with fewer digits, white space or a plus
+/// in front of them, no blank before the hour. What is left out is 0. Refused are a tail of any kind,
+/// a zero byte too, and numbers out of range: year 1 to 9999, month 1 to 12, day 1 to the month's last,
+/// hour to 23, minute to 59, second to 59. Second 60 is taken at 23:59 on a month's last day, where leap
+/// seconds are, and is the same instant as the second after it.
+/// Quirk: the microseconds are a plain number here too, ".5" reads 5.
+///
+/// out      the fields as they stand in the text, weekday 0; or their instant, for which the year must
+///          be 1970 to 3000
+/// returns  cut, character (where a digit or mark should be), surplus, or range with the number's place
+[[nodiscard]] KRCOMMON_EXPORT KR_Parse_Result kr_try_to_ace_date_time(std::string_view text,
+                                                                      ACE_Date_Time& out) noexcept;
+[[nodiscard]] KRCOMMON_EXPORT KR_Parse_Result
+kr_try_to_ace_time_value(std::string_view text, ACE_Time_Value& out) noexcept;

@@ -9,9 +9,12 @@
 //   ParseShort             kr_to_ace_time_value of texts without zeros in front
 //     ...Literal           sscanf and timegm
 //   ExtractTime            kr_extract_time
+//   FormatIso, ParseIso    kr_to_iso8601, kr_try_from_iso8601
+//     ...Absl              absl::FormatTime, absl::ParseTime
 //
 // One iteration is one of 4,096 instants between 1970 and 2100.
 
+#include <KRCommon/util/Time_Forms.h>
 #include <KRCommon/util/Time_Text.h>
 
 #include <benchmark/benchmark.h>
@@ -36,6 +39,7 @@ struct Instants {
     std::vector<ACE_Time_Value> values;
     std::vector<std::string> texts;
     std::vector<std::string> short_texts;
+    std::vector<std::string> iso_texts;
 };
 
 const Instants& instants()
@@ -53,6 +57,7 @@ const Instants& instants()
                           date.month(), date.day(), date.hour(), date.minute(), date.second(),
                           date.microsec());
             made.short_texts.emplace_back(text);
+            made.iso_texts.push_back(kr_to_iso8601(made.values.back()));
         }
         return made;
     }();
@@ -103,8 +108,25 @@ void ExtractTime(benchmark::State& state)
     });
 }
 
+void FormatIso(benchmark::State& state)
+{
+    each(state, instants().values,
+         [](const ACE_Time_Value& value) { return kr_to_iso8601(value); });
+}
+
+void ParseIso(benchmark::State& state)
+{
+    each(state, instants().iso_texts, [](const std::string& text) {
+        ACE_Time_Value value;
+        benchmark::DoNotOptimize(kr_try_from_iso8601(text, value));
+        return value;
+    });
+}
+
 } // namespace
 
+BENCHMARK(FormatIso);
+BENCHMARK(ParseIso);
 BENCHMARK(FormatTime);
 BENCHMARK(FormatTimeCopy);
 BENCHMARK(ParseTime);
@@ -178,6 +200,25 @@ void FormatTimeFmt(benchmark::State& state)
     each(state, instants().values, fmt_text);
 }
 
+void FormatIsoAbsl(benchmark::State& state)
+{
+    each(state, instants().values, [](const ACE_Time_Value& value) {
+        const absl::Time time =
+            absl::FromUnixMicros(value.sec() * std::int64_t{1'000'000} + value.usec());
+        return absl::FormatTime("%Y-%m-%d%ET%H:%M:%E3S%Ez", time, absl::UTCTimeZone());
+    });
+}
+
+void ParseIsoAbsl(benchmark::State& state)
+{
+    each(state, instants().iso_texts, [](const std::string& text) {
+        absl::Time time;
+        std::string error;
+        benchmark::DoNotOptimize(absl::ParseTime(absl::RFC3339_full, text, &time, &error));
+        return time;
+    });
+}
+
 void FormatTimeAbsl(benchmark::State& state)
 {
     each(state, instants().values, absl_text);
@@ -207,6 +248,8 @@ void ParseShortLiteral(benchmark::State& state)
 
 BENCHMARK(FormatTimeLiteral);
 BENCHMARK(FormatTimeFmt);
+BENCHMARK(FormatIsoAbsl);
+BENCHMARK(ParseIsoAbsl);
 BENCHMARK(FormatTimeAbsl);
 BENCHMARK(ParseTimeLiteral);
 BENCHMARK(ParseTimeStrptime);

@@ -11,8 +11,12 @@
 /// Exceptions: std::bad_alloc alone, see KRCommon_Export.h.
 
 #include <KRCommon/KRCommon_Export.h>
+#include <KRCommon/util/Parse_Result.h>
 
+#include <array>
+#include <cstdint>
 #include <string>
+#include <string_view>
 
 /// Reads the file version (not the product version) from the version resource of a file, 16-, 32- or
 /// 64-bit, and keeps it: four numbers from 0 to 65535 with dots between them. Every failure gives
@@ -52,3 +56,17 @@ private:
     std::string path_;
     char version_text_[256] = {};
 };
+
+/// A version as numbers, major first: {6, 3, 2, 15}. Versions are compared with < and ==.
+using KR_Version = std::array<std::uint16_t, 4>;
+
+/// The checked reader of a version text: one to four numbers from 0 to 65535 with dots between them and
+/// nothing around them. Zeros may stand in front of a number; numbers that are left out are 0, so that
+/// "1.0" is as "1.0.0.0". "Version not supported" is none.
+///
+/// returns  cut, character, surplus (behind four numbers), or range with the number's place
+[[nodiscard]] KRCOMMON_EXPORT KR_Parse_Result kr_try_to_version(std::string_view text,
+                                                                KR_Version& out) noexcept;
+
+/// All four numbers: "6.3.2.15".
+[[nodiscard]] KRCOMMON_EXPORT std::string kr_to_string(const KR_Version& version);

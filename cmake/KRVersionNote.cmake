@@ -1,0 +1,20 @@
+# kr_version_note(TARGET VERSION): the program or shared library TARGET tells its version on Linux, in a
+# note that kr_program_version() reads, and has a build id. On other systems it does nothing; there a
+# version resource does the same.
+function(kr_version_note target version)
+  if(NOT CMAKE_SYSTEM_NAME STREQUAL "Linux")
+    return()
+  endif()
+  if(NOT version MATCHES "^[0-9A-Za-z.+_-]+$")
+    message(FATAL_ERROR "kr_version_note(${target}): \"${version}\" is no version")
+  endif()
+  string(LENGTH "${version}" length)
+  if(length GREATER 63)
+    message(FATAL_ERROR "kr_version_note(${target}): a version has at most 63 characters")
+  endif()
+  set(KR_NOTE_VERSION ${version})
+  set(source ${CMAKE_CURRENT_BINARY_DIR}/${target}_version_note.cpp)
+  configure_file(${CMAKE_CURRENT_FUNCTION_LIST_DIR}/version_note.cpp.in ${source} @ONLY)
+  target_sources(${target} PRIVATE ${source})
+  target_link_options(${target} PRIVATE LINKER:--build-id)
+endfunction()
