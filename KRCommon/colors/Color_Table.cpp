@@ -8,8 +8,6 @@ namespace kr_internal {
 
 namespace {
 
-constexpr std::int32_t full_circle = 360;
-
 using XML_preset = KRCMN::XML_configuration::XML_colors::XML_presets::XML_preset;
 
 std::uint32_t read_hex(std::string_view text) noexcept
@@ -25,14 +23,6 @@ std::uint32_t read_hex(std::string_view text) noexcept
         number = number * 16 + digit;
     }
     return minus ? 0U - number : number;
-}
-
-// Into [0, 360). What repeated subtraction or addition of 360 in double gives: all these numbers
-// are whole and exact.
-double normalised_hue(std::int32_t hue) noexcept
-{
-    const std::int32_t rest = hue % full_circle;
-    return static_cast<double>(rest < 0 ? rest + full_circle : rest);
 }
 
 color_range range_of(const XML_preset& preset) noexcept

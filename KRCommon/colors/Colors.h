@@ -43,6 +43,7 @@
 namespace kr_internal {
 class Color_Table;
 class Colored_Areas;
+class Configured_Colors;
 class Start_Up;
 } // namespace kr_internal
 
@@ -157,6 +158,7 @@ public:
 
 private:
     friend class kr_internal::Colored_Areas;
+    friend class kr_internal::Configured_Colors;
     friend class kr_internal::Start_Up;
 
     KR_Colors();

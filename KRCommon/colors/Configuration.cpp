@@ -21,6 +21,12 @@ ns__ColorPreset color_enumeration(std::string_view name) noexcept
     return static_cast<ns__ColorPreset>(0);
 }
 
+std::string_view color_name(ns__ColorPreset preset) noexcept
+{
+    const auto index = static_cast<std::size_t>(preset) - 1; // 0 becomes a huge number
+    return index < color_names.size() ? color_names[index] : std::string_view();
+}
+
 using XML_presets = XML_configuration::XML_colors::XML_presets;
 using XML_preset = XML_presets::XML_preset;
 

@@ -111,4 +111,7 @@ private:
 /// the order of ns__ColorPreset, 0 for any other text. The case of letters counts.
 ns__ColorPreset color_enumeration(std::string_view name) noexcept;
 
+/// The other way round; empty for a number that names no colour.
+std::string_view color_name(ns__ColorPreset preset) noexcept;
+
 } // namespace KRCMN

@@ -268,7 +268,7 @@ private:
         if (open_ < element_kinds && counts_[open_] == 0 && is_known(name))
             return fail(Xml_Code::mandatory_element_missing, element_names[open_]);
         if (open_ == element_kinds && name == element_names[preset_element]) // it lacks its "/"
-            return fail_at(parser_.parent_line(), Xml_Code::unknown_element, name);
+            return fail_at(parser_.parent_position(), Xml_Code::unknown_element, name);
         return fail(Xml_Code::unknown_element, name);
     }
 
@@ -304,14 +304,15 @@ private:
         if (offending == text.end())
             return;
         const auto offset = static_cast<std::size_t>(offending - text.begin());
-        fail_at(parser_.text_line(offset), Xml_Code::unreadable_element, element_names[open_ - 1]);
+        fail_at(parser_.text_position(offset), Xml_Code::unreadable_element, element_names[open_ - 1]);
     }
 
-    bool fail(Xml_Code code, std::string_view name) { return fail_at(parser_.line(), code, name); }
+    bool fail(Xml_Code code, std::string_view name) { return fail_at(parser_.position(), code, name); }
 
-    bool fail_at(std::size_t line, Xml_Code code, std::string_view name)
+    bool fail_at(std::size_t position, Xml_Code code, std::string_view name)
     {
-        error_ = {code, line, std::string(name), {}};
+        error_ = {code,     parser_.line_at(position), std::string(name), {},
+                  position, parser_.cursor()};
         return false;
     }
 

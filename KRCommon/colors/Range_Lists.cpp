@@ -14,14 +14,6 @@ constexpr std::size_t groups_for(std::size_t ranges) noexcept
     return (ranges + lanes - 1) / lanes;
 }
 
-// Quirk: equal bounds run through 0 and accept every hue; 0 to 360 is such a range.
-bool accepts_hue(const color_range& range, double hue) noexcept
-{
-    if (range.hue_to > range.hue_from)
-        return range.hue_from <= hue && hue <= range.hue_to;
-    return hue >= range.hue_from || hue <= range.hue_to;
-}
-
 // The ranges that accept a hue, by their numbers.
 std::vector<std::size_t> accepting(const std::vector<Preset_Range>& ranges, std::size_t degree)
 {

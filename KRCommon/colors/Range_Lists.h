@@ -38,6 +38,22 @@ struct color_range {
     float val_to = 0.0F;
 };
 
+/// The hue of a file in [0, 360): what repeated subtraction or addition of 360 gives.
+constexpr double normalised_hue(std::int32_t hue) noexcept
+{
+    const std::int32_t rest = hue % 360; // whole numbers: exact
+    return static_cast<double>(rest < 0 ? rest + 360 : rest);
+}
+
+/// Whether a range holds a hue of [0, 360).
+constexpr bool accepts_hue(const color_range& range, double hue) noexcept
+{
+    // Quirk: equal bounds run through 0 and accept every hue; 0 to 360 is such a range.
+    if (range.hue_to > range.hue_from)
+        return range.hue_from <= hue && hue <= range.hue_to;
+    return hue >= range.hue_from || hue <= range.hue_to;
+}
+
 struct Preset_Range {
     ns__ColorPreset preset; ///< 0 to 13
     color_range range;

@@ -65,6 +65,8 @@ struct Xml_Error {
     std::size_t line = 0;       ///< counted from 1; 0 before the first line is read
     std::string name;           ///< of the element or attribute at fault; may be empty
     std::string_view message{}; ///< a literal that stands in for the code's own; else empty
+    std::size_t place = 0;      ///< what the line is that of, as an offset in Xml_Text::characters
+    std::size_t stop = 0;       ///< how far reading had come
 
     explicit operator bool() const noexcept { return code != Xml_Code::no_error; }
 };

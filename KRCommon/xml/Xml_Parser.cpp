@@ -28,9 +28,14 @@ public:
     bool next_attribute(Attribute& attribute);
     std::string_view name() const noexcept { return name_; }
     std::string_view text() const noexcept { return text_; }
-    std::size_t line() const noexcept { return line_of(mark_); }
-    std::size_t text_line(std::size_t offset) const noexcept;
-    std::size_t parent_line() const noexcept;
+    std::size_t position() const noexcept { return offset_of(mark_); }
+    std::size_t text_position(std::size_t offset) const noexcept;
+    std::size_t parent_position() const noexcept;
+    std::size_t cursor() const noexcept { return offset_of(place()); }
+    std::size_t line_at(std::size_t position) const noexcept
+    {
+        return line_of(document_.characters.data() + position);
+    }
 
 private:
     enum class State { before_root, inside_root, after_root, finished };
@@ -385,17 +390,17 @@ Xml_Parser::Event Xml_Parser::Impl::fail_event_at_end()
 }
 
 // Text from a reference does not stand in the document itself.
-std::size_t Xml_Parser::Impl::text_line(std::size_t offset) const noexcept
+std::size_t Xml_Parser::Impl::text_position(std::size_t offset) const noexcept
 {
     const std::string_view all = document_.characters;
     const bool is_in_place = std::less_equal<>()(all.data(), text_.data()) &&
                              std::less<>()(text_.data(), all.data() + all.size());
-    return line_of(is_in_place ? text_.data() + offset : mark_);
+    return offset_of(is_in_place ? text_.data() + offset : mark_);
 }
 
-std::size_t Xml_Parser::Impl::parent_line() const noexcept
+std::size_t Xml_Parser::Impl::parent_position() const noexcept
 {
-    return line_of(open_[depth_ - 2].begin);
+    return offset_of(open_[depth_ - 2].begin);
 }
 
 Xml_Parser::Xml_Parser(std::string_view document) : impl_(std::make_unique<Impl>(document)) {}
@@ -424,17 +429,42 @@ std::string_view Xml_Parser::text() const noexcept
 
 std::size_t Xml_Parser::line() const noexcept
 {
-    return impl_->line();
+    return line_at(position());
 }
 
 std::size_t Xml_Parser::text_line(std::size_t offset) const noexcept
 {
-    return impl_->text_line(offset);
+    return line_at(text_position(offset));
 }
 
 std::size_t Xml_Parser::parent_line() const noexcept
 {
-    return impl_->parent_line();
+    return line_at(parent_position());
+}
+
+std::size_t Xml_Parser::position() const noexcept
+{
+    return impl_->position();
+}
+
+std::size_t Xml_Parser::text_position(std::size_t offset) const noexcept
+{
+    return impl_->text_position(offset);
+}
+
+std::size_t Xml_Parser::parent_position() const noexcept
+{
+    return impl_->parent_position();
+}
+
+std::size_t Xml_Parser::line_at(std::size_t position) const noexcept
+{
+    return impl_->line_at(position);
+}
+
+std::size_t Xml_Parser::cursor() const noexcept
+{
+    return impl_->cursor();
 }
 
 const Xml_Error& Xml_Parser::error() const noexcept

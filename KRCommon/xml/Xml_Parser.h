@@ -114,6 +114,17 @@ public:
     /// same.
     std::size_t parent_line() const noexcept;
 
+    /// The same three places as offsets in Xml_Text::characters, and the line of such an offset.
+    /// Asking for the offsets costs nothing.
+    std::size_t position() const noexcept;
+    std::size_t text_position(std::size_t offset) const noexcept;
+    std::size_t parent_position() const noexcept;
+    std::size_t line_at(std::size_t position) const noexcept;
+
+    /// How far the document was read, as such an offset: behind the last attribute's value, behind
+    /// the ">" of a tag.
+    std::size_t cursor() const noexcept;
+
     /// What was wrong; no error before event error.
     const Xml_Error& error() const noexcept;
 

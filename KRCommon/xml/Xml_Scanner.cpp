@@ -329,6 +329,8 @@ bool Xml_Scanner::fail_at(const char* where, Xml_Code code, std::string_view nam
     error_.code = code;
     error_.line = line_of(where);
     error_.name = name;
+    error_.place = offset_of(where);
+    error_.stop = offset_of(place());
     return false;
 }
 

@@ -96,6 +96,10 @@ protected:
     std::string_view subject() const noexcept;
     const char* place() const noexcept;
     std::size_t line_of(const char* where) const noexcept;
+    std::size_t offset_of(const char* where) const noexcept
+    {
+        return static_cast<std::size_t>(where - document_.characters.data());
+    }
 
     Xml_Text document_;
     const char* position_;
