@@ -445,10 +445,10 @@ TEST(Base64Decoder, TakesNoGroupThatHasNoRoom)
 {
     KR_Base64_Decoder decoder;
     unsigned char bytes[3] = {};
+    EXPECT_EQ(3u, decoder.decode("TWFu", 4, bytes, 0).read);
     for (std::size_t room = 0; room < 3; ++room) {
-        const KR_Base64_Step step =
-            decoder.decode("TWFu" + (room == 0 ? 0 : 3), room == 0 ? 4 : 1, bytes, room);
-        EXPECT_EQ(room == 0 ? 3u : 0u, step.read);
+        const KR_Base64_Step step = decoder.decode("u", 1, bytes, room);
+        EXPECT_EQ(0u, step.read);
         EXPECT_EQ(0u, step.written);
     }
     EXPECT_EQ(1u, decoder.decode("u", 1, bytes, 3).read);

@@ -161,16 +161,18 @@ TEST(HashFiles, LetAnExceptionOfTheProgressFunctionPass)
 {
     const Temp_Folder folder;
     const std::string path = folder.write("file", "abc");
+    const auto throw_at_the_end = [](std::uint64_t done, std::uint64_t size) -> bool {
+        return done < size ? true : throw std::runtime_error("enough");
+    };
+    cSHA256 first;
+    EXPECT_THROW((void)kr_hash_file(path, first, throw_at_the_end), std::runtime_error);
+    EXPECT_EQ(text_of_message<cSHA256>("abc"), text_of(first));
+
+    // Windows: the process's first exception opens handles of the runtime.
     const unsigned handles = kr_platform_testing::open_handle_count();
-    cSHA256 hash;
-    EXPECT_THROW((void)kr_hash_file(path, hash,
-                                    [](std::uint64_t done, std::uint64_t) -> bool {
-                                        return done == 0 ? true
-                                                         : throw std::runtime_error("enough");
-                                    }),
-                 std::runtime_error);
+    cSHA256 second;
+    EXPECT_THROW((void)kr_hash_file(path, second, throw_at_the_end), std::runtime_error);
     EXPECT_EQ(handles, kr_platform_testing::open_handle_count()) << "the file is closed";
-    EXPECT_EQ(text_of_message<cSHA256>("abc"), text_of(hash));
 }
 
 TEST(HashFiles, ThatGrowAreFedToTheirNewEnd)
