@@ -511,8 +511,11 @@ void append_hiding(std::string& out, std::string_view text)
     while (!text.empty()) {
         const std::size_t end = std::min(text.find_first_of(ends), text.size());
         const std::string_view piece = text.substr(0, end);
-        const std::size_t mark = piece.find('=');
-        if (mark != std::string_view::npos && is_name_of_secret(piece.substr(0, mark)))
+        // Some cameras write several in one piece: "user=admin_password=12pw".
+        std::size_t mark = piece.find('=');
+        while (mark != std::string_view::npos && !is_name_of_secret(piece.substr(0, mark)))
+            mark = piece.find('=', mark + 1);
+        if (mark != std::string_view::npos)
             out.append(piece.substr(0, mark + 1)).append(hidden);
         else
             out.append(piece);
@@ -584,6 +587,8 @@ std::optional<std::string> KR_Url::query_value(std::string_view name) const
 
 std::string KR_Url::log_text() const
 {
+    if (text_.empty())
+        return {};
     return within_memory([this] {
         std::string out;
         out.reserve(text_.size() + hidden.size());
