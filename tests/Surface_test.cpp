@@ -325,7 +325,8 @@ TEST(Surface, TheCheckedReadersAreThere)
     KR_GUID guid;
     EXPECT_EQ(KR_Parse_Error::cut, kr_try_to_guid("{6F9619FF", guid).error);
     EXPECT_NE(kr_create_guid_v4(), kr_create_guid_v4());
-    EXPECT_TRUE(kr_create_guid_v7() < kr_create_guid_v7());
+    guid = kr_create_guid_v7();
+    EXPECT_TRUE(guid < kr_create_guid_v7());
     EXPECT_EQ(kr_to_string(guid), kr_to_guid_text(guid).view());
     std::string bytes;
     EXPECT_TRUE(kr_try_decode_base64("TWE=", bytes));

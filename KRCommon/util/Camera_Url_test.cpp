@@ -76,6 +76,19 @@ TEST(KrUrl, CanBeCopiedAndMoved)
     EXPECT_NE(second, url_of("rtsp://cam/"));
 }
 
+TEST(KrUrl, ThatWasMovedFromMayBeAskedAndUsedAgain)
+{
+    KR_Url url = url_of("rtsp://u:p@cam/a-path-that-is-longer-than-short-strings-are?x=1#y");
+    const KR_Url taken = std::move(url);
+    EXPECT_EQ("", url.text()); // NOLINT(bugprone-use-after-move)
+    EXPECT_EQ("", url.host());
+    EXPECT_EQ("", url.password() + url.log_text() + url.with_credentials("a", "b"));
+    EXPECT_TRUE(url.query_pairs().empty());
+    EXPECT_TRUE(kr_try_to_url("rtsp://other/", url));
+    EXPECT_EQ("other", url.host());
+    EXPECT_EQ("cam", taken.host());
+}
+
 TEST(KrUrl, MayBeReadIntoItself)
 {
     KR_Url url = url_of("rtsp://admin:pw@cam:554/live");
@@ -463,11 +476,11 @@ TEST(KrUrlLogText, HidesPasswords)
         {"rtsp://cam/live?x=1", "rtsp://cam/live?x=1"},
         {"http://cam/cgi?user=a&pwd=12pw&n=1", "http://cam/cgi?user=a&pwd=***&n=1"},
         {"http://cam/?PassWord=12pw", "http://cam/?PassWord=***"},
+        {"http://cam/?a=b=pwd=c=d&e=f", "http://cam/?a=b=pwd=***&e=f"},
         {"http://cam/?access_token=x;y=1#pass=z", "http://cam/?access_token=***;y=1#pass=***"},
         {"rtsp://cam/user=admin&password=12pw&channel=1.sdp",
          "rtsp://cam/user=admin&password=***&channel=1.sdp"},
-        {"rtsp://cam/user=admin_password=12pw_channel=1",
-         "rtsp://cam/user=admin_password=12pw_channel=1"},
+        {"rtsp://cam/user=admin_password=12pw_channel=1", "rtsp://cam/user=admin_password=***"},
         {"http://cam/?passage=1&compass", "http://cam/?passage=1&compass"},
         {"rtsp://u:p@[fe80::1%25eth0]/", "rtsp://u:***@[fe80::1%25eth0]/"},
     };

@@ -1,13 +1,13 @@
 // What the checked readers cost beside the lenient ones and what one would use instead, in the same run.
 //
-//   Time, ShortTime  kr_try_to_ace_time_value of the full shape, and without zeros in front
-//   Guid             kr_try_to_guid
-//   Base64/n         kr_try_decode_base64 of n bytes into a new string
-//   Hex/n            kr_try_from_hex of n bytes into a new string
-//   Address          kr_try_to_address of IPv4 with a port into ACE's address
-//   Version          kr_try_to_version
-//   Url              kr_try_to_url; lenient: kr_parse_url into texts used again
-//     ...Lenient     the form without errors
+//   TryTime, TryShortTime  kr_try_to_ace_time_value of the full shape, and without zeros in front
+//   TryGuid                kr_try_to_guid
+//   TryBase64/n            kr_try_decode_base64 of n bytes into a new string
+//   TryHex/n               kr_try_from_hex of n bytes into a new string
+//   TryAddress             kr_try_to_address of IPv4 with a port into ACE's address
+//   TryVersion             kr_try_to_version
+//   TryUrl                 kr_try_to_url; lenient: kr_parse_url into texts used again
+//     ...Lenient           the form without errors
 //     ...Absl, ...Libuuid, ...Openssl, ...Sscanf, ...Curl  peers
 //
 // One iteration is one text.
@@ -154,7 +154,7 @@ std::string random_bytes(std::int64_t size)
     return bytes;
 }
 
-void Time(benchmark::State& state)
+void TryTime(benchmark::State& state)
 {
     each(state, times(), [](const std::string& text) {
         ACE_Time_Value out;
@@ -163,12 +163,12 @@ void Time(benchmark::State& state)
     });
 }
 
-void TimeLenient(benchmark::State& state)
+void TryTimeLenient(benchmark::State& state)
 {
     each(state, times(), [](const std::string& text) { return kr_to_ace_time_value(text); });
 }
 
-void ShortTime(benchmark::State& state)
+void TryShortTime(benchmark::State& state)
 {
     each(state, short_times(), [](const std::string& text) {
         ACE_Time_Value out;
@@ -177,12 +177,12 @@ void ShortTime(benchmark::State& state)
     });
 }
 
-void ShortTimeLenient(benchmark::State& state)
+void TryShortTimeLenient(benchmark::State& state)
 {
     each(state, short_times(), [](const std::string& text) { return kr_to_ace_time_value(text); });
 }
 
-void Guid(benchmark::State& state)
+void TryGuid(benchmark::State& state)
 {
     each(state, guids(), [](const std::string& text) {
         KR_GUID out;
@@ -191,7 +191,7 @@ void Guid(benchmark::State& state)
     });
 }
 
-void GuidLenient(benchmark::State& state)
+void TryGuidLenient(benchmark::State& state)
 {
     each(state, guids(), [](const std::string& text) { return kr_to_guid(text); });
 }
@@ -205,7 +205,7 @@ void base64(benchmark::State& state, Operation operation)
     state.SetBytesProcessed(state.iterations() * state.range(0));
 }
 
-void Base64(benchmark::State& state)
+void TryBase64(benchmark::State& state)
 {
     base64(state, [](const std::string& text) {
         std::string out;
@@ -214,7 +214,7 @@ void Base64(benchmark::State& state)
     });
 }
 
-void Base64Lenient(benchmark::State& state)
+void TryBase64Lenient(benchmark::State& state)
 {
     base64(state, [](const std::string& text) {
         std::string out;
@@ -234,7 +234,7 @@ void hex(benchmark::State& state, Operation operation)
     state.SetBytesProcessed(state.iterations() * state.range(0));
 }
 
-void Hex(benchmark::State& state)
+void TryHex(benchmark::State& state)
 {
     hex(state, [](const std::string& text) {
         std::string out;
@@ -243,7 +243,7 @@ void Hex(benchmark::State& state)
     });
 }
 
-void Address(benchmark::State& state)
+void TryAddress(benchmark::State& state)
 {
     each(state, addresses(), [](const std::string& text) {
         ACE_INET_Addr out;
@@ -252,13 +252,13 @@ void Address(benchmark::State& state)
     });
 }
 
-void AddressLenient(benchmark::State& state)
+void TryAddressLenient(benchmark::State& state)
 {
     each(state, addresses(),
          [](const std::string& text) { return ACE_INET_Addr(text.c_str()).get_port_number(); });
 }
 
-void Version(benchmark::State& state)
+void TryVersion(benchmark::State& state)
 {
     each(state, versions(), [](const std::string& text) {
         KR_Version out{};
@@ -267,7 +267,7 @@ void Version(benchmark::State& state)
     });
 }
 
-void VersionSscanf(benchmark::State& state)
+void TryVersionSscanf(benchmark::State& state)
 {
     each(state, versions(), [](const std::string& text) {
         std::array<int, 4> out{};
@@ -277,13 +277,13 @@ void VersionSscanf(benchmark::State& state)
     });
 }
 
-void Url(benchmark::State& state)
+void TryUrl(benchmark::State& state)
 {
     KR_Url out;
     each(state, urls(), [&out](const std::string& text) { return kr_try_to_url(text, out); });
 }
 
-void UrlLenient(benchmark::State& state)
+void TryUrlLenient(benchmark::State& state)
 {
     std::string protocol, host, path, query;
     int port = 0;
@@ -294,27 +294,27 @@ void UrlLenient(benchmark::State& state)
 
 } // namespace
 
-BENCHMARK(Time);
-BENCHMARK(TimeLenient);
-BENCHMARK(ShortTime);
-BENCHMARK(ShortTimeLenient);
-BENCHMARK(Guid);
-BENCHMARK(GuidLenient);
-BENCHMARK(Base64)->Arg(20)->Arg(1 << 10)->Arg(1 << 16);
-BENCHMARK(Base64Lenient)->Arg(20)->Arg(1 << 10)->Arg(1 << 16);
-BENCHMARK(Hex)->Arg(20)->Arg(1 << 10)->Arg(1 << 16);
-BENCHMARK(Address);
-BENCHMARK(AddressLenient);
-BENCHMARK(Version);
-BENCHMARK(VersionSscanf);
-BENCHMARK(Url);
-BENCHMARK(UrlLenient);
+BENCHMARK(TryTime);
+BENCHMARK(TryTimeLenient);
+BENCHMARK(TryShortTime);
+BENCHMARK(TryShortTimeLenient);
+BENCHMARK(TryGuid);
+BENCHMARK(TryGuidLenient);
+BENCHMARK(TryBase64)->Arg(20)->Arg(1 << 10)->Arg(1 << 16);
+BENCHMARK(TryBase64Lenient)->Arg(20)->Arg(1 << 10)->Arg(1 << 16);
+BENCHMARK(TryHex)->Arg(20)->Arg(1 << 10)->Arg(1 << 16);
+BENCHMARK(TryAddress);
+BENCHMARK(TryAddressLenient);
+BENCHMARK(TryVersion);
+BENCHMARK(TryVersionSscanf);
+BENCHMARK(TryUrl);
+BENCHMARK(TryUrlLenient);
 
 #ifdef KR_BENCH_ABSL
 
 namespace {
 
-void TimeAbsl(benchmark::State& state)
+void TryTimeAbsl(benchmark::State& state)
 {
     each(state, times(), [](const std::string& text) {
         absl::Time out;
@@ -325,7 +325,7 @@ void TimeAbsl(benchmark::State& state)
     });
 }
 
-void Base64Absl(benchmark::State& state)
+void TryBase64Absl(benchmark::State& state)
 {
     base64(state, [](const std::string& text) {
         std::string out;
@@ -334,16 +334,16 @@ void Base64Absl(benchmark::State& state)
     });
 }
 
-void HexAbsl(benchmark::State& state)
+void TryHexAbsl(benchmark::State& state)
 {
     hex(state, [](const std::string& text) { return absl::HexStringToBytes(text); });
 }
 
 } // namespace
 
-BENCHMARK(TimeAbsl);
-BENCHMARK(Base64Absl)->Arg(20)->Arg(1 << 10)->Arg(1 << 16);
-BENCHMARK(HexAbsl)->Arg(20)->Arg(1 << 10)->Arg(1 << 16);
+BENCHMARK(TryTimeAbsl);
+BENCHMARK(TryBase64Absl)->Arg(20)->Arg(1 << 10)->Arg(1 << 16);
+BENCHMARK(TryHexAbsl)->Arg(20)->Arg(1 << 10)->Arg(1 << 16);
 
 #endif
 
@@ -351,7 +351,7 @@ BENCHMARK(HexAbsl)->Arg(20)->Arg(1 << 10)->Arg(1 << 16);
 
 namespace {
 
-void GuidLibuuid(benchmark::State& state)
+void TryGuidLibuuid(benchmark::State& state)
 {
     each(state, guids(), [](const std::string& text) {
         std::array<unsigned char, 16> out{};
@@ -362,7 +362,7 @@ void GuidLibuuid(benchmark::State& state)
 
 } // namespace
 
-BENCHMARK(GuidLibuuid);
+BENCHMARK(TryGuidLibuuid);
 
 #endif
 
@@ -370,7 +370,7 @@ BENCHMARK(GuidLibuuid);
 
 namespace {
 
-void HexOpenssl(benchmark::State& state)
+void TryHexOpenssl(benchmark::State& state)
 {
     hex(state, [](const std::string& text) {
         std::string out(text.size() / 2, '\0');
@@ -383,7 +383,7 @@ void HexOpenssl(benchmark::State& state)
 
 } // namespace
 
-BENCHMARK(HexOpenssl)->Arg(20)->Arg(1 << 10)->Arg(1 << 16);
+BENCHMARK(TryHexOpenssl)->Arg(20)->Arg(1 << 10)->Arg(1 << 16);
 
 #endif
 
@@ -392,7 +392,7 @@ BENCHMARK(HexOpenssl)->Arg(20)->Arg(1 << 10)->Arg(1 << 16);
 namespace {
 
 // libcurl keeps copies of all parts.
-void UrlCurl(benchmark::State& state)
+void TryUrlCurl(benchmark::State& state)
 {
     CURLU* const url = curl_url();
     each(state, urls(), [url](const std::string& text) {
@@ -403,6 +403,6 @@ void UrlCurl(benchmark::State& state)
 
 } // namespace
 
-BENCHMARK(UrlCurl);
+BENCHMARK(TryUrlCurl);
 
 #endif

@@ -5,7 +5,7 @@
 //   CreateV4One, ...V7One   one identifier
 //     ...Libuuid            uuid_generate_random, uuid_generate_time
 //   TextFixed, TextString   kr_to_guid_text, kr_to_string
-//   Hash                    std::hash
+//   HashGuid                std::hash
 
 #include <KRCommon/platform/Random.h>
 #include <KRCommon/util/Guid.h>
@@ -78,7 +78,7 @@ void TextString(benchmark::State& state)
     one(state, [guid] { return kr_to_string(guid); });
 }
 
-void Hash(benchmark::State& state)
+void HashGuid(benchmark::State& state)
 {
     KR_GUID guid = kr_create_guid_v4();
     one(state, [&guid] {
@@ -96,7 +96,7 @@ BENCHMARK(CreateV4One);
 BENCHMARK(CreateV7One);
 BENCHMARK(TextFixed);
 BENCHMARK(TextString);
-BENCHMARK(Hash);
+BENCHMARK(HashGuid);
 
 #ifdef KR_BENCH_LIBUUID
 

@@ -1,5 +1,6 @@
 #include <KRCommon/util/Percent_Coding.h>
 
+#include <KRCommon/util/Sizes.h>
 #include <KRCommon/util/Url.h>
 
 #include <array>
@@ -69,9 +70,11 @@ void append_decoded(std::string& out, std::string_view text)
 
 std::string kr_percent_encode(std::string_view text)
 {
-    std::string encoded;
-    kr_internal::append_encoded(encoded, text, kr_internal::Percent_Set::component);
-    return encoded;
+    return kr_internal::within_memory([text] {
+        std::string encoded;
+        kr_internal::append_encoded(encoded, text, kr_internal::Percent_Set::component);
+        return encoded;
+    });
 }
 
 std::string kr_percent_decode(std::string_view text)

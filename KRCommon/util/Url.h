@@ -139,7 +139,8 @@ private:
 
     [[nodiscard]] std::string_view view(const Part& part) const noexcept
     {
-        return std::string_view(text_).substr(part.begin, part.size);
+        const std::string_view all(text_); // empty of an object that was moved from
+        return part.begin <= all.size() ? all.substr(part.begin, part.size) : std::string_view();
     }
 
     std::string text_;

@@ -2,6 +2,7 @@
 
 #include <KRCommon/util/Ip_Text.h>
 #include <KRCommon/util/Percent_Coding.h>
+#include <KRCommon/util/Sizes.h>
 
 #include <algorithm>
 #include <array>
@@ -510,8 +511,11 @@ void append_hiding(std::string& out, std::string_view text)
     while (!text.empty()) {
         const std::size_t end = std::min(text.find_first_of(ends), text.size());
         const std::string_view piece = text.substr(0, end);
-        const std::size_t mark = piece.find('=');
-        if (mark != std::string_view::npos && is_name_of_secret(piece.substr(0, mark)))
+        // Some cameras write several in one piece: "user=admin_password=12pw".
+        std::size_t mark = piece.find('=');
+        while (mark != std::string_view::npos && !is_name_of_secret(piece.substr(0, mark)))
+            mark = piece.find('=', mark + 1);
+        if (mark != std::string_view::npos)
             out.append(piece.substr(0, mark + 1)).append(hidden);
         else
             out.append(piece);
@@ -540,7 +544,8 @@ KR_Parse_Result kr_try_to_url(std::string_view text, KR_Url& url)
     if (!is_whole)
         kept = without_left_out(trimmed);
     KR_Url read;
-    const KR_Parse_Result result = Url_Reader(is_whole ? trimmed : kept, read).read();
+    const KR_Parse_Result result = within_memory(
+        [&] { return Url_Reader(is_whole ? trimmed : std::string_view(kept), read).read(); });
     if (!result)
         return {result.error,
                 begin + (is_whole ? result.position : position_in(trimmed, result.position))};
@@ -582,34 +587,40 @@ std::optional<std::string> KR_Url::query_value(std::string_view name) const
 
 std::string KR_Url::log_text() const
 {
-    std::string out;
-    out.reserve(text_.size() + hidden.size());
-    if (password_.size > 0) {
-        out.append(text_, 0, password_.begin).append(hidden);
-        const std::size_t end = password_.begin + password_.size;
-        out.append(text_, end, authority_end_ - end);
-    } else {
-        out.append(text_, 0, authority_end_);
-    }
-    append_hiding(out, std::string_view(text_).substr(authority_end_));
-    return out;
+    if (text_.empty())
+        return {};
+    return within_memory([this] {
+        std::string out;
+        out.reserve(text_.size() + hidden.size());
+        if (password_.size > 0) {
+            out.append(text_, 0, password_.begin).append(hidden);
+            const std::size_t end = password_.begin + password_.size;
+            out.append(text_, end, authority_end_ - end);
+        } else {
+            out.append(text_, 0, authority_end_);
+        }
+        append_hiding(out, std::string_view(text_).substr(authority_end_));
+        return out;
+    });
 }
 
 std::string KR_Url::with_credentials(std::string_view user, std::string_view password) const
 {
     if (text_.empty())
         return {};
-    std::string out(scheme());
-    out += "://";
-    append_encoded(out, user, Percent_Set::component);
-    if (!password.empty()) {
-        out += ':';
-        append_encoded(out, password, Percent_Set::component);
-    }
-    if (!user.empty() || !password.empty())
-        out += '@';
-    const std::size_t bracket = host_kind_ == Host_Kind::ipv6 ? 1 : 0;
-    return out.append(text_, host_.begin - bracket);
+    return within_memory([&] {
+        std::string out(scheme());
+        out += "://";
+        append_encoded(out, user, Percent_Set::component);
+        if (!password.empty()) {
+            out += ':';
+            append_encoded(out, password, Percent_Set::component);
+        }
+        if (!user.empty() || !password.empty())
+            out += '@';
+        const std::size_t bracket = host_kind_ == Host_Kind::ipv6 ? 1 : 0;
+        return out.append(text_, host_.begin - bracket);
+    });
 }
 
 std::uint16_t KR_Url::default_port(std::string_view scheme) noexcept
@@ -618,11 +629,11 @@ std::uint16_t KR_Url::default_port(std::string_view scheme) noexcept
     return found != nullptr ? found->port : 0;
 }
 
-std::string kr_url_log_text(std::string_view text)
+namespace {
+
+// Of what is no URL.
+std::string log_text_of_any(std::string_view text)
 {
-    KR_Url url;
-    if (kr_try_to_url(text, url))
-        return url.log_text();
     std::string out;
     const std::size_t mark = text.rfind('@');
     if (mark != std::string_view::npos) {
@@ -634,4 +645,14 @@ std::string kr_url_log_text(std::string_view text)
     }
     append_hiding(out, text);
     return out;
+}
+
+} // namespace
+
+std::string kr_url_log_text(std::string_view text)
+{
+    KR_Url url;
+    if (kr_try_to_url(text, url))
+        return url.log_text();
+    return within_memory([text] { return log_text_of_any(text); });
 }

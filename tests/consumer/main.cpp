@@ -11,6 +11,7 @@
 #include <KRCommon/frame/ProfileHelper.h>
 #include <KRCommon/frame/SEH.h>
 #include <KRCommon/objects/Objects.h>
+#include <KRCommon/util/Utils.h>
 #include <krsoap/krsoap.h>
 
 #include <ace/Reactor.h>
@@ -91,6 +92,18 @@ bool has_the_packages_version()
                                    KRCOMMON_VERSION_PATCH;
 }
 
+// By the package's function, where it writes notes.
+bool tells_its_version()
+{
+#ifdef NOTED_VERSION
+    if (kr_running_program_version().version != NOTED_VERSION)
+        return false;
+#endif
+    KR_Version version{};
+    return kr_try_to_version(kr_library_version().version, version) &&
+           version[0] == KRCOMMON_VERSION_MAJOR;
+}
+
 } // namespace
 
 int main() // without parameters, as hosts may write it
@@ -109,7 +122,7 @@ int main() // without parameters, as hosts may write it
     logs->close();
     if (!is_logged(folder, " INF sensor 1 of consumer") || !does_wait() || !knows_colors() ||
         !stores_objects() || !knows_2100() || !keeps_float_bits() || !has_the_packages_version() ||
-        KR_SEH::instance()->get_dump_type() != MiniDumpNormal) {
+        !tells_its_version() || KR_SEH::instance()->get_dump_type() != MiniDumpNormal) {
         std::puts("consumer: failed");
         return 1;
     }
