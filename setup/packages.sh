@@ -23,8 +23,8 @@ EXAMPLE_PACKAGES=(libopencv-objdetect-dev libopencv-video-dev libopencv-videoio-
 # Tcl makes SQLite's one-file form, which is compiled for Windows.
 WINDOWS_EXAMPLE_PACKAGES=(tcl)
 
-# What krtool uses: command line, JSON, pictures, compressed log files.
-TOOL_PACKAGES=(libcli11-dev nlohmann-json3-dev libstb-dev zlib1g-dev)
+# What krtool uses: command line, stores, JSON, pictures, compressed log files.
+TOOL_PACKAGES=(libcli11-dev libsqlite3-dev nlohmann-json3-dev libstb-dev zlib1g-dev)
 WINDOWS_TOOL_PACKAGES=(libz-mingw-w64-dev)
 
 # The generator of web-service types and its imports, for the test with generated types alone.

@@ -323,7 +323,7 @@ Json json_of(const Row& row)
         object["damage"] = row.value;
         return object;
     }
-    if (row.name != "?") {
+    if (row.piece.size > 0) {
         object["part"] = name_of(row.piece.part);
         if (row.piece.part == KR_Record_Part::instance || row.piece.part == KR_Record_Part::color)
             object["instance"] = row.piece.instance;

@@ -34,7 +34,8 @@ bool Record_Window::read_on(std::size_t size)
 void Record_Window::make_room(std::size_t size)
 {
     const std::size_t held = this->size();
-    if (size <= capacity_) {
+    // Moves no more bytes than it has passed over, or many small steps would move all of them each time.
+    if (size <= capacity_ && held <= begin_) {
         std::memmove(buffer_.get(), buffer_.get() + begin_, held);
     } else {
         const std::size_t capacity = std::max(size, 2 * capacity_);
