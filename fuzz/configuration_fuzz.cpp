@@ -1,7 +1,8 @@
-// Any bytes as a configuration file: the parser alone, then the whole reader, then the table that
-// an accepted document fills.
+// Any bytes as a configuration file: the parser alone, then the whole reader, the check that goes on
+// behind its errors, then the table that an accepted document fills.
 
 #include <KRCommon/colors/Color_Table.h>
+#include <KRCommon/colors/Configuration_Check.h>
 #include <KRCommon/colors/Configuration_Reader.h>
 #include <KRCommon/xml/Xml_Parser.h>
 
@@ -69,6 +70,18 @@ void use(KRCMN::XML_configuration::XML_colors& colors)
         table.append_presets(color, presets);
 }
 
+// The first error is the reader's, and all places lie in the text.
+void check(std::string_view document, const Xml_Error& error)
+{
+    const KR_Configuration_Report report = kr_check_configuration(document);
+    require(report.errors.empty() == !error && report.colors);
+    require(!error || report.errors[0].text == text_of(error));
+    for (const KR_Configuration_Error& each : report.errors)
+        require(each.begin <= each.end && each.end <= report.text.size());
+    for (const KR_Configured_Range& range : report.ranges)
+        require(range.begin <= range.end && range.end <= report.text.size());
+}
+
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
@@ -78,6 +91,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
     KRCMN::XML_configuration configuration;
     const Xml_Error error = kr_internal::read_configuration(document, configuration);
+    check(document, error);
     if (error) {
         require_sound(error, document);
         return 0;

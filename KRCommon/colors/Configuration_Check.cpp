@@ -127,8 +127,8 @@ std::size_t tag_end(std::string_view text, std::size_t position) noexcept
 // Whether the attribute's value has run on into others: its closing quote is missing.
 bool has_run_on(std::string_view attribute) noexcept
 {
-    return std::count(attribute.begin(), attribute.end(), '=') > 1 ||
-           attribute.find('>') != npos || attribute.find('\n') != npos;
+    return std::count(attribute.begin(), attribute.end(), '=') > 1 || attribute.find('>') != npos ||
+           attribute.find('\n') != npos;
 }
 
 // The names of the elements that are open at a position which the reader reaches.
@@ -154,8 +154,7 @@ Span attribute_around(std::string_view text, std::size_t position) noexcept
 {
     const std::size_t equals = text.rfind('=', position);
     const std::size_t tag = text.rfind('<', position);
-    if (equals == npos || tag == npos || equals < tag ||
-        find(text, ">", tag) < position)
+    if (equals == npos || tag == npos || equals < tag || find(text, ">", tag) < position)
         return {position, position};
     const std::size_t quote = skip_space(text, equals + 1);
     std::size_t begin = equals;
@@ -179,6 +178,10 @@ Remedy without_unreadable_attribute(const Xml_Error& error, std::string_view tex
 {
     const std::size_t begin = error.place;
     const std::size_t equals = skip_space(text, name_end(text, begin));
+    const bool lacks_equals_alone = at(text, equals) == '"' || at(text, equals) == '\'';
+    if (lacks_equals_alone)
+        return cut({begin, std::min(behind(text, text.substr(equals, 1), equals + 1),
+                                    visible_tag_end(text, begin))});
     if (at(text, equals) != '=')
         return cut({begin, name_end(text, begin)});
     const std::size_t value = skip_space(text, equals + 1);
@@ -202,8 +205,13 @@ Remedy mended_start_tag(const Xml_Error& error, std::string_view text)
         const bool is_preset = name_at(text, tag.begin + 1) == "preset";
         return {tag, {}, {{tag.end, is_preset ? "/>" : ">"}}};
     }
-    if (stop > 0 && at(text, stop - 1) == '/')
+    if (stop > 0 && at(text, stop - 1) == '/') {
+        if (at(text, skip_space(text, stop)) == '<') // it is the ">" that is missing
+            return {{stop - 1, stop}, {}, {{stop, ">"}}};
         return cut({stop - 1, stop});
+    }
+    if (text.substr(stop, 2) == "\\>")
+        return {{stop, stop + 1}, {{stop, stop + 1}}, {{stop, "/"}}};
     if (has_run_on(text.substr(error.place, stop - error.place)))
         return cut({error.place, visible_tag_end(text, error.place)});
     if (name_end(text, stop) > stop) // no white space before it
@@ -233,8 +241,8 @@ Remedy without_element(const Xml_Error& error, std::string_view text)
 
 Remedy without_text(const Xml_Error& error, std::string_view text)
 {
-    return cut(trimmed(text, {error.place, std::min(text.find_first_of("<&", error.place),
-                                                    text.size())}));
+    return cut(
+        trimmed(text, {error.place, std::min(text.find_first_of("<&", error.place), text.size())}));
 }
 
 Remedy mended_comment(const Xml_Error& error, std::string_view text)
@@ -603,9 +611,8 @@ bool KR_Configured_Range::holds(const ns__HsvColor& color) const noexcept
     color_range range;
     range.hue_from = normalised_hue(hue_from);
     range.hue_to = normalised_hue(hue_to);
-    return sat_from <= color.saturation && color.saturation <= sat_to &&
-           val_from <= color.value && color.value <= val_to &&
-           accepts_hue(range, normalised_hue(std::max(color.hue, 0)));
+    return sat_from <= color.saturation && color.saturation <= sat_to && val_from <= color.value &&
+           color.value <= val_to && accepts_hue(range, normalised_hue(std::max(color.hue, 0)));
 }
 
 KR_Configuration_Report kr_check_configuration(std::string_view document)

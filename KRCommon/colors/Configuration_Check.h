@@ -73,8 +73,8 @@ struct KR_Configured_Range {
         std::size_t end = 0;   ///< behind the closing quote
     };
 
-    ns__ColorPreset preset{}; ///< 0 without a colour name
-    ns__RgbColor rgb;         ///< of the palette, which reads any text
+    ns__ColorPreset preset{};  ///< 0 without a colour name
+    ns__RgbColor rgb;          ///< of the palette, which reads any text
     std::int32_t hue_from = 0; ///< as in the file, not taken modulo 360
     std::int32_t hue_to = 0;
     float sat_from = 0.0F;

@@ -80,8 +80,9 @@ TEST(ConfigurationCheck, AnAcceptedDocumentHasNoErrorsAndItsRangesWithTheirPlace
     EXPECT_TRUE(rgb.is_present);
     EXPECT_EQ("FF8000", rgb.value);
     EXPECT_EQ("rgb=\"FF8000\"", report.text.substr(rgb.begin, rgb.end - rgb.begin));
-    EXPECT_EQ("<preset val_to='1'/>", report.text.substr(report.ranges[1].begin,
-                                                         report.ranges[1].end - report.ranges[1].begin));
+    EXPECT_EQ(
+        "<preset val_to='1'/>",
+        report.text.substr(report.ranges[1].begin, report.ranges[1].end - report.ranges[1].begin));
     EXPECT_EQ(0, report.ranges[1].preset);
     EXPECT_FALSE(report.ranges[1].attributes[KR_PRESET_COLOR].is_present);
     EXPECT_TRUE(report.ranges[1].attributes[KR_PRESET_VAL_TO].is_present);
@@ -124,16 +125,22 @@ TEST(ConfigurationCheck, AttributesWithoutQuotesOrValues)
 
 TEST(ConfigurationCheck, TagsWithMissingOrStrayCharacters)
 {
-    EXPECT_EQ((Texts{"line:4-'preset'-Unknown element in complexContent @ <preset hue_to='1'>",
-                     "line:6-'preset'-Bad start tag end @ <preset hue_to='3'",
-                     "line:7-'preset'-Bad start tag end @ hue_from",
-                     "line:8-'preset'-Bad start tag end @ ,",
-                     "line:9-'preset'-Bad start tag end @ /",
-                     "line:10-'color'-Value does not match enumerations @ color='no'"}),
-              errors_of(with_presets("<preset hue_to='1'>\n<preset hue_to='2'/>\n"
-                                     "<preset hue_to='3'\n<preset rgb='0'hue_from='0'/>\n"
-                                     "<preset rgb='0', hue_from='0'/>\n<preset rgb='0'/ hue_from='0'/>\n"
-                                     "<preset color='no'/>")));
+    EXPECT_EQ(
+        (Texts{"line:4-'preset'-Unknown element in complexContent @ <preset hue_to='1'>",
+               "line:6-'preset'-Bad start tag end @ <preset hue_to='3'",
+               "line:7-'preset'-Bad start tag end @ hue_from",
+               "line:8-'preset'-Bad start tag end @ ,", "line:9-'preset'-Bad start tag end @ /",
+               "line:10-'color'-Value does not match enumerations @ color='no'"}),
+        errors_of(with_presets("<preset hue_to='1'>\n<preset hue_to='2'/>\n"
+                               "<preset hue_to='3'\n<preset rgb='0'hue_from='0'/>\n"
+                               "<preset rgb='0', hue_from='0'/>\n<preset rgb='0'/ hue_from='0'/>\n"
+                               "<preset color='no'/>")));
+    EXPECT_EQ(
+        (Texts{"line:4-'preset'-Bad start tag end @ /", "line:5-'preset'-Bad start tag end @ \\",
+               "line:6-'rgb'-Unable to read attribute value @ rgb'0'",
+               "line:7-'color'-Value does not match enumerations @ color='no'"}),
+        errors_of(with_presets("<preset hue_to='1'/\n<preset hue_to='2'\\>\n"
+                               "<preset rgb'0' hue_to='1'/>\n<preset color='no'/>")));
     EXPECT_EQ((Texts{"line:5-'preset'-Bad end of element @ <preset hue_to='2'>"}),
               errors_of(with_presets("<preset/>\n<preset hue_to='2'>")));
 }
@@ -152,16 +159,16 @@ TEST(ConfigurationCheck, AMissingEndTagIsPlacedWhereItBelongs)
 
 TEST(ConfigurationCheck, WhatDoesNotBelongIsLeftOut)
 {
-    EXPECT_EQ((Texts{"line:4-'presets'-Unable to read element value @ Hello",
-                     "line:5-'range'-Unknown element in complexContent @ <range/>",
-                     "line:6-'presets'-XML badly formed @ &",
-                     "line:6-'presets'-Unable to read element value @ b",
-                     "line:7-'nbsp'-Unexpected entity @ &nbsp;",
-                     "line:8-'presets'-Badly formed comment @ --",
-                     "line:9-'rgb'-XML badly formed @ &",
-                     "line:10-'color'-Value does not match enumerations @ color='no'"}),
-              errors_of(with_presets("Hello\n<range/>\n& b\n&nbsp;\n<!-- a -- b -->\n"
-                                     "<preset rgb='a & b'/>\n<preset color='no'/>")));
+    EXPECT_EQ(
+        (Texts{"line:4-'presets'-Unable to read element value @ Hello",
+               "line:5-'range'-Unknown element in complexContent @ <range/>",
+               "line:6-'presets'-XML badly formed @ &",
+               "line:6-'presets'-Unable to read element value @ b",
+               "line:7-'nbsp'-Unexpected entity @ &nbsp;",
+               "line:8-'presets'-Badly formed comment @ --", "line:9-'rgb'-XML badly formed @ &",
+               "line:10-'color'-Value does not match enumerations @ color='no'"}),
+        errors_of(with_presets("Hello\n<range/>\n& b\n&nbsp;\n<!-- a -- b -->\n"
+                               "<preset rgb='a & b'/>\n<preset color='no'/>")));
     EXPECT_EQ((Texts{"line:4-'item'-Unknown element in complexContent @ <item>"}),
               errors_of(with_presets("<item>\n</item>\n<preset/>")));
 }
@@ -228,8 +235,8 @@ TEST(ConfigurationCheck, WhereThereIsNoWayOnTheReportIsNotComplete)
         EXPECT_FALSE(report.is_complete) << document;
         ASSERT_TRUE(report.colors);
     }
-    const KR_Configuration_Report huge = kr_check_configuration(
-        std::string(kr_internal::max_configuration_size + 1, ' '));
+    const KR_Configuration_Report huge =
+        kr_check_configuration(std::string(kr_internal::max_configuration_size + 1, ' '));
     ASSERT_EQ(1u, huge.errors.size());
     EXPECT_EQ("line:0-''-Length too long", huge.errors[0].text);
     EXPECT_EQ("", huge.text);
@@ -262,7 +269,8 @@ TEST(ConfigurationCheck, RangesHoldWhatTheClassifierReports)
             for (const float value : {0.0F, 0.5F, 0.8F, 0.9F, 1.0F, -1.0F}) {
                 const ns__HsvColor color = hsv(hue, saturation, value);
                 std::vector<ns__ColorPreset> reported;
-                report.colors->get_color_presets(color, reported, ns__QueryTolerancePreset__value_0);
+                report.colors->get_color_presets(color, reported,
+                                                 ns__QueryTolerancePreset__value_0);
                 std::set<ns__ColorPreset> held;
                 for (const KR_Configured_Range& range : report.ranges)
                     if (range.holds(color))

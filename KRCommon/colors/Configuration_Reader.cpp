@@ -304,10 +304,14 @@ private:
         if (offending == text.end())
             return;
         const auto offset = static_cast<std::size_t>(offending - text.begin());
-        fail_at(parser_.text_position(offset), Xml_Code::unreadable_element, element_names[open_ - 1]);
+        fail_at(parser_.text_position(offset), Xml_Code::unreadable_element,
+                element_names[open_ - 1]);
     }
 
-    bool fail(Xml_Code code, std::string_view name) { return fail_at(parser_.position(), code, name); }
+    bool fail(Xml_Code code, std::string_view name)
+    {
+        return fail_at(parser_.position(), code, name);
+    }
 
     bool fail_at(std::size_t position, Xml_Code code, std::string_view name)
     {

@@ -10,6 +10,7 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <cmath>
 #include <cstdint>
 #include <cstdio>
 #include <memory>
@@ -43,7 +44,7 @@ struct Answer {
     Given_Color color;
     std::uint32_t presets = 0;
     std::vector<const KR_Configured_Range*> deciding; ///< those that hold it
-    const KR_Configured_Range* nearest = nullptr;     ///< of those that do not; null if there is none
+    const KR_Configured_Range* nearest = nullptr; ///< of those that do not; null if there is none
 };
 
 Answer answer_for(const Given_Color& color, const KR_Configuration_Report& report)
@@ -57,7 +58,8 @@ Answer answer_for(const Given_Color& color, const KR_Configuration_Report& repor
             answer.deciding.push_back(&range);
             continue;
         }
-        const bool is_other = (answer.presets >> static_cast<std::uint32_t>(range.preset) & 1U) == 0;
+        const bool is_other =
+            (answer.presets >> static_cast<std::uint32_t>(range.preset) & 1U) == 0;
         const double whole = distance_of(range, color.hsv).whole;
         if (is_other && (!answer.nearest || whole < least)) {
             least = whole;
@@ -81,7 +83,8 @@ std::string short_number(float number)
 
 std::string hsv_text(const ns__HsvColor& hsv)
 {
-    return std::to_string(hsv.hue) + "," + short_number(hsv.saturation) + "," + short_number(hsv.value);
+    return std::to_string(hsv.hue) + "," + short_number(hsv.saturation) + "," +
+           short_number(hsv.value);
 }
 
 // A block of the colour itself, on terminals that show colours.
@@ -90,7 +93,8 @@ std::string block(const Output& out, const ns__RgbColor& color)
     if (!out.is_colored())
         return "";
     char text[48];
-    std::snprintf(text, sizeof text, "\033[48;2;%d;%d;%dm    \033[0m ", color.red, color.green, color.blue);
+    std::snprintf(text, sizeof text, "\033[48;2;%d;%d;%dm    \033[0m ", color.red, color.green,
+                  color.blue);
     return text;
 }
 
@@ -98,7 +102,8 @@ std::string range_line(const KR_Configured_Range& range, const KR_Configuration_
 {
     std::string name = preset_text(range.preset);
     name.resize(std::max<std::size_t>(name.size(), 11), ' ');
-    return "  " + name + " line " + std::to_string(line_of(range, report)) + ": " + bounds_text(range);
+    return "  " + name + " line " + std::to_string(line_of(range, report)) + ": " +
+           bounds_text(range);
 }
 
 void print(Output& out, const Answer& answer, const KR_Configuration_Report& report)
@@ -112,20 +117,30 @@ void print(Output& out, const Answer& answer, const KR_Configuration_Report& rep
     for (const KR_Configured_Range* range : answer.deciding)
         out.text(range_line(*range, report) + "\n");
     if (answer.nearest)
-        out.text(out.painted(Paint::dim, (answer.presets == 0 ? "  nearest is " : "  next is ") +
-                                             preset_text(answer.nearest->preset) + " in line " +
-                                             std::to_string(line_of(*answer.nearest, report)) + ": " +
-                                             distance_text(distance_of(*answer.nearest,
-                                                                       answer.color.hsv))) +
+        out.text(out.painted(Paint::dim,
+                             (answer.presets == 0 ? "  nearest is " : "  next is ") +
+                                 preset_text(answer.nearest->preset) + " in line " +
+                                 std::to_string(line_of(*answer.nearest, report)) + ": " +
+                                 distance_text(distance_of(*answer.nearest, answer.color.hsv))) +
                  "\n");
+}
+
+// JSON has no numbers that are not finite: their names then.
+Json json_number(float number)
+{
+    return std::isfinite(number) ? Json(decimal(number)) : Json(number_text(number));
 }
 
 Json json_of(const KR_Configured_Range& range, const KR_Configuration_Report& report)
 {
-    return {{"color", preset_text(range.preset)}, {"line", line_of(range, report)},
-            {"hue_from", range.hue_from},         {"hue_to", range.hue_to},
-            {"sat_from", range.sat_from},         {"sat_to", range.sat_to},
-            {"val_from", range.val_from},         {"val_to", range.val_to}};
+    return {{"color", preset_text(range.preset)},
+            {"line", line_of(range, report)},
+            {"hue_from", range.hue_from},
+            {"hue_to", range.hue_to},
+            {"sat_from", json_number(range.sat_from)},
+            {"sat_to", json_number(range.sat_to)},
+            {"val_from", json_number(range.val_from)},
+            {"val_to", json_number(range.val_to)}};
 }
 
 Json json_of(const Answer& answer, const KR_Configuration_Report& report)
@@ -142,15 +157,18 @@ Json json_of(const Answer& answer, const KR_Configuration_Report& report)
     Json json = {{"given", answer.color.text},
                  {"rgb", {rgb.red, rgb.green, rgb.blue}},
                  {"hex", rgb_text(rgb)},
-                 {"hsv", {{"hue", hsv.hue}, {"saturation", hsv.saturation}, {"value", hsv.value}}},
+                 {"hsv",
+                  {{"hue", hsv.hue},
+                   {"saturation", decimal(hsv.saturation)},
+                   {"value", decimal(hsv.value)}}},
                  {"presets", presets},
                  {"ranges", deciding}};
     if (answer.nearest) {
         const Range_Distance distance = distance_of(*answer.nearest, hsv);
         json["nearest_other"] = json_of(*answer.nearest, report);
         json["nearest_other"]["distance"] = {{"hue", distance.hue},
-                                             {"saturation", distance.saturation},
-                                             {"value", distance.value}};
+                                             {"saturation", decimal(distance.saturation)},
+                                             {"value", decimal(distance.value)}};
     }
     return json;
 }

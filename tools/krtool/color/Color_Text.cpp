@@ -24,7 +24,8 @@ using Numbers = std::array<double, 3>;
 
 bool is_hex(std::string_view text)
 {
-    return !text.empty() && text.find_first_not_of("0123456789abcdefABCDEF") == std::string_view::npos;
+    return !text.empty() &&
+           text.find_first_not_of("0123456789abcdefABCDEF") == std::string_view::npos;
 }
 
 std::optional<Numbers> read_numbers(std::string_view text)

@@ -23,7 +23,8 @@ double encoded(double linear) noexcept
 
 std::uint8_t level(double linear) noexcept
 {
-    const double rounded = std::nearbyint(255 * encoded(linear)); // to even, as in config/presets.py
+    const double rounded =
+        std::nearbyint(255 * encoded(linear)); // to even, as in config/presets.py
     return static_cast<std::uint8_t>(std::clamp(rounded, 0.0, 255.0));
 }
 
@@ -33,7 +34,7 @@ ns__RgbColor rgb_of_lab(int lightness, int a, int b) noexcept
     const auto cubed = [](double t) {
         return t > 6.0 / 29 ? t * t * t : 3 * (6.0 / 29) * (6.0 / 29) * (t - 4.0 / 29);
     };
-    const double middle = (lightness + 16) / 116.0;
+    const double middle = (lightness + 16.0) / 116;
     const double x = 0.95047 * cubed(middle + a / 500.0);
     const double y = cubed(middle);
     const double z = 1.08883 * cubed(middle - b / 200.0);
@@ -46,7 +47,8 @@ ns__RgbColor rgb_of_lab(int lightness, int a, int b) noexcept
 
 bool ends_with(const std::string& text, std::string_view end)
 {
-    return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
+    return text.size() >= end.size() &&
+           text.compare(text.size() - end.size(), end.size(), end) == 0;
 }
 
 bool has_one_of(const std::string& text, std::initializer_list<const char*> words)
@@ -62,11 +64,16 @@ std::size_t preset_of(const std::string& term, int lightness)
         const char* text;
         ns__ColorPreset preset;
     };
-    for (const Word& word : {Word{"white", ns__ColorPreset__white}, {"black", ns__ColorPreset__black},
-                             {"gray", ns__ColorPreset__gray}, {"grey", ns__ColorPreset__gray},
-                             {"brown", ns__ColorPreset__brown}, {"yellow", ns__ColorPreset__yellow},
-                             {"orange", ns__ColorPreset__orange}, {"red", ns__ColorPreset__red},
-                             {"pink", ns__ColorPreset__pink}, {"purple", ns__ColorPreset__purple}})
+    for (const Word& word : {Word{"white", ns__ColorPreset__white},
+                             {"black", ns__ColorPreset__black},
+                             {"gray", ns__ColorPreset__gray},
+                             {"grey", ns__ColorPreset__gray},
+                             {"brown", ns__ColorPreset__brown},
+                             {"yellow", ns__ColorPreset__yellow},
+                             {"orange", ns__ColorPreset__orange},
+                             {"red", ns__ColorPreset__red},
+                             {"pink", ns__ColorPreset__pink},
+                             {"purple", ns__ColorPreset__purple}})
         if (ends_with(term, word.text))
             return static_cast<std::size_t>(word.preset);
     const bool is_blue = ends_with(term, "blue");
@@ -77,8 +84,8 @@ std::size_t preset_of(const std::string& term, int lightness)
         is_light = true;
     else if (has_one_of(term, {"dark", "deep", "navy", "midnight", "forest", "hunter", "royal"}))
         is_light = false;
-    return static_cast<std::size_t>(is_blue ? is_light ? ns__ColorPreset__light_blue
-                                                       : ns__ColorPreset__dark_blue
+    return static_cast<std::size_t>(is_blue    ? is_light ? ns__ColorPreset__light_blue
+                                                          : ns__ColorPreset__dark_blue
                                     : is_light ? ns__ColorPreset__light_green
                                                : ns__ColorPreset__dark_green);
 }
@@ -88,7 +95,9 @@ bool is_measuring(int lightness, int a, int b)
 {
     const std::string key =
         std::to_string(lightness) + "," + std::to_string(a) + "," + std::to_string(b);
-    return crc32(0, reinterpret_cast<const Bytef*>(key.data()), static_cast<uInt>(key.size())) % 2 == 1;
+    return crc32(0, reinterpret_cast<const Bytef*>(key.data()), static_cast<uInt>(key.size())) %
+               2 ==
+           1;
 }
 
 } // namespace
@@ -106,12 +115,15 @@ Survey::Survey(const std::string& path)
         std::vector<Color> colors(labs.size() / 3);
         const KR_Colors& converter = *KR_Colors::instance();
         for (std::size_t k = 0; k < colors.size(); ++k)
-            converter.rgb_to_hsv(rgb_of_lab(labs[3 * k], labs[3 * k + 1], labs[3 * k + 2]), colors[k].hsv);
+            converter.rgb_to_hsv(rgb_of_lab(labs[3 * k], labs[3 * k + 1], labs[3 * k + 2]),
+                                 colors[k].hsv);
+        if (terms.empty())
+            throw Failure(input.name() + " is no survey: it has no terms");
         for (std::size_t i = 0; i + 1 < counts.size(); i += 2) {
-            const std::size_t color = counts[i] / std::max<std::size_t>(terms.size(), 1);
+            const auto color = static_cast<std::size_t>(counts[i] / terms.size());
+            const auto term = static_cast<std::size_t>(counts[i] % terms.size());
             if (color < colors.size())
-                colors[color].answers[preset_of(terms[counts[i] % terms.size()], labs[3 * color])] +=
-                    counts[i + 1];
+                colors[color].answers[preset_of(terms[term], labs[3 * color])] += counts[i + 1];
         }
         for (std::size_t k = 0; k < colors.size(); ++k)
             if (is_measuring(labs[3 * k], labs[3 * k + 1], labs[3 * k + 2]))

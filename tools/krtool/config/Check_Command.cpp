@@ -28,7 +28,9 @@ const char* name_of(Level level) noexcept
 
 Paint paint_of(Level level) noexcept
 {
-    return level == Level::error ? Paint::red : level == Level::warning ? Paint::yellow : Paint::blue;
+    return level == Level::error     ? Paint::red
+           : level == Level::warning ? Paint::yellow
+                                     : Paint::blue;
 }
 
 struct Findings {
@@ -55,9 +57,8 @@ Findings findings_in(const KR_Configuration_Report& report)
 
 std::size_t count(const std::vector<Finding>& found, Level level)
 {
-    return static_cast<std::size_t>(std::count_if(found.begin(), found.end(), [=](const auto& f) {
-        return f.level == level;
-    }));
+    return static_cast<std::size_t>(
+        std::count_if(found.begin(), found.end(), [=](const auto& f) { return f.level == level; }));
 }
 
 Json json_of(const Finding& finding, const std::string& text)

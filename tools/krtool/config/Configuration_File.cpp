@@ -10,6 +10,7 @@
 #include <cstring>
 #include <filesystem>
 #include <memory>
+#include <system_error>
 
 namespace krtool {
 
@@ -35,8 +36,12 @@ std::string read_some(Input& input)
 std::size_t character_size(std::string_view text) noexcept
 {
     const auto first = static_cast<unsigned char>(text[0]);
-    const std::size_t size = first < 0x80 ? 1 : first < 0xC2 ? 0 : first < 0xE0 ? 2 : first < 0xF0 ? 3
-                             : first < 0xF5 ? 4 : 0;
+    const std::size_t size = first < 0x80   ? 1
+                             : first < 0xC2 ? 0
+                             : first < 0xE0 ? 2
+                             : first < 0xF0 ? 3
+                             : first < 0xF5 ? 4
+                                            : 0;
     if (size > text.size())
         return 0;
     for (std::size_t i = 1; i < size; ++i)
@@ -98,15 +103,20 @@ Configuration_File read_accepted_configuration(const std::string& path)
 Text_Place place_of(std::string_view text, std::size_t offset) noexcept
 {
     offset = std::min(offset, text.size());
+    const std::string_view head = text.substr(0, offset);
+    const auto ends_line = [text](std::size_t at) { // the LF does it for a CR before it
+        return text[at] == '\n' || at + 1 == text.size() || text[at + 1] != '\n';
+    };
     Text_Place place;
-    for (std::size_t i = 0; i < offset; ++i)
-        if (text[i] == '\n' || (text[i] == '\r' && (i + 1 == text.size() || text[i + 1] != '\n'))) {
-            ++place.line;
-            place.line_begin = i + 1;
-        }
+    place.line += static_cast<std::size_t>(std::count(head.begin(), head.end(), '\n'));
+    for (std::size_t at = 0; (at = head.find('\r', at)) != std::string_view::npos; ++at)
+        place.line += ends_line(at) ? 1 : 0;
+    for (std::size_t at = offset; at != 0 && place.line_begin == 0; --at)
+        if ((text[at - 1] == '\n' || text[at - 1] == '\r') && ends_line(at - 1))
+            place.line_begin = at;
     place.line_end = std::min(text.find_first_of("\r\n", place.line_begin), text.size());
-    place.column =
-        1 + characters_in(text.substr(place.line_begin, offset - std::min(offset, place.line_begin)));
+    place.column = 1 + characters_in(text.substr(place.line_begin,
+                                                 offset - std::min(offset, place.line_begin)));
     return place;
 }
 
@@ -157,6 +167,15 @@ std::string number_text(float number)
     return {text, result.ptr};
 }
 
+double decimal(float number)
+{
+    const std::string text = number_text(number);
+    double result = 0;
+    const std::from_chars_result read =
+        std::from_chars(text.data(), text.data() + text.size(), result);
+    return read.ec == std::errc() ? result : static_cast<double>(number);
+}
+
 std::string rgb_text(const ns__RgbColor& color)
 {
     char text[16];
@@ -190,7 +209,8 @@ std::string percent_text(double share)
 {
     const double percent = 100 * share;
     char text[32];
-    std::snprintf(text, sizeof text, percent != 0 && percent < 0.1 ? "%.4f %%" : "%.2f %%", percent);
+    std::snprintf(text, sizeof text, percent != 0 && percent < 0.1 ? "%.4f %%" : "%.2f %%",
+                  percent);
     return text;
 }
 

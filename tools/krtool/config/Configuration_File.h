@@ -55,6 +55,9 @@ std::string printable(std::string_view text);
 /// "0.461": the shortest that reads back as the same number.
 std::string number_text(float number);
 
+/// The number with the fewest decimals that is the same float: 0.461, not 0.4609999954700470.
+double decimal(float number);
+
 /// "#A52A2A".
 std::string rgb_text(const ns__RgbColor& color);
 

@@ -67,8 +67,8 @@ void for_all_colors(const KR_Colors& colors, const Color_Row& visit)
             greens.fill(static_cast<std::uint8_t>(green));
             colors.rgb_to_hsv_batch({reds.data(), greens.data(), blues.data()}, row_size,
                                     {hues.data(), saturations.data(), values.data()});
-            colors.get_color_preset_masks({hues.data(), saturations.data(), values.data()}, row_size,
-                                          masks.data());
+            colors.get_color_preset_masks({hues.data(), saturations.data(), values.data()},
+                                          row_size, masks.data());
             visit(static_cast<std::uint8_t>(red), static_cast<std::uint8_t>(green), masks.data());
         }
 }
@@ -146,7 +146,9 @@ Range_Distance distance_of(const KR_Configured_Range& range, const ns__HsvColor&
 std::string distance_text(const Range_Distance& distance)
 {
     std::string text;
-    const auto add = [&text](const std::string& what) { text += (text.empty() ? "" : ", ") + what; };
+    const auto add = [&text](const std::string& what) {
+        text += (text.empty() ? "" : ", ") + what;
+    };
     if (distance.hue != 0)
         add("hue " + std::to_string(std::abs(distance.hue)) +
             (std::abs(distance.hue) == 1 ? " degree" : " degrees") +

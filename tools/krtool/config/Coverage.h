@@ -18,7 +18,8 @@ constexpr std::size_t all_colors = 256 * 256 * 256;
 
 /// Goes through all colours, 256 at a time, which differ in blue alone, from 0 to 255. The masks have
 /// bit n for preset n (0: a range without a colour name).
-using Color_Row = std::function<void(std::uint8_t red, std::uint8_t green, const std::uint32_t* masks)>;
+using Color_Row =
+    std::function<void(std::uint8_t red, std::uint8_t green, const std::uint32_t* masks)>;
 void for_all_colors(const KR_Colors& colors, const Color_Row& visit);
 
 struct Color_Overlap {
@@ -45,10 +46,11 @@ Coverage coverage_of(const KR_Colors& colors);
 
 /// What keeps a colour out of a range. All are 0 when it is inside.
 struct Range_Distance {
-    int hue = 0;             ///< degrees to the nearer border; positive: the colour lies above the range
+    int hue = 0; ///< degrees to the nearer border; positive: the colour lies above the range
     float saturation = 0.0F; ///< positive: the colour lies above the range
     float value = 0.0F;
-    double whole = 0.0; ///< one number to compare: 180 degrees count as much as 1. NaN bounds: infinite
+    double whole =
+        0.0; ///< one number to compare: 180 degrees count as much as 1. NaN bounds: infinite
 };
 Range_Distance distance_of(const KR_Configured_Range& range, const ns__HsvColor& color) noexcept;
 

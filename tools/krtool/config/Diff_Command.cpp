@@ -142,8 +142,11 @@ Json json_of(const Side& before, const Side& after, const std::vector<Change>& c
                         {"colors", change.count},
                         {"examples", examples}});
     }
-    return {{"command", "config diff"}, {"old", json_of(before)}, {"new", json_of(after)},
-            {"same_share", 1 - share_of(changed)}, {"changed_share", share_of(changed)},
+    return {{"command", "config diff"},
+            {"old", json_of(before)},
+            {"new", json_of(after)},
+            {"same_share", 1 - share_of(changed)},
+            {"changed_share", share_of(changed)},
             {"changes", list}};
 }
 
@@ -151,7 +154,8 @@ std::string blocks(const Output& out, const Change& change)
 {
     constexpr std::size_t most = 8;
     std::string text;
-    for (std::size_t i = 0; i < std::min(change.examples.size(), out.is_colored() ? most : 3); ++i) {
+    for (std::size_t i = 0; i < std::min(change.examples.size(), out.is_colored() ? most : 3);
+         ++i) {
         const ns__RgbColor& color = change.examples[i];
         char block[48];
         std::snprintf(block, sizeof block, "\033[48;2;%d;%d;%dm  \033[0m", color.red, color.green,
@@ -185,8 +189,8 @@ void print(Output& out, const Side& before, const Side& after, const std::vector
     for (const Change& change : changes) {
         std::string share = percent_text(share_of(change.count));
         share.insert(0, 9 - std::min<std::size_t>(share.size(), 9), ' ');
-        out.text("  " + share + "  " + names_text(change.before) + " -> " + names_text(change.after) +
-                 "  " + blocks(out, change) + "\n");
+        out.text("  " + share + "  " + names_text(change.before) + " -> " +
+                 names_text(change.after) + "  " + blocks(out, change) + "\n");
     }
 }
 

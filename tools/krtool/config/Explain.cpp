@@ -10,7 +10,7 @@ namespace krtool {
 
 namespace {
 
-std::string quoted(std::string_view text)
+std::string in_quotes(std::string_view text)
 {
     constexpr std::size_t most = 40;
     const std::string shown = printable(text.substr(0, most));
@@ -35,7 +35,8 @@ std::string folded(std::string_view text)
 // How many characters to insert, drop, change or swap with a neighbour.
 std::size_t edits_between(const std::string& a, const std::string& b)
 {
-    std::vector<std::vector<std::size_t>> cost(a.size() + 1, std::vector<std::size_t>(b.size() + 1));
+    std::vector<std::vector<std::size_t>> cost(a.size() + 1,
+                                               std::vector<std::size_t>(b.size() + 1));
     for (std::size_t i = 0; i <= a.size(); ++i)
         for (std::size_t j = 0; j <= b.size(); ++j) {
             if (i == 0 || j == 0) {
@@ -96,12 +97,12 @@ std::string bad_color(const std::string& value)
         return "the colour is empty; write one of " + list_of(color_names());
     const std::string folded_value = folded(value);
     if (folded_value == "blue" || folded_value == "green")
-        return quoted(value) + " is no colour name here: write 'light_" + folded_value +
+        return in_quotes(value) + " is no colour name here: write 'light_" + folded_value +
                "' or 'dark_" + folded_value + "'";
     if (value == "grey" || folded_value == "grey")
-        return quoted(value) + " is no colour name; it is written 'gray'";
+        return in_quotes(value) + " is no colour name; it is written 'gray'";
     const std::string hint = did_you_mean(value, color_names());
-    return quoted(value) + " is no colour name" +
+    return in_quotes(value) + " is no colour name" +
            (hint.empty() ? "; write one of " + list_of(color_names()) : hint);
 }
 
@@ -109,7 +110,7 @@ std::string bad_number(const std::string& name, const std::string& value)
 {
     const std::string kind =
         is_hue(name) ? " is no whole number of degrees" : " is no number from 0 to 1";
-    const std::string text = "the value " + quoted(value) + " of '" + name + "'" + kind;
+    const std::string text = "the value " + in_quotes(value) + " of '" + name + "'" + kind;
     if (value.find_first_not_of(" \t\r\n") == std::string::npos)
         return "'" + name + "' has no value; write " +
                (is_hue(name) ? "degrees from 0 to 360" : "a number from 0 to 1") +
@@ -119,13 +120,14 @@ std::string bad_number(const std::string& name, const std::string& value)
     if (value.find(',') != std::string::npos) {
         std::string with_point = value;
         std::replace(with_point.begin(), with_point.end(), ',', '.');
-        return text + "; decimals are written with a point: " + quoted(with_point);
+        return text + "; decimals are written with a point: " + in_quotes(with_point);
     }
     if (folded(value) == "nan" || folded(value) == "inf" || folded(value) == "+inf")
         return text + "; and it would hold no colour";
     if (is_hue(name) && value.find('.') != std::string::npos)
         return text + "; hues have no decimals";
-    if (std::any_of(value.begin(), value.end(), [](unsigned char c) { return std::isalpha(c) || c >= 0x80; }))
+    if (std::any_of(value.begin(), value.end(),
+                    [](unsigned char c) { return std::isalpha(c) || c >= 0x80; }))
         return text + "; only digits may stand here, no letters and no unit";
     return text;
 }
@@ -142,18 +144,23 @@ std::string unexpected_attribute(const KR_Configuration_Error& error, std::strin
 std::string unreadable_attribute(const KR_Configuration_Error& error, const std::string& fault)
 {
     const std::string name = "'" + printable(error.name) + "'";
+    if (fault.find('=') == std::string::npos && fault.find_first_of("\"'") != std::string::npos)
+        return "a '=' is missing behind " + name;
     if (fault.find('=') == std::string::npos)
-        return name + " has no value; an attribute is written " + printable(error.name) + "=\"...\"";
+        return name + " has no value; an attribute is written " + printable(error.name) +
+               "=\"...\"";
     const std::string value = value_of(fault);
     const std::size_t quote = fault.find_first_of("\"'");
     const std::size_t equals = fault.find('=');
     const bool begins_with_quote =
         quote != std::string::npos && fault.find_first_not_of(" \t\r\n", equals + 1) == quote;
     if (!begins_with_quote)
-        return "the value of " + name + " has no opening quote; write it between quotes: " +
-               printable(error.name) + "=\"...\"";
+        return "the value of " + name +
+               " has no opening quote; write it between quotes: " + printable(error.name) +
+               "=\"...\"";
     if (fault.find('<') != std::string::npos)
-        return "the value of " + name + " holds a '<', which may not stand in a value; or its "
+        return "the value of " + name +
+               " holds a '<', which may not stand in a value; or its "
                "closing quote is missing";
     return missing_quote(error);
 }
@@ -170,7 +177,7 @@ std::string bad_start_tag(const KR_Configuration_Error& error, const std::string
     if (std::find(names.begin(), names.end(), fault) != names.end())
         return "a blank is missing before '" + printable(fault) +
                "', or the closing quote of what stands before it";
-    return quoted(fault) + " may not stand in the tag of " + in_tag(error.name);
+    return in_quotes(fault) + " may not stand in the tag of " + in_tag(error.name);
 }
 
 std::string wrong_element(const KR_Configuration_Error& error, std::string_view fault)
@@ -217,14 +224,15 @@ std::string not_alone(const std::string& fault)
         return "an end tag too many: </configuration> stands before it already";
     if (fault.rfind('<', 0) == 0)
         return "a second element beside <configuration>; there is only one in a file";
-    return quoted(fault) + " stands outside <configuration>; only comments may";
+    return in_quotes(fault) + " stands outside <configuration>; only comments may";
 }
 
 std::string missing_element(const KR_Configuration_Error& error)
 {
     if (error.name == "preset")
         return "there is no <preset .../> in <presets>: without one there are no colours";
-    return "the element " + in_tag(error.name) + " is missing here; a file is built like this: "
+    return "the element " + in_tag(error.name) +
+           " is missing here; a file is built like this: "
            "<configuration><colors><presets><preset .../>...</presets></colors></configuration>";
 }
 
@@ -243,10 +251,10 @@ std::string ended(const KR_Configuration_Error& error, const std::string& fault,
     }();
     if (is_attribute)
         return "the closing quote of '" + error.name + "' is missing, or the file was cut off";
-    return "the file ends too early" +
-           (error.name.empty() ? std::string("; it has no <configuration>")
-                               : ": the end tag </" + printable(error.name) +
-                                     "> is missing, or the file was cut off");
+    return "the file ends too early" + (error.name.empty()
+                                            ? std::string("; it has no <configuration>")
+                                            : ": the end tag </" + printable(error.name) +
+                                                  "> is missing, or the file was cut off");
 }
 
 // The name of the tag that a place lies in.
@@ -262,14 +270,16 @@ std::string_view tag_around(std::string_view text, std::size_t place)
 std::string message_for(const KR_Configuration_Error& error, const KR_Configuration_Report& report)
 {
     const std::string fault = report.text.substr(error.begin, error.end - error.begin);
-    const bool has_message_of_its_own = error.code == 17 && error.message.find("Entity") != std::string::npos;
+    const bool has_message_of_its_own =
+        error.code == 17 && error.message.find("Entity") != std::string::npos;
     switch (error.code) {
     case 1: return "the file cannot be opened";
     case 3:
         return "'" + printable(error.name) + "' stands twice in this <preset>; remove one of them";
     case 5: return badly_formed(fault);
     case 6:
-        return "the encoding that the first line declares is not supported; save the file as UTF-8 and "
+        return "the encoding that the first line declares is not supported; save the file as UTF-8 "
+               "and "
                "write encoding=\"UTF-8\"";
     case 8:
         if (fault.rfind("<!--", 0) == 0)
@@ -277,16 +287,20 @@ std::string message_for(const KR_Configuration_Error& error, const KR_Configurat
         if (fault.rfind("<!", 0) == 0)
             return "a comment begins with '<!--'";
         return "'--' may not stand within a comment, nor '---' at its end";
-    case 9: return "a mistake in the document type (<!DOCTYPE ...>); the file needs none: remove it";
+    case 9:
+        return "a mistake in the document type (<!DOCTYPE ...>); the file needs none: remove it";
     case 10: return wrong_end(error, fault);
     case 11: return bad_start_tag(error, fault);
-    case 12: return "an end tag is written </name>, without blanks before the name and attributes, and with '>'";
+    case 12:
+        return "an end tag is written </name>, without blanks before the name and attributes, and "
+               "with '>'";
     case 13: return "a mistake in the first line; write <?xml version=\"1.0\" encoding=\"UTF-8\"?>";
     case 14: return "only XML version 1.0 is supported; write version=\"1.0\" in the first line";
     case 15:
         if (error.name == "encoding")
             return "the file is not in the encoding that its first line declares; save it as UTF-8";
-        return "a character here is not in the file's encoding, which is UTF-8 unless the first line "
+        return "a character here is not in the file's encoding, which is UTF-8 unless the first "
+               "line "
                "says otherwise; save the file as UTF-8";
     case 16: return "the outermost element must be <configuration>";
     case 17:
@@ -305,18 +319,21 @@ std::string message_for(const KR_Configuration_Error& error, const KR_Configurat
                    : in_tag(error.name) + " stands a second time; put all into the first";
     case 28: return unreadable_attribute(error, fault);
     case 29:
-        return "the text " + quoted(fault) + " may not stand here; was it meant as a comment, "
+        return "the text " + in_quotes(fault) +
+               " may not stand here; was it meant as a comment, "
                "<!-- ... -->, or is a '<' missing?";
     case 31: return wrong_element(error, fault);
     case 33:
-        return "the entity '&" + printable(error.name) + ";' is not known; only &amp; &lt; &gt; &quot; and "
+        return "the entity '&" + printable(error.name) +
+               ";' is not known; only &amp; &lt; &gt; &quot; and "
                "&apos; are";
     case 34: return ended(error, fault, report);
     case 35:
         return lacks_quote(fault) ? missing_quote(error) : bad_number(error.name, value_of(fault));
     case 36:
     case 37:
-        return "the hue " + quoted(value_of(fault)) + " is beyond all bounds; degrees go from 0 to 360";
+        return "the hue " + in_quotes(value_of(fault)) +
+               " is beyond all bounds; degrees go from 0 to 360";
     case 38: return lacks_quote(fault) ? missing_quote(error) : bad_color(value_of(fault));
     case 39: return unexpected_attribute(error, tag_around(report.text, error.begin));
     default: return error.message;

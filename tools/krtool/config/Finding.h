@@ -17,12 +17,12 @@ enum class Level {
 struct Finding {
     std::string code; ///< stays the same from version to version: "refused-38", "from-above-to"
     Level level = Level::error;
-    std::string message;          ///< a sentence for an operator
-    bool has_place = false;       ///< false for what concerns the file as a whole
-    std::size_t begin = 0;        ///< offsets in the report's text
+    std::string message;    ///< a sentence for an operator
+    bool has_place = false; ///< false for what concerns the file as a whole
+    std::size_t begin = 0;  ///< offsets in the report's text
     std::size_t end = 0;
-    std::string reader_text{};    ///< of a "refused" one: the library's own text
-    std::size_t reader_line = 0;  ///< the line in that
+    std::string reader_text{};   ///< of a "refused" one: the library's own text
+    std::size_t reader_line = 0; ///< the line in that
 };
 
 } // namespace krtool

@@ -40,7 +40,8 @@ bool holds_hues_of(const Range& outer, const Range& inner) noexcept
 {
     if (hue_width(outer) == full_circle)
         return true;
-    const int offset = ((first_hue(inner) - first_hue(outer)) % full_circle + full_circle) % full_circle;
+    const int offset =
+        ((first_hue(inner) - first_hue(outer)) % full_circle + full_circle) % full_circle;
     return offset + hue_width(inner) <= hue_width(outer);
 }
 
@@ -114,7 +115,8 @@ private:
         findings_.push_back(std::move(finding));
     }
 
-    void add(const char* code, Level level, KR_Preset_Attribute attribute, const std::string& message)
+    void add(const char* code, Level level, KR_Preset_Attribute attribute,
+             const std::string& message)
     {
         const auto& at = range_->attributes[attribute];
         if (at.is_present)
@@ -135,7 +137,8 @@ private:
             return;
         if (!is_present(KR_PRESET_COLOR))
             add("missing-color", Level::error,
-                "'color' is missing: the range belongs to no colour, and no search finds what is in it");
+                "'color' is missing: the range belongs to no colour, and no search finds what is "
+                "in it");
         if (!is_present(KR_PRESET_RGB))
             add("missing-attribute", Level::warning,
                 "'rgb' is missing and becomes black (#000000) in colour pickers");
@@ -170,7 +173,8 @@ private:
         if (std::isnan(number)) {
             holds_nothing_ = true;
             add("not-a-number", Level::error, bound.attribute,
-                "'" + name_of(bound.attribute) + "' is not a number (NaN): the range holds no colour at all");
+                "'" + name_of(bound.attribute) +
+                    "' is not a number (NaN): the range holds no colour at all");
         } else if (number > 2 && number <= 255) { // 1.5 is a slip, 40 a scale
             const float scale = most > 100 ? 255.0F : 100.0F;
             char meant[16];
@@ -207,8 +211,8 @@ private:
         holds_nothing_ = true;
         if (!is_at_fault() || (is_present(from) && is_present(to)))
             add("from-above-to", Level::error, is_present(from) ? from : to,
-                "'" + name_of(from) + "' (" + number_text(lower) + ") is above '" + name_of(to) + "' (" +
-                    number_text(upper) + "): the range holds no colour at all" +
+                "'" + name_of(from) + "' (" + number_text(lower) + ") is above '" + name_of(to) +
+                    "' (" + number_text(upper) + "): the range holds no colour at all" +
                     (is_present(from) && is_present(to) ? "; are the two swapped?" : ""));
     }
 
@@ -227,7 +231,8 @@ private:
         if (range_->hue_from == range_->hue_to) {
             add("hue-equal", Level::warning, KR_PRESET_HUE_FROM,
                 "'hue_from' and 'hue_to' are equal (" + std::to_string(range_->hue_from) +
-                    "): the range holds every hue, not this one alone; if all are meant, write 0 to 360");
+                    "): the range holds every hue, not this one alone; if all are meant, write 0 "
+                    "to 360");
             return;
         }
         if (is_grey_name(range_->preset))
@@ -248,9 +253,8 @@ private:
         const auto& rgb = range_->attributes[KR_PRESET_RGB];
         if (!rgb.is_present)
             return;
-        const bool is_hex = std::all_of(rgb.value.begin(), rgb.value.end(), [](unsigned char c) {
-            return std::isxdigit(c) != 0;
-        });
+        const bool is_hex = std::all_of(rgb.value.begin(), rgb.value.end(),
+                                        [](unsigned char c) { return std::isxdigit(c) != 0; });
         if (!is_hex || rgb.value.size() != 6) {
             add("rgb-not-six-digits", Level::warning, KR_PRESET_RGB,
                 "rgb '" + printable(rgb.value.substr(0, 40)) +
@@ -265,9 +269,9 @@ private:
             return;
         const std::string distance = distance_text(distance_of(*range_, hsv));
         add("rgb-outside-range", Level::warning, KR_PRESET_RGB,
-            "the typical colour " + rgb_text(range_->rgb) + " lies outside its own range (" + distance +
-                "): hue " + std::to_string(hsv.hue) + ", saturation " + rounded(hsv.saturation) +
-                ", value " + rounded(hsv.value));
+            "the typical colour " + rgb_text(range_->rgb) + " lies outside its own range (" +
+                distance + "): hue " + std::to_string(hsv.hue) + ", saturation " +
+                rounded(hsv.saturation) + ", value " + rounded(hsv.value));
     }
 
     static std::string rounded(float number)
@@ -300,8 +304,9 @@ private:
         ns__RgbColor to;
         to.red = to.green = to.blue = static_cast<std::uint8_t>(last);
         add("holds-greys", Level::warning, KR_PRESET_SAT_FROM,
-            "the range of " + preset_text(range_->preset) + " holds greys, " + rgb_text(from) + " to " +
-                rgb_text(to) + ", because it holds hue 0 and saturation 0; begin its saturation above 0");
+            "the range of " + preset_text(range_->preset) + " holds greys, " + rgb_text(from) +
+                " to " + rgb_text(to) +
+                ", because it holds hue 0 and saturation 0; begin its saturation above 0");
     }
 
     // Each pair once: at the one that is inside, or at the later of two that are the same.
@@ -317,13 +322,14 @@ private:
             const std::string line = std::to_string(place_of(report_.text, other.begin).line);
             if (other.preset == range_->preset) {
                 add("range-inside-another", Level::warning,
-                    "the range does nothing: the one of " + preset_text(other.preset) + " in line " + line +
-                        (is_same ? " is the same" : " holds all of it"));
+                    "the range does nothing: the one of " + preset_text(other.preset) +
+                        " in line " + line + (is_same ? " is the same" : " holds all of it"));
                 return;
             }
             if (is_same)
                 add("same-as-another", Level::warning,
-                    "the range is the same as that of " + preset_text(other.preset) + " in line " + line);
+                    "the range is the same as that of " + preset_text(other.preset) + " in line " +
+                        line);
         }
     }
 
@@ -378,13 +384,14 @@ std::vector<Finding> lint_coverage(const KR_Configuration_Report& report, const 
         has_range[static_cast<std::size_t>(range.preset)] = true;
     for (std::size_t n = 1; n < has_range.size(); ++n)
         if (const auto preset = static_cast<ns__ColorPreset>(n); !has_range[n])
-            findings.push_back(about_all("color-without-range", Level::warning,
-                                         preset_text(preset) +
-                                             " has no range: a search for it finds nothing"));
+            findings.push_back(
+                about_all("color-without-range", Level::warning,
+                          preset_text(preset) + " has no range: a search for it finds nothing"));
         else if (coverage.shares[n] == 0)
             findings.push_back(about_all("color-holds-nothing", Level::error,
                                          "no colour that a screen shows is in a range of " +
-                                             preset_text(preset) + ": a search for it finds nothing"));
+                                             preset_text(preset) +
+                                             ": a search for it finds nothing"));
     if (coverage.unnamed > 0) {
         std::string examples;
         for (std::size_t i = 0; i < std::min<std::size_t>(coverage.gaps.size(), 3); ++i) {
@@ -403,9 +410,9 @@ std::vector<Finding> lint_coverage(const KR_Configuration_Report& report, const 
                                          examples));
     }
     if (coverage.several > 0)
-        findings.push_back(about_all("colors-with-several", Level::note,
-                                     percent_text(coverage.several) +
-                                         " of all colours have several names"));
+        findings.push_back(
+            about_all("colors-with-several", Level::note,
+                      percent_text(coverage.several) + " of all colours have several names"));
     for (const Color_Overlap& overlap : coverage.overlaps)
         findings.push_back(about_all("overlap", Level::note,
                                      percent_text(overlap.share) + " of all colours are both " +

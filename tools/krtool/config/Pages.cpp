@@ -17,7 +17,7 @@ Json bound(float number)
 {
     if (std::isnan(number))
         return nullptr;
-    return std::isinf(number) ? (number < 0 ? -10.0F : 10.0F) : number;
+    return std::isinf(number) ? (number < 0 ? -10.0 : 10.0) : decimal(number);
 }
 
 } // namespace

@@ -52,7 +52,8 @@ public:
             for (int x = std::max(at.x, 0); x < std::min(at.x + width, width_); ++x) {
                 std::uint8_t* const pixel =
                     &bytes_[(static_cast<std::size_t>(y) * static_cast<std::size_t>(width_) +
-                             static_cast<std::size_t>(x)) * 3];
+                             static_cast<std::size_t>(x)) *
+                            3];
                 pixel[0] = color.red;
                 pixel[1] = color.green;
                 pixel[2] = color.blue;
@@ -68,15 +69,15 @@ public:
         constexpr std::size_t most = 200; // characters, of at most 20 rectangles
         text.resize(std::min(text.size(), most));
         std::vector<Vertex> corners(text.size() * 20 * 4 + 4);
-        const int count =
-            stb_easy_font_print(0, 0, text.data(), nullptr, corners.data(),
-                                static_cast<int>(corners.size() * sizeof(Vertex)));
+        const int count = stb_easy_font_print(0, 0, text.data(), nullptr, corners.data(),
+                                              static_cast<int>(corners.size() * sizeof(Vertex)));
         for (int i = 0; i < count; ++i) {
             const Vertex& first = corners[static_cast<std::size_t>(i) * 4];
             const Vertex& last = corners[static_cast<std::size_t>(i) * 4 + 2];
-            fill({at.x + static_cast<int>(first.x) * scale, at.y + static_cast<int>(first.y) * scale},
-                 static_cast<int>(last.x - first.x) * scale, static_cast<int>(last.y - first.y) * scale,
-                 color);
+            fill({at.x + static_cast<int>(first.x) * scale,
+                  at.y + static_cast<int>(first.y) * scale},
+                 static_cast<int>(last.x - first.x) * scale,
+                 static_cast<int>(last.y - first.y) * scale, color);
         }
     }
 
@@ -207,7 +208,8 @@ void draw_slice(Canvas& canvas, Point at, const Lattice& lattice, int value)
 
 // Where a preset is found at any value (or any saturation), in the brightest (or purest) of these
 // colours; hatched where some of them have other names too.
-void draw_region(Canvas& canvas, Point at, const Lattice& lattice, std::uint32_t preset, bool over_value)
+void draw_region(Canvas& canvas, Point at, const Lattice& lattice, std::uint32_t preset,
+                 bool over_value)
 {
     Map map(canvas, at);
     for (int hue = 0; hue < Lattice::hues; ++hue)
@@ -243,7 +245,7 @@ std::string picture_of(const Configuration_File& file, const Coverage& coverage)
     constexpr int card = heading + 2 * Map::height + gap;
     constexpr int cards = 13;
     constexpr int rows = (cards + columns - 1) / columns;
-    const int top = margin + 70;
+    const int top = margin + 92;
     const int slices = top + chip_rows * (chip + 2) + gap + heading;
     const int first_card = slices + Map::height + 2 * gap;
     Canvas canvas(width, first_card + rows * (card + gap) + margin);
@@ -252,12 +254,16 @@ std::string picture_of(const Configuration_File& file, const Coverage& coverage)
     canvas.text({margin, margin + 38},
                 std::to_string(file.report.ranges.size()) + " ranges; " +
                     percent_text(coverage.unnamed) + " of all colours have no name (chequered), " +
-                    percent_text(coverage.several) + " several (hatched)",
+                    percent_text(coverage.several) + " several (hatched).",
                 dim);
+    canvas.text(
+        {margin, margin + 60},
+        "Each colour: above hue x saturation, at any value; below hue x value, at any saturation.",
+        dim);
     for (std::size_t i = 0; i < file.report.ranges.size(); ++i) {
         const int n = static_cast<int>(i);
-        canvas.fill({margin + n % chips_in_row * (chip + 2), top + n / chips_in_row * (chip + 2)}, chip,
-                    chip, file.report.ranges[i].rgb);
+        canvas.fill({margin + n % chips_in_row * (chip + 2), top + n / chips_in_row * (chip + 2)},
+                    chip, chip, file.report.ranges[i].rgb);
     }
 
     const Lattice lattice(*file.report.colors);
@@ -273,11 +279,11 @@ std::string picture_of(const Configuration_File& file, const Coverage& coverage)
     }
     for (int i = 0; i < cards; ++i) {
         const auto preset = static_cast<ns__ColorPreset>(i + 1);
-        const Point at{margin + i % columns * (Map::width + gap), first_card + i / columns * (card + gap)};
+        const Point at{margin + i % columns * (Map::width + gap),
+                       first_card + i / columns * (card + gap)};
         canvas.text(at,
                     preset_text(preset) + "  " +
-                        percent_text(coverage.shares[static_cast<std::size_t>(preset)]) +
-                        "  (hue x saturation, hue x value)",
+                        percent_text(coverage.shares[static_cast<std::size_t>(preset)]),
                     bright);
         const std::uint32_t mask = 1U << static_cast<std::uint32_t>(preset);
         draw_region(canvas, {at.x, at.y + heading - 6}, lattice, mask, false);

@@ -20,12 +20,9 @@ Json data_of(const Configuration_File& file, const Coverage& coverage)
     Json overlaps = Json::array();
     for (const Color_Overlap& overlap : coverage.overlaps)
         overlaps.push_back({overlap.first, overlap.second, overlap.share});
-    return {{"file", file.path},
-            {"ranges", ranges_json(file.report)},
-            {"shares", coverage.shares},
-            {"unnamed", coverage.unnamed},
-            {"several", coverage.several},
-            {"overlaps", overlaps}};
+    return {{"file", file.path},           {"ranges", ranges_json(file.report)},
+            {"shares", coverage.shares},   {"unnamed", coverage.unnamed},
+            {"several", coverage.several}, {"overlaps", overlaps}};
 }
 
 } // namespace

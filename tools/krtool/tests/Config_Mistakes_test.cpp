@@ -17,11 +17,11 @@ namespace {
 using Json = nlohmann::json;
 
 struct Mistake {
-    const char* text;        // of the default file
+    const char* text; // of the default file
     const char* replacement;
     const char* code;
-    const char* words;       // of the message
-    int line_offset = 0;     // from the line of the change to the right one
+    const char* words;   // of the message
+    int line_offset = 0; // from the line of the change to the right one
 };
 
 constexpr int no_line = -1;
@@ -50,8 +50,8 @@ const std::vector<Mistake> refused{
     {"sat_from=\"0.461\"", "sat_from=\"0.4.61\"", "refused-35", "no number from 0 to 1"},
     {"sat_from=\"0.461\"", "sat_from=\"nan\"", "refused-35", "no number"},
     {"sat_from=\"0.461\"", "sat_from=\"1e\"", "refused-35", "no number"},
-    {"hue_from=\"12\" hue_to=\"41\" sat_from=\"0.461\"", "hue_from=\"12.5\" hue_to=\"41\" sat_from=\"0.461\"",
-     "refused-35", "hues have no decimals"},
+    {"hue_from=\"12\" hue_to=\"41\" sat_from=\"0.461\"",
+     "hue_from=\"12.5\" hue_to=\"41\" sat_from=\"0.461\"", "refused-35", "hues have no decimals"},
     {"hue_from=\"12\" hue_to=\"41\" sat_from=\"0.461\"",
      "hue_from=\"12\xC2\xB0\" hue_to=\"41\" sat_from=\"0.461\"", "refused-35", "no unit"},
     {ORANGE, "color=\"orange\" rgb=\"FF8B09\" hue_from=\"12\" hue_to=\"4100000000\"", "refused-36",
@@ -72,13 +72,18 @@ const std::vector<Mistake> refused{
     {"sat_from=\"0.461\" sat_to", "sat_from=\"0.461 sat_to", "refused-35",
      "closing quote of 'sat_from' is missing"},
     {"rgb=\"FF8B09\" hue", "rgb=\"FF8B09 hue", "refused-11", "closing quote is missing"},
-    {"color=\"orange\" rgb", "color=\"orange rgb", "refused-38", "closing quote of 'color' is missing"},
+    {"color=\"orange\" rgb", "color=\"orange rgb", "refused-38",
+     "closing quote of 'color' is missing"},
     {REST, "sat_from=\"0.461\" sat_to=\"1\" val_from=\"0.761\" val_to=\"1/>", "refused-28",
      "closing quote of 'val_to' is missing"},
     {"sat_from=\"0.461\"", "sat_from=0.461\"", "refused-28", "no opening quote"},
     {"sat_from=\"0.461\"", "sat_from=0.461", "refused-28", "between quotes"},
-    {"sat_from=\"0.461\"", "sat_from\"0.461\"", "refused-28", "'sat_from' has no value"},
-    {"sat_from=\"0.461\"", "sat_from=\xE2\x80\x9C" "0.461\xE2\x80\x9D", "refused-28", "between quotes"},
+    {"sat_from=\"0.461\"", "sat_from\"0.461\"", "refused-28", "'=' is missing behind 'sat_from'"},
+    {"rgb=\"FF8B09\"", "rgb", "refused-28", "'rgb' has no value"},
+    {"sat_from=\"0.461\"",
+     "sat_from=\xE2\x80\x9C"
+     "0.461\xE2\x80\x9D",
+     "refused-28", "between quotes"},
     {REST, "sat_from=\"0.461\" sat_to=\"1\" val_from=\"0.761\" val_to=\"1\">", "refused-31",
      "the '/' at the end"},
     {REST, "sat_from=\"0.461\" sat_to=\"1\" val_from=\"0.761\" val_to=\"1\"/", "refused-11",
@@ -89,7 +94,8 @@ const std::vector<Mistake> refused{
      "'\\' may not stand"},
     {"<preset color=\"orange\"", "preset color=\"orange\"", "refused-29", "is a '<' missing?"},
     {"<preset color=\"orange\"", "<prest color=\"orange\"", "refused-31", "did you mean 'preset'?"},
-    {"<preset color=\"orange\"", "<Preset color=\"orange\"", "refused-31", "did you mean 'preset'?"},
+    {"<preset color=\"orange\"", "<Preset color=\"orange\"", "refused-31",
+     "did you mean 'preset'?"},
     {"<preset color=\"orange\"", "< preset color=\"orange\"", "refused-5", "'<' begins no element"},
     {"rgb=\"FF8B09\" hue", "rgb=\"FF8B09\"hue", "refused-11", "a blank is missing"},
     {"rgb=\"FF8B09\" hue", "rgb=\"FF8B09\", hue", "refused-11", "',' may not stand"},
@@ -124,23 +130,31 @@ const std::vector<Mistake> refused{
 };
 
 const std::vector<Mistake> accepted{
-    {"sat_from=\"0.461\" sat_to=\"1\"", "sat_from=\"46\" sat_to=\"100\"", "scale-percent", "Write 0.46"},
-    {"val_from=\"0.761\" val_to=\"1\"/>\n\n      <!-- Red", "val_from=\"194\" val_to=\"255\"/>\n\n      <!-- Red",
-     "scale-255", "Write 0.761"},
+    {"sat_from=\"0.461\" sat_to=\"1\"", "sat_from=\"46\" sat_to=\"100\"", "scale-percent",
+     "Write 0.46"},
+    {"val_from=\"0.761\" val_to=\"1\"/>\n\n      <!-- Red",
+     "val_from=\"194\" val_to=\"255\"/>\n\n      <!-- Red", "scale-255", "Write 0.761"},
     {"sat_from=\"0.461\"", "sat_from=\"0461\"", "out-of-range", "leaves no colour"},
-    {"sat_from=\"0.461\" sat_to=\"1\"", "sat_from=\"1\" sat_to=\"0.461\"", "from-above-to", "swapped?"},
+    {"sat_from=\"0.461\" sat_to=\"1\"", "sat_from=\"1\" sat_to=\"0.461\"", "from-above-to",
+     "swapped?"},
     {"sat_from=\"0.461\"", "sat_from=\"NaN\"", "not-a-number", "no colour at all"},
     {"sat_from=\"0.461\"", "sat_from=\"-0.461\"", "out-of-range", "the same as 0"},
-    {"sat_from=\"0.461\" sat_to=\"1\"", "sat_from=\"0.461\" sat_to=\"1.5\"", "out-of-range", "the same as 1"},
-    {"sat_from=\"0.461\" sat_to=\"1\"", "sat_from=\"0.461\" sat_to=\"INF\"", "out-of-range", "the same as 1"},
+    {"sat_from=\"0.461\" sat_to=\"1\"", "sat_from=\"0.461\" sat_to=\"1.5\"", "out-of-range",
+     "the same as 1"},
+    {"sat_from=\"0.461\" sat_to=\"1\"", "sat_from=\"0.461\" sat_to=\"INF\"", "out-of-range",
+     "the same as 1"},
     {ORANGE, "color=\"orange\" rgb=\"FF8B09\" hue_from=\"41\" hue_to=\"12\"", "hue-looks-swapped",
      "are the two swapped?"},
-    {ORANGE, "color=\"orange\" rgb=\"FF8B09\" hue_from=\"41\" hue_to=\"41\"", "hue-equal", "every hue"},
-    {ORANGE, "color=\"orange\" rgb=\"FF8B09\" hue_from=\"0\" hue_to=\"360\"", "hue-full", "every hue"},
+    {ORANGE, "color=\"orange\" rgb=\"FF8B09\" hue_from=\"41\" hue_to=\"41\"", "hue-equal",
+     "every hue"},
+    {ORANGE, "color=\"orange\" rgb=\"FF8B09\" hue_from=\"0\" hue_to=\"360\"", "hue-full",
+     "every hue"},
     {ORANGE, "color=\"orange\" rgb=\"FF8B09\" hue_from=\"12\" hue_to=\"410\"", "hue-out-of-circle",
      "taken as 50"},
-    {ORANGE, "rgb=\"FF8B09\" hue_from=\"12\" hue_to=\"41\"", "missing-color", "belongs to no colour"},
-    {ORANGE, "color=\"orange\" hue_from=\"12\" hue_to=\"41\"", "missing-attribute", "becomes black"},
+    {ORANGE, "rgb=\"FF8B09\" hue_from=\"12\" hue_to=\"41\"", "missing-color",
+     "belongs to no colour"},
+    {ORANGE, "color=\"orange\" hue_from=\"12\" hue_to=\"41\"", "missing-attribute",
+     "becomes black"},
     {ORANGE, "color=\"orange\" rgb=\"FF8B09\" hue_to=\"41\"", "missing-attribute",
      "'hue_from' is missing and becomes 0"},
     {"sat_from=\"0.461\" sat_to=\"1\"", "sat_from=\"0.461\"", "missing-attribute",
@@ -156,23 +170,29 @@ const std::vector<Mistake> accepted{
     {"<preset color=\"orange\"", "<preset " ORANGE " " REST "\n      <preset color=\"orange\"",
      "range-inside-another", "is the same", 1},
     {"<preset color=\"orange\"",
-     "<preset color=\"orange\" rgb=\"FF8C0A\" hue_from=\"20\" hue_to=\"40\" sat_from=\"0.5\" sat_to=\"1\" "
+     "<preset color=\"orange\" rgb=\"FF8C0A\" hue_from=\"20\" hue_to=\"40\" sat_from=\"0.5\" "
+     "sat_to=\"1\" "
      "val_from=\"0.8\" val_to=\"1\"/>\n      <preset color=\"orange\"",
      "range-inside-another", "holds all of it"},
     {"<preset color=\"orange\"",
-     "<preset color=\"red\" rgb=\"FF8C0A\" hue_from=\"12\" hue_to=\"41\" " REST "\n      <preset color=\"orange\"",
+     "<preset color=\"red\" rgb=\"FF8C0A\" hue_from=\"12\" hue_to=\"41\" " REST
+     "\n      <preset color=\"orange\"",
      "same-as-another", "that of red", 1},
-    {"hue_from=\"342\" hue_to=\"11\" sat_from=\"0.761\"", "hue_from=\"342\" hue_to=\"11\" sat_from=\"0\"",
-     "holds-greys", "begin its saturation above 0"},
-    {"<preset color=\"orange\"", "<preset color=\"red\"", "color-without-range", "orange has no range", no_line},
+    {"hue_from=\"342\" hue_to=\"11\" sat_from=\"0.761\"",
+     "hue_from=\"342\" hue_to=\"11\" sat_from=\"0\"", "holds-greys",
+     "begin its saturation above 0"},
+    {"<preset color=\"orange\"", "<preset color=\"red\"", "color-without-range",
+     "orange has no range", no_line},
     {"<preset " ORANGE " " REST, "", "colors-without-name", "of all colours have no name", no_line},
-    {"hue_from=\"12\" hue_to=\"41\" sat_from=\"0.461\"", "hue_from=\"14\" hue_to=\"41\" sat_from=\"0.461\"",
-     "colors-without-name", "nearest: orange", no_line},
+    {"hue_from=\"12\" hue_to=\"41\" sat_from=\"0.461\"",
+     "hue_from=\"14\" hue_to=\"41\" sat_from=\"0.461\"", "colors-without-name", "nearest: orange",
+     no_line},
 };
 
 int line_of(const std::string& text, std::size_t at)
 {
-    return 1 + static_cast<int>(std::count(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(at), '\n'));
+    return 1 + static_cast<int>(
+                   std::count(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(at), '\n'));
 }
 
 Json check(const std::string& document)
