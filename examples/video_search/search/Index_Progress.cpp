@@ -4,6 +4,7 @@
 #include <ace/OS_NS_unistd.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <utility>
 
 namespace video_search {
@@ -13,7 +14,10 @@ namespace {
 // Of objects that have come meanwhile there may be more than all.
 std::size_t percent_of(std::size_t done, std::size_t total)
 {
-    return total == 0 ? 100 : std::min<std::size_t>(100, done * 100 / total);
+    if (total == 0)
+        return 100;
+    return static_cast<std::size_t>(
+        std::min<std::uint64_t>(100, std::uint64_t{done} * 100 / total));
 }
 
 } // namespace

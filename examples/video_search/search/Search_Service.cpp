@@ -8,6 +8,7 @@
 #include <KRCommon/frame/Log.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <system_error>
 #include <utility>
 #include <vector>
@@ -115,7 +116,7 @@ void log(const Page& page)
     std::string query;
     for (const std::string& word : in_words(page.criteria))
         query += (query.empty() ? "" : ", ") + word;
-    const std::size_t hits = page.result.hits.size();
+    const std::uint64_t hits = page.result.hits.size();
     kr_log(KR_LOG_SITE(LM_INFO), "%T T%04t INF search: %s: %Q %s; %s\n", query, hits,
            hits == 1 ? "hit" : "hits", summary_of(page.result));
 }

@@ -480,7 +480,7 @@ std::int64_t add_traits(SQLite::Database& database, std::int64_t row, int most)
 // have come, or lost its traits, before it, so that the end is a search from 0 that finds none.
 bool Store::index_some(std::int64_t& last_row)
 {
-    constexpr int most = 2000;
+    constexpr int most = 2000; // objects
     SQLite::Transaction transaction(*database_, SQLite::TransactionBehavior::IMMEDIATE);
     const Trait_State state = trait_state(*database_);
     const bool is_ours = state.fingerprint == own_fingerprint();

@@ -56,7 +56,7 @@ struct Traits {
 [[nodiscard]] Traits with_any_color(Traits traits) noexcept;
 
 /// A number that tells classifiers apart: shares are of use to those alone who see colours the same
-/// way. Of two that take one colour in 500 for different presets it differs.
+/// way. It is made of the presets of every 509th of all colours.
 [[nodiscard]] std::int64_t fingerprint_of(const KR_Colors& colors);
 
 } // namespace video_search

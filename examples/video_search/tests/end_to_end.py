@@ -638,7 +638,7 @@ class Analyse_Input(Analyse_Folder):
 
     def test_full_disk_keeps_what_was_stored(self):
         self.make_clip(3)
-        disk = small_disk(self, 120)
+        disk = small_disk(self, 240)
         script = '"$@"; code=$?; cp disk/a.store .; exit $code'
         code, _, err = self.analyse("clip.avi", "--store", "disk/a.store", "--logs", "l",
                                     prefix=disk(script))

@@ -158,7 +158,7 @@ int main(int argc, char** argv)
     }
     try {
         make(argv[1], std::strtoull(argv[2], nullptr, 10),
-             argc == 4 ? std::strtoull(argv[3], nullptr, 10) : 64);
+             argc == 4 ? std::strtoul(argv[3], nullptr, 10) : 64);
     } catch (const std::exception& error) {
         std::fprintf(stderr, "make_store: %s\n", error.what());
         return 1;
