@@ -83,7 +83,7 @@ namespace {
 // A search works without it too, only slower: of a store that cannot be written, say.
 void log_no_upgrade(const Failure& failure)
 {
-    kr_log(KR_LOG_SITE(LM_WARNING), "%T T%04t WRN search: goes through all records, since %s\n",
+    kr_log(KR_LOG_SITE(LM_INFO), "%T T%04t INF search: goes through all records, since %s\n",
            failure.what());
 }
 

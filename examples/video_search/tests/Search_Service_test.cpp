@@ -34,6 +34,14 @@ protected:
         }
     }
 
+    std::string log_text() const
+    {
+        std::string log;
+        for (const auto& file : std::filesystem::directory_iterator(folder_ + "/log"))
+            log += text_of(file.path().string());
+        return log;
+    }
+
     const std::string folder_ = fresh_folder();
     Options options_;
 };
@@ -103,10 +111,16 @@ TEST_F(Search_Service_Test, StoreThatCannotBeWrittenIsSearchedAllTheSame)
     fill_store(3);
     SQLite::Database writer(options_.store, SQLite::OPEN_READWRITE);
     writer.exec("UPDATE trait_state SET is_whole = 0; BEGIN IMMEDIATE");
-    Host host("kr_search", folder_, "kr_search");
-    Search_Service service(host, options_);
-    ASSERT_TRUE(host.run(service));
-    EXPECT_EQ(service.take()->matches, 3U);
+    {
+        Host host("kr_search", folder_ + "/log", "kr_search");
+        Search_Service service(host, options_);
+        ASSERT_TRUE(host.run(service));
+        EXPECT_EQ(service.take()->matches, 3U);
+    }
+    EXPECT_NE(log_text().find(" INF search: goes through all records, since " + options_.store +
+                              " is in use by another program\n"),
+              std::string::npos)
+        << log_text();
     EXPECT_FALSE(Store(options_.store, Store::Access::read).is_indexed());
 }
 
