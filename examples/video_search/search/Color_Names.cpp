@@ -12,6 +12,16 @@ constexpr std::array<std::string_view, 13> names{
     "dark_green", "yellow", "orange", "red",        "pink",      "purple",
 }; // number 1 first
 
+struct Named_Set {
+    std::string_view name;
+    Preset_Set set;
+};
+
+constexpr std::array sets{
+    Named_Set{"blue", set_of(ns__ColorPreset__light_blue) | set_of(ns__ColorPreset__dark_blue)},
+    Named_Set{"green", set_of(ns__ColorPreset__light_green) | set_of(ns__ColorPreset__dark_green)},
+};
+
 } // namespace
 
 std::string color_name(ns__ColorPreset preset)
@@ -27,12 +37,29 @@ std::string readable_name(ns__ColorPreset preset)
     return name;
 }
 
-std::optional<ns__ColorPreset> color_of_name(std::string_view name)
+std::string readable_name(Preset_Set set)
 {
+    for (const Named_Set& each : sets)
+        if (each.set == set)
+            return std::string(each.name);
+    std::string text;
+    for (unsigned number = 1; number <= names.size(); ++number) {
+        const auto preset = static_cast<ns__ColorPreset>(number);
+        if ((set & set_of(preset)) != 0)
+            text += (text.empty() ? "" : "/") + readable_name(preset);
+    }
+    return text.empty() ? "no colour" : text;
+}
+
+std::optional<Preset_Set> color_of_name(std::string_view name)
+{
+    for (const Named_Set& each : sets)
+        if (each.name == name)
+            return each.set;
     const auto* const found = std::find(names.begin(), names.end(), name);
     if (found == names.end())
         return std::nullopt;
-    return static_cast<ns__ColorPreset>(found - names.begin() + 1);
+    return set_of(static_cast<ns__ColorPreset>(found - names.begin() + 1));
 }
 
 std::string all_color_names()
@@ -40,6 +67,8 @@ std::string all_color_names()
     std::string all;
     for (const std::string_view name : names)
         all += (all.empty() ? "" : ", ") + std::string(name);
+    for (const Named_Set& each : sets)
+        all += ", " + std::string(each.name);
     return all;
 }
 

@@ -18,6 +18,17 @@ std::string decimal(double value, int digits)
     return {text.data(), result.ptr};
 }
 
+std::string reached(float value, int digits)
+{
+    if (!std::isfinite(value))
+        return "-";
+    const double scale = std::pow(10.0, digits);
+    const double below = std::floor(double{value} * scale);
+    // The float that is nearest to a decimal number may lie below it.
+    const bool is_next_reached = static_cast<float>((below + 1) / scale) <= value;
+    return decimal((is_next_reached ? below + 1 : below) / scale, digits);
+}
+
 std::string shortest(float value)
 {
     if (!std::isfinite(value))

@@ -15,6 +15,10 @@ namespace video_search {
 /// With so many digits after the point: decimal(2.5, 2) is "2.50". What is not finite gives "-".
 [[nodiscard]] std::string decimal(double value, int digits);
 
+/// The same, but never more than the value: the largest number of so many digits that a search for
+/// "at least this" finds the value with, compared as float. 19.96F is "19.9", 0.29F is "0.29".
+[[nodiscard]] std::string reached(float value, int digits);
+
 /// The fewest digits that give the same float again: "0.35", "20". What is not finite gives "-".
 [[nodiscard]] std::string shortest(float value);
 

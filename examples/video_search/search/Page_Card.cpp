@@ -112,7 +112,7 @@ void set_facts(Page_Data& data, const Hit& hit)
     const ns__QueryResultObject& result = hit.result;
     data.set("id", std::to_string(result.objectId));
     data.set("class", name_of(hit.object_class));
-    data.set("score", decimal(hit.score, 2));
+    data.set("score", reached(hit.score, 2));
     data.set("first_seen", time_text(hit.first_seen));
     data.set("last_seen", time_text(time_value(result.endTimeSeconds, result.endTimeMilliseconds)));
     data.set("duration", duration_text(result.duration));
@@ -129,7 +129,7 @@ Page_List scores_of(const Hit& hit)
         const float score = std::isfinite(hit.scores[k]) ? hit.scores[k] : 0.0F;
         Page_Data data;
         data.set("label", name_of(static_cast<ns__ObjectClass>(k + 1)));
-        data.set("value", decimal(score, 2));
+        data.set("value", reached(score, 2));
         data.set("percent", decimal(100 * std::clamp(score, 0.0F, 1.0F), 0));
         scores.push_back(std::move(data));
     }
@@ -147,7 +147,7 @@ Page_List colors_of(const Hit& hit)
         Page_Data data;
         data.set("rgb", css_color(share.color));
         data.set("label", readable_name(share.preset));
-        data.set("share", decimal(share.percent, 0));
+        data.set("share", reached(share.percent, 0));
         colors.push_back(std::move(data));
     }
     return colors;
@@ -167,7 +167,7 @@ Page_List swatches_of(const std::vector<ns__RgbColorArea>& colors)
     for (const ns__RgbColorArea& part : colors) {
         Page_Data data;
         data.set("rgb", css_color(part.color));
-        data.set("tip", decimal(part.area, 0) + " %");
+        data.set("tip", reached(part.area, 0) + " %");
         swatches.push_back(std::move(data));
     }
     return swatches;

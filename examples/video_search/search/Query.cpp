@@ -110,11 +110,72 @@ float score_of(const KR_Object_View& object, ns__ObjectClass object_class)
     return object_class == ns__ObjectClass__unknown ? 0 : object.class_scores()[index];
 }
 
-// An object that has nothing of a colour does not match it, even where 0 percent are enough.
-bool has_color(const KR_Object_View& object, const Criteria& criteria)
+// The part of an instance's colours that have one of the presets, in percent.
+float area_of(const KR_Instance_View& instance, Preset_Set set, const KR_Colors& colors)
 {
-    const float least = std::max(criteria.min_area, std::numeric_limits<float>::min());
-    return !criteria.color || object.has_color(*criteria.color, least, *KR_Colors::instance());
+    float area = 0;
+    for (const KR_Color_View part : instance.colors()) {
+        if (!(part.area() > 0))
+            continue;
+        ns__RgbColor rgb;
+        rgb.red = part.red();
+        rgb.green = part.green();
+        rgb.blue = part.blue();
+        ns__HsvColor hsv;
+        colors.rgb_to_hsv(rgb, hsv);
+        std::uint32_t presets = 0;
+        colors.get_color_preset_masks(KR_Hsv_Source::of(&hsv), 1, &presets);
+        area += (presets & set) != 0 ? part.area() : 0;
+    }
+    return area;
+}
+
+// As KR_Object_View::color_shares() of a preset; a colour that has several of them counts once.
+float share_of(const KR_Object_View& object, Preset_Set set, const KR_Colors& colors)
+{
+    double sum = 0;
+    int count = 0;
+    for (const KR_Instance_View instance : object.instances()) {
+        count += instance.colors().empty() ? 0 : 1;
+        sum += area_of(instance, set, colors);
+    }
+    return count > 0 ? static_cast<float>(sum / count) : 0;
+}
+
+// An object that has nothing of a colour does not match it, even where 0 percent are enough.
+bool has_color(const KR_Object_View& object, Preset_Set set, float min_area)
+{
+    const KR_Colors& colors = *KR_Colors::instance();
+    const float least = std::max(min_area, std::numeric_limits<float>::min());
+    for (int number = 1; number <= 13; ++number) {
+        const auto preset = static_cast<ns__ColorPreset>(number);
+        if (set == set_of(preset))
+            return object.has_color(preset, least, colors);
+    }
+    return share_of(object, set, colors) >= least;
+}
+
+bool has_colors(const KR_Object_View& object, const Criteria& criteria)
+{
+    const auto has = [&](Preset_Set set) { return has_color(object, set, criteria.min_area); };
+    const std::vector<Preset_Set>& sets = criteria.colors;
+    if (sets.empty())
+        return true;
+    return criteria.wants_all_colors ? std::all_of(sets.begin(), sets.end(), has)
+                                     : std::any_of(sets.begin(), sets.end(), has);
+}
+
+bool is_of(const ns__SensorId& sensor, const std::vector<ns__SensorId>& sensors)
+{
+    return sensors.empty() ||
+           std::any_of(sensors.begin(), sensors.end(), [&](const ns__SensorId& each) {
+               return each.word1 == sensor.word1 && each.word2 == sensor.word2;
+           });
+}
+
+bool is_short_enough(const KR_Object_View& object, const std::optional<float>& max_duration)
+{
+    return !max_duration || static_cast<float>(object.duration()) <= *max_duration;
 }
 
 // Without a class KR_Object_View::test() asks for no score, and a NaN passes it.
@@ -123,7 +184,10 @@ bool is_match(const KR_Object_View& object, const Criteria& criteria)
     return object.test(from_time(criteria), to_time(criteria), ns__DetectorType__value_1,
                        criteria.object_class, criteria.min_score, criteria.min_duration) &&
            score_of(object, class_of(object, criteria)) >= criteria.min_score &&
-           has_color(object, criteria);
+           is_short_enough(object, criteria.max_duration) &&
+           is_of(object.sensor_id(), criteria.sensors) &&
+           (!criteria.hours || is_in(object.first_seen_time(), *criteria.hours)) &&
+           (!criteria.area || was_present(object, *criteria.area)) && has_colors(object, criteria);
 }
 
 float value_of(const Instance& instance, ns__ObjectClass object_class)
@@ -204,23 +268,29 @@ public:
     {
     }
 
-    void look_at(const Found_Record& found)
+    // Whether the next record may matter.
+    bool look_at(const Found_Record& found)
     {
-        ++result_.objects;
+        is_in_order_ = found.is_in_order;
         if (found.record.check().state != KR_Record_State::whole) {
             ++result_.damaged;
             log_damaged(found);
         } else if (is_match(found.record, criteria_)) {
             ++result_.matches;
-            if (may_become_a_hit())
+            if (!is_in_order_ || !has_enough())
                 keep(found);
+            else
+                result_.has_all_matches = criteria_.counts_all;
         }
+        return result_.has_all_matches;
     }
 
     // Those of the matches that are asked for, decoded.
-    Result take(const std::function<bool()>& is_stopped)
+    Result take(std::size_t objects, const std::function<bool()>& is_stopped)
     {
-        sort();
+        result_.objects = objects;
+        if (!is_in_order_)
+            sort();
         if (criteria_.limit && matches_.size() > *criteria_.limit)
             matches_.resize(*criteria_.limit);
         result_.hits.reserve(matches_.size());
@@ -233,12 +303,8 @@ public:
     }
 
 private:
-    // In time order the first ones do, and nothing that comes later takes their place.
-    bool may_become_a_hit() const
-    {
-        return !criteria_.limit || criteria_.order != Order::time ||
-               matches_.size() < *criteria_.limit;
-    }
+    // In their order nothing that comes later takes the place of what came before.
+    bool has_enough() const { return criteria_.limit && matches_.size() >= *criteria_.limit; }
 
     void keep(const Found_Record& found)
     {
@@ -264,7 +330,7 @@ private:
         return hit;
     }
 
-    // The records come in time order.
+    // What came in time order.
     void sort()
     {
         const auto is_longer = [](const Match& left, const Match& right) {
@@ -283,25 +349,25 @@ private:
     ProfileHelper& profile_;
     KR_ObjectBase object_; // takes in the hits, one after the other
     std::vector<Match> matches_;
+    bool is_in_order_ = false;
     Result result_;
 };
 
 } // namespace
 
-Result search(const Record_Source& records, const Criteria& criteria, ProfileHelper& profile,
+Result search(Object_Source& source, const Criteria& criteria, ProfileHelper& profile,
               const std::function<bool()>& is_stopped)
 {
     Finder finder(criteria, profile);
+    std::size_t objects = 0;
     {
         const ProfileHelperBlock block(&profile, "query");
-        records([&](const Found_Record& found) {
-            if (is_stopped())
-                return false;
-            finder.look_at(found);
-            return true;
+        source.visit(filter_of(criteria), [&](const Found_Record& found) {
+            return !is_stopped() && finder.look_at(found);
         });
+        objects = source.count(from_time(criteria), to_time(criteria));
     }
-    return finder.take(is_stopped);
+    return finder.take(objects, is_stopped);
 }
 
 } // namespace video_search

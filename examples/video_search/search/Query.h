@@ -3,6 +3,7 @@
 /// \file
 /// The search itself: from records to hits. Threads: no state beside what is passed.
 
+#include "../store/Object_Source.h"
 #include "../store/Store.h"
 #include "Criteria.h"
 
@@ -47,24 +48,24 @@ struct Hit {
 };
 
 struct Result {
-    std::vector<Hit> hits;   ///< in the order that was asked for, at most the limit
-    std::size_t matches = 0; ///< objects that match, without the limit
-    std::size_t objects = 0; ///< that were looked at, damaged ones included
-    std::size_t damaged = 0; ///< records that are not whole; each has an error line
+    std::vector<Hit> hits;       ///< in the order that was asked for, at most the limit
+    std::size_t matches = 0;     ///< objects that match, without the limit
+    bool has_all_matches = true; ///< else there are more of them: the search ended at its limit
+    std::size_t objects = 0;     ///< first seen in the time that was asked for
+    std::size_t damaged = 0;     ///< records that are not whole; each has an error line
 };
 
 /// The shares of the named colours: mean over the instances that have colours of the area that
 /// belongs to the preset.
 [[nodiscard]] std::vector<Color_Share> color_shares(const KR_ObjectBase& object);
 
-/// Shows the visitor the records to be searched, in time order, until it wants no more.
-using Record_Source = std::function<void(const Visitor&)>;
-
-/// Finds the matching objects: records are checked and tested where they lie, and those of the hits
-/// decoded. Stops between two records once is_stopped() says so; the result is then of no use.
+/// Finds the matching objects: what the source shows is checked and tested where it lies, and the
+/// records of the hits are decoded. With a limit it ends when one object more than that matches,
+/// unless all are to be counted. Stops between two records once is_stopped() says so; the result is
+/// then of no use.
 ///
 /// profile  gets "query", all records together, and for each hit "decode" and "fill"
-[[nodiscard]] Result search(const Record_Source& records, const Criteria& criteria,
-                            ProfileHelper& profile, const std::function<bool()>& is_stopped);
+[[nodiscard]] Result search(Object_Source& source, const Criteria& criteria, ProfileHelper& profile,
+                            const std::function<bool()>& is_stopped);
 
 } // namespace video_search

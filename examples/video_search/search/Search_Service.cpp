@@ -1,11 +1,14 @@
 #include "Search_Service.h"
 
+#include "Export.h"
+#include "Index_Progress.h"
 #include "Page_File.h"
 #include "Table.h"
 
 #include <KRCommon/frame/Log.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <system_error>
 #include <utility>
 #include <vector>
@@ -75,22 +78,67 @@ void Search_Service::share(std::optional<Result> result, std::exception_ptr fail
     failure_ = std::move(failure);
 }
 
+namespace {
+
+// A search works without it too, only slower: of a store that cannot be written, say.
+void log_no_upgrade(const Failure& failure)
+{
+    kr_log(KR_LOG_SITE(LM_INFO), "%T T%04t INF search: goes through all records, since %s\n",
+           failure.what());
+}
+
+} // namespace
+
+// Gives the store its index where it has none, of an earlier version say.
+void Search_Service::upgrade()
+{
+    if (Store(options_.store, Store::Access::read).is_indexed())
+        return;
+    const ProfileHelperBlock block(&host_.profile(), "index");
+    Index_Progress progress(stderr);
+    try {
+        Store store(options_.store, Store::Access::write);
+        const bool is_done = store.index([&](std::size_t done, std::size_t total) {
+            progress.show(done, total);
+            return !is_stopped();
+        });
+        kr_log(KR_LOG_SITE(LM_INFO), "%T T%04t INF search: the index of '%s' %s\n", options_.store,
+               is_done ? "is made" : "is to be made yet");
+    } catch (const Failure& failure) {
+        log_no_upgrade(failure);
+    }
+}
+
+namespace {
+
+void log(const Page& page)
+{
+    std::string query;
+    for (const std::string& word : in_words(page.criteria))
+        query += (query.empty() ? "" : ", ") + word;
+    const std::uint64_t hits = page.result.hits.size();
+    kr_log(KR_LOG_SITE(LM_INFO), "%T T%04t INF search: %s: %Q %s; %s\n", query, hits,
+           hits == 1 ? "hit" : "hits", summary_of(page.result));
+}
+
+} // namespace
+
 // Nothing when it was stopped.
 std::optional<Page> Search_Service::find()
 {
+    upgrade();
+    if (is_stopped())
+        return std::nullopt;
     Store store(options_.store, Store::Access::read);
     const Criteria& criteria = options_.criteria;
-    const auto records = [&](const Visitor& visitor) {
-        store.visit(from_time(criteria), to_time(criteria), visitor);
-    };
     Page page;
     page.title = options_.title;
     page.run = host_.run_id();
     page.criteria = criteria;
-    page.result = search(records, criteria, host_.profile(), [this] { return is_stopped(); });
+    page.result = search(store, criteria, host_.profile(), [this] { return is_stopped(); });
     if (is_stopped())
         return std::nullopt;
-    kr_log(KR_LOG_SITE(LM_INFO), "%T T%04t INF search: %s\n", summary_of(page.result));
+    log(page);
     if (!options_.html.empty())
         page.scenes = scenes(store, page.result);
     return page;
@@ -122,13 +170,27 @@ std::vector<Scene> Search_Service::scenes(Store& store, const Result& result)
     return scenes;
 }
 
+namespace {
+
+void write_if_asked(const char* what, const std::string& path, const Page& page,
+                    std::string (*text_of)(const Page&))
+{
+    if (path.empty())
+        return;
+    write_whole(what, path, text_of(page));
+    kr_log(KR_LOG_SITE(LM_INFO), "%T T%04t INF search: wrote the %s '%s'\n", what, path);
+}
+
+} // namespace
+
 void Search_Service::write(const Page& page)
 {
-    if (options_.html.empty())
-        return;
     const ProfileHelperBlock block(&host_.profile(), "page");
-    write_whole(options_.html, html_of(page));
-    kr_log(KR_LOG_SITE(LM_INFO), "%T T%04t INF search: wrote the page '%s'\n", options_.html);
+    write_if_asked("page", options_.html, page, html_of);
+    write_if_asked("CSV file", options_.csv, page,
+                   [](const Page& each) { return csv_of(each.result); });
+    write_if_asked("JSON file", options_.json, page,
+                   [](const Page& each) { return json_of(each.result); });
 }
 
 } // namespace video_search

@@ -1,8 +1,10 @@
 #pragma once
 
 /// \file
-/// The search as a component: it searches on a thread of its own, writes the page and ends the
-/// host. When it is stopped before, nothing is written.
+/// The search as a component: it searches on a thread of its own, writes what is to be written and
+/// ends the host. When it is stopped before, nothing is written. A store without index, of an earlier
+/// version say, gets one first, with a progress bar on stderr; where that is not possible the search
+/// goes through the records.
 ///
 /// Threads: construct, start, stop, take() and destroy on one thread, that of the host.
 
@@ -36,6 +38,7 @@ private:
     State do_component_stop() override;
 
     void work() noexcept;
+    void upgrade();
     std::optional<Page> find();
     std::vector<Scene> scenes(Store& store, const Result& result);
     void write(const Page& page);

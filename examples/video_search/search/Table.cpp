@@ -38,7 +38,7 @@ Row row_of(const Hit& hit)
             time_text(hit.first_seen),
             std::to_string(hit.result.duration) + " s",
             name_of(hit.object_class),
-            decimal(hit.score, 2),
+            reached(hit.score, 2),
             main_colors(hit.colors),
             std::to_string(hit.instance_count)};
 }
@@ -82,9 +82,21 @@ std::string table_of(const Result& result)
     return text + summary_of(result) + "\n";
 }
 
+namespace {
+
+// A search that ended at its limit has seen that there are more than these.
+std::size_t shown_or_counted(const Result& result)
+{
+    return result.has_all_matches ? result.matches : result.hits.size();
+}
+
+} // namespace
+
 std::string summary_of(const Result& result)
 {
-    std::string text = std::to_string(result.matches) + " of " + std::to_string(result.objects) +
+    std::string text = (result.has_all_matches ? "" : "more than ") +
+                       std::to_string(shown_or_counted(result)) + " of " +
+                       std::to_string(result.objects) +
                        (result.objects == 1 ? " object matches" : " objects match");
     if (result.hits.size() < result.matches)
         text += ", " + std::to_string(result.hits.size()) + " shown";

@@ -1,7 +1,8 @@
-// kr_search: finds objects in a store, prints them as a table and writes them as a page.
+// kr_search: finds objects in a store, prints them as a table and writes them as a page, as CSV and
+// as JSON.
 //
 // Exit codes: 0 it is done, also when nothing matches; 1 it failed; 2 the command line is wrong;
-// 130 Ctrl-C. In the last three cases no page is written.
+// 130 Ctrl-C. In the last three cases nothing is written.
 
 #include "../host/Host.h"
 #include "../host/Program.h"
@@ -31,11 +32,15 @@ void check_store(const std::string& store)
         throw Failure("there is no store '" + store + "'");
 }
 
-void print(const Result& result, const std::string& html)
+void print(const Result& result, const Options& options)
 {
     std::string text = table_of(result);
-    if (!html.empty())
-        text += "page: " + html + "\n";
+    if (!options.html.empty())
+        text += "page: " + options.html + "\n";
+    if (!options.csv.empty())
+        text += "CSV: " + options.csv + "\n";
+    if (!options.json.empty())
+        text += "JSON: " + options.json + "\n";
     if (std::fputs(text.c_str(), stdout) < 0 || std::fflush(stdout) != 0)
         throw Failure("cannot write the table to the standard output");
 }
@@ -50,7 +55,7 @@ int search_and_print(Host& host, const Options& options)
         std::fputs("kr_search: interrupted\n", stderr);
         return interrupted;
     }
-    print(*result, options.html);
+    print(*result, options);
     return done;
 }
 

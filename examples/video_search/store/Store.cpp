@@ -1,18 +1,17 @@
 #include "Store.h"
 
-#include "../host/Host.h"
-
-#include <SQLiteCpp/SQLiteCpp.h>
+#include "Store_File.h"
+#include "Store_Query.h"
+#include "Traits.h"
 
 #include <sqlite3.h>
 
 #include <algorithm>
-#include <array>
-#include <cstring>
-#include <filesystem>
+#include <chrono>
 #include <limits>
-#include <system_error>
+#include <thread>
 #include <utility>
+#include <variant>
 
 namespace video_search {
 
@@ -35,36 +34,7 @@ std::optional<KR_ObjectBase> decode(const Bytes& record)
     return object;
 }
 
-// Failures
-
 namespace {
-
-std::string describe(const SQLite::Exception& error)
-{
-    const std::string text = error.what();
-    switch (error.getErrorCode() & 0xFF) { // the higher bits go into detail
-    case SQLITE_FULL: return ": the disk is full";
-    case SQLITE_CORRUPT:
-    case SQLITE_NOTADB: return " is damaged: " + text;
-    case SQLITE_BUSY:
-    case SQLITE_LOCKED: return " is in use by another program";
-    case SQLITE_READONLY:
-    case SQLITE_PERM: return " cannot be written: " + text;
-    case SQLITE_CANTOPEN: return " cannot be opened: " + text;
-    default: return ": " + text;
-    }
-}
-
-// Calls the function, and makes a Failure of what SQLite throws.
-template <class Function>
-auto guarded(const std::string& path, Function function)
-{
-    try {
-        return function();
-    } catch (const SQLite::Exception& error) {
-        throw Failure(path + describe(error));
-    }
-}
 
 bool is_constraint(const SQLite::Exception& error)
 {
@@ -85,252 +55,6 @@ void insert(SQLite::Statement& statement, const std::string& failure)
 
 } // namespace
 
-// Opening
-
-namespace {
-
-constexpr int application_id = 0x4B525653; // "KRVS"
-constexpr int version = 1;
-constexpr int busy_milliseconds = 5000;
-
-constexpr const char* schema = R"(
-    CREATE TABLE recording (
-        run TEXT PRIMARY KEY NOT NULL,
-        video TEXT NOT NULL,
-        sensor1 INTEGER NOT NULL,
-        sensor2 INTEGER NOT NULL,
-        start_us INTEGER NOT NULL,
-        end_us INTEGER NOT NULL,
-        width INTEGER NOT NULL,
-        height INTEGER NOT NULL,
-        frames INTEGER NOT NULL,
-        state TEXT NOT NULL,
-        background BLOB);
-    CREATE TABLE picture (
-        run TEXT NOT NULL,
-        time_us INTEGER NOT NULL,
-        jpeg BLOB,
-        PRIMARY KEY (run, time_us));
-    CREATE TABLE object (
-        sensor1 INTEGER NOT NULL,
-        sensor2 INTEGER NOT NULL,
-        object_id INTEGER NOT NULL,
-        run TEXT NOT NULL,
-        first_seen_us INTEGER NOT NULL,
-        record BLOB,
-        PRIMARY KEY (sensor1, sensor2, object_id));
-    CREATE INDEX object_first_seen ON object (first_seen_us);)";
-
-std::string quoted(const std::filesystem::path& path)
-{
-    return '\'' + path.string() + '\'';
-}
-
-// Whether there is a file. Failure where none can be.
-bool is_file(const std::string& path)
-{
-    std::error_code error;
-    const std::filesystem::path file = to_path(path);
-    const std::filesystem::file_status status = std::filesystem::status(file, error);
-    switch (status.type()) {
-    case std::filesystem::file_type::regular: return true;
-    case std::filesystem::file_type::not_found: return false;
-    case std::filesystem::file_type::none: throw Failure(path + ": " + error.message());
-    case std::filesystem::file_type::directory: throw Failure(path + " is a folder");
-    default: throw Failure(path + " is no regular file");
-    }
-}
-
-void check_folder(const std::string& path)
-{
-    std::error_code error;
-    const std::filesystem::path folder = to_path(path).parent_path();
-    if (!folder.empty() && !std::filesystem::is_directory(folder, error))
-        throw Failure(path + ": there is no folder " + quoted(folder));
-}
-
-// SQLite takes absolute names in UTF-8 as they are; some relative ones mean something else to it.
-std::string sqlite_name(const std::string& path)
-{
-    std::error_code error;
-    const std::filesystem::path absolute = std::filesystem::absolute(to_path(path), error);
-    if (error)
-        throw Failure(path + ": " + error.message());
-    return absolute.u8string();
-}
-
-std::uintmax_t size_of(const std::string& path)
-{
-    std::error_code error;
-    const std::uintmax_t size = std::filesystem::file_size(to_path(path), error);
-    if (error)
-        throw Failure(path + ": " + error.message());
-    return size;
-}
-
-// What a file begins with. Read through SQLite, since closing a file of one's own would release the
-// locks that this process has on it; but takes no lock itself, and so neither waits nor writes. The
-// size is the system's: SQLite takes a file of one byte for an empty one.
-class Header {
-public:
-    Header(const std::string& path, SQLite::Database& database);
-
-    bool is_empty() const { return file_size_ == 0; }
-    bool is_sqlite() const { return std::memcmp(bytes_.data(), magic, sizeof magic) == 0; }
-    bool is_whole() const { return file_size_ >= bytes_.size(); }
-    int user_version() const { return number(60); }
-    int application() const { return number(68); }
-
-private:
-    static constexpr char magic[16] = "SQLite format 3";
-
-    int number(std::size_t offset) const;
-
-    std::uintmax_t file_size_;
-    std::array<unsigned char, 100> bytes_{}; // zeros after the end of the file
-};
-
-Header::Header(const std::string& path, SQLite::Database& database) : file_size_(size_of(path))
-{
-    sqlite3_file* file = nullptr;
-    sqlite3_file_control(database.getHandle(), "main", SQLITE_FCNTL_FILE_POINTER, &file);
-    if (file == nullptr || file->pMethods == nullptr)
-        throw Failure(path + " cannot be opened");
-    const int result =
-        file->pMethods->xRead(file, bytes_.data(), static_cast<int>(bytes_.size()), 0);
-    if (result != SQLITE_OK && result != SQLITE_IOERR_SHORT_READ) // which has filled with zeros
-        throw Failure(path + " cannot be read: " + sqlite3_errstr(result));
-}
-
-int Header::number(std::size_t offset) const
-{
-    std::uint32_t result = 0;
-    for (std::size_t i = 0; i < 4; ++i)
-        result = result << 8 | bytes_[offset + i];
-    return static_cast<int>(result);
-}
-
-// Failure for a file that is not a store.
-void check_identity(const std::string& path, const Header& header)
-{
-    if (header.is_empty())
-        throw Failure(path + " is no video search store but an empty file");
-    if (!header.is_sqlite())
-        throw Failure(path + " is no video search store");
-    if (!header.is_whole())
-        throw Failure(path + " is damaged: the file ends within its header");
-    if (header.application() != application_id)
-        throw Failure(path + " is no video search store but another SQLite database");
-    if (header.user_version() > version)
-        throw Failure(path + " was written by a later version of this program (store version " +
-                      std::to_string(header.user_version()) + ")");
-    if (header.user_version() != version)
-        throw Failure(path + " is damaged: store version " + std::to_string(header.user_version()));
-}
-
-std::int64_t pragma(SQLite::Database& database, const char* name)
-{
-    return database.execAndGet(std::string("PRAGMA ") + name).getInt64();
-}
-
-// SQLite itself does not notice when a part of the last page is missing.
-void check_size(const std::string& path, SQLite::Database& database)
-{
-    const SQLite::Transaction no_writer_meanwhile(database);
-    database.execAndGet("SELECT count(*) FROM sqlite_master");
-    const std::int64_t size = pragma(database, "page_count") * pragma(database, "page_size");
-    if (size_of(path) < static_cast<std::uintmax_t>(size))
-        throw Failure(path + " is damaged: the file is cut short");
-}
-
-bool is_store(SQLite::Database& database)
-{
-    return pragma(database, "application_id") == application_id;
-}
-
-bool has_tables(SQLite::Database& database)
-{
-    return database.execAndGet("SELECT count(*) FROM sqlite_master").getInt() > 0;
-}
-
-// Makes a store of an empty file, unless another process was faster.
-void make_schema(const std::string& path, SQLite::Database& database)
-{
-    SQLite::Transaction transaction(database, SQLite::TransactionBehavior::IMMEDIATE);
-    if (is_store(database))
-        return;
-    if (has_tables(database))
-        throw Failure(path + " is no video search store but another SQLite database");
-    database.exec(schema);
-    database.exec("PRAGMA application_id = " + std::to_string(application_id));
-    database.exec("PRAGMA user_version = " + std::to_string(version));
-    transaction.commit();
-}
-
-using Database_Ptr = std::unique_ptr<SQLite::Database>;
-
-// Failure for all that cannot be used as a store.
-void check_store(const std::string& path, SQLite::Database& database)
-{
-    check_identity(path, Header(path, database));
-    check_size(path, database); // reads, which first takes back what a crashed writer has left
-    check_identity(path, Header(path, database));
-}
-
-// For reading too it is opened for writing where the system allows: after a crash of the writer the
-// next one to open the file, whoever it is, has to take the unfinished transaction back.
-Database_Ptr open_database(const std::string& path, int flags)
-{
-    return std::make_unique<SQLite::Database>(sqlite_name(path), SQLite::OPEN_READWRITE | flags,
-                                              busy_milliseconds);
-}
-
-Database_Ptr open_for_reading(const std::string& path)
-{
-    if (!is_file(path))
-        throw Failure(path + ": no such file");
-    Database_Ptr database = open_database(path, 0);
-    check_store(path, *database);
-    database->exec("PRAGMA query_only = 1");
-    return database;
-}
-
-Database_Ptr open_for_writing(const std::string& path)
-{
-    Database_Ptr database = open_database(path, SQLite::OPEN_CREATE);
-    if (sqlite3_db_readonly(database->getHandle(), "main") != 0)
-        throw Failure(path + " cannot be written: the file is read-only");
-    if (Header(path, *database).is_empty())
-        make_schema(path, *database);
-    check_store(path, *database);
-    return database;
-}
-
-void remove_empty_file(const std::string& path)
-{
-    std::error_code error;
-    const std::filesystem::path file = to_path(path);
-    if (std::filesystem::file_size(file, error) == 0 && !error)
-        std::filesystem::remove(file, error);
-}
-
-// A file that was made for nothing does not stay.
-Database_Ptr make_or_open(const std::string& path)
-{
-    const bool is_new = !is_file(path);
-    if (is_new)
-        check_folder(path);
-    try {
-        return open_for_writing(path);
-    } catch (...) {
-        if (is_new)
-            remove_empty_file(path);
-        throw;
-    }
-}
-
-} // namespace
-
 Store::Store(const std::string& path, Access access)
     : path_(path), database_(guarded(path, [&] {
           return access == Access::write ? make_or_open(path) : open_for_reading(path);
@@ -344,14 +68,7 @@ Store::~Store() = default;
 
 namespace {
 
-constexpr std::int64_t second = 1'000'000;              // microseconds
-constexpr std::int64_t last_second = 9'223'372'000'000; // leaves room for microseconds above one
-
-std::int64_t to_microseconds(const ACE_Time_Value& time)
-{
-    const std::int64_t seconds = std::clamp<std::int64_t>(time.sec(), -last_second, last_second);
-    return seconds * second + time.usec();
-}
+constexpr std::int64_t second = 1'000'000; // microseconds
 
 ACE_Time_Value to_time(std::int64_t microseconds)
 {
@@ -452,21 +169,105 @@ void Store::add(const std::string& run, const Picture& picture)
     });
 }
 
+namespace {
+
+struct Trait_State {
+    bool is_there = false; ///< whether the version has traits
+    bool is_whole = false; ///< whether each object has its traits
+    std::int64_t fingerprint = 0;
+};
+
+Trait_State trait_state(SQLite::Database& database)
+{
+    Trait_State state;
+    if (version_of(database) < version_with_traits)
+        return state;
+    SQLite::Statement row(database, "SELECT fingerprint, is_whole FROM trait_state");
+    state.is_there = row.executeStep();
+    if (state.is_there) {
+        state.fingerprint = row.getColumn(0).getInt64();
+        state.is_whole = row.getColumn(1).getInt() != 0;
+    }
+    return state;
+}
+
+constexpr int share_count = static_cast<int>(Traits::preset_count);
+
+std::string traits_insertion()
+{
+    std::string columns = "first_seen_us, sensor1, sensor2, object_id, duration, person, vehicle, "
+                          "object, min_x, min_y, max_x, max_y";
+    std::string values = "?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?";
+    for (const char* const color : trait_colors) {
+        columns += std::string(", ") + color;
+        values += ", ?";
+    }
+    return "INSERT INTO trait (" + columns + ") VALUES (" + values + ")";
+}
+
+struct Object_Key {
+    std::int64_t first_seen = 0; ///< microseconds
+    int sensor1 = 0;
+    int sensor2 = 0;
+    std::int64_t object_id = 0;
+};
+
+// What is not bound is NULL.
+void bind_traits(SQLite::Statement& statement, const Object_Key& key, const Traits& traits)
+{
+    statement.bind(1, key.first_seen);
+    statement.bind(2, key.sensor1);
+    statement.bind(3, key.sensor2);
+    statement.bind(4, key.object_id);
+    if (traits.duration)
+        statement.bind(5, std::int64_t{*traits.duration});
+    for (int k = 0; k < 3; ++k) // a NaN becomes NULL
+        statement.bind(6 + k, double{traits.scores[static_cast<std::size_t>(k)]});
+    if (traits.place) {
+        statement.bind(9, traits.place->min_x);
+        statement.bind(10, traits.place->min_y);
+        statement.bind(11, traits.place->max_x);
+        statement.bind(12, traits.place->max_y);
+    }
+    for (int k = 0; k < share_count; ++k)
+        if (const int share = traits.shares[static_cast<std::size_t>(k)]; share > 0)
+            statement.bind(13 + k, share);
+}
+
+// For a store whose shares are of another classifier, such that every search finds them.
+Traits traits_for(SQLite::Database& database, const Bytes& record)
+{
+    const KR_Object_View view(record.data(), record.size());
+    const Traits traits = traits_of(view, *KR_Colors::instance());
+    const bool is_ours = trait_state(database).fingerprint == own_fingerprint();
+    return is_ours ? traits : with_any_color(traits);
+}
+
+} // namespace
+
 void Store::add(const std::string& run, const KR_ObjectBase& object, const Bytes& record)
 {
     if (object.ObjectId > last_object_id)
         throw Failure(path_ + ": " + object_text(object) + " has too high an id");
+    const std::string is_there = path_ + ": " + object_text(object) + " is there already";
+    const Object_Key key{to_microseconds(object.FirstSeenTime), object.SensorId.word1,
+                         object.SensorId.word2, static_cast<std::int64_t>(object.ObjectId)};
     guarded(path_, [&] {
+        SQLite::Transaction transaction(*database_, SQLite::TransactionBehavior::IMMEDIATE);
+        SQLite::Statement traits(*database_, traits_insertion());
+        bind_traits(traits, key, traits_for(*database_, record));
+        insert(traits, is_there);
         SQLite::Statement statement(*database_, "INSERT INTO object (sensor1, sensor2, object_id, "
                                                 "run, first_seen_us, record) "
                                                 "VALUES (?, ?, ?, ?, ?, ?)");
-        statement.bind(1, object.SensorId.word1);
-        statement.bind(2, object.SensorId.word2);
-        statement.bind(3, static_cast<std::int64_t>(object.ObjectId));
+        statement.bind(1, key.sensor1);
+        statement.bind(2, key.sensor2);
+        statement.bind(3, key.object_id);
         statement.bind(4, run);
-        statement.bind(5, to_microseconds(object.FirstSeenTime));
+        statement.bind(5, key.first_seen);
         bind_bytes(statement, 6, record);
-        insert(statement, path_ + ": " + object_text(object) + " is there already");
+        insert(statement, is_there);
+        transaction.commit();
     });
 }
 
@@ -514,32 +315,209 @@ std::string_view get_text(const SQLite::Column& column)
 
 } // namespace
 
-void Store::visit(const ACE_Time_Value& from, const ACE_Time_Value& to, const Visitor& visitor)
+namespace {
+
+void bind(SQLite::Statement& statement, const Sql_Query& query)
+{
+    int index = 0;
+    for (const auto& value : query.values)
+        std::visit([&](auto number) { statement.bind(++index, number); }, value);
+}
+
+// Shows the records of the objects that the query names.
+void show(SQLite::Database& database, const Sql_Query& query, bool is_in_order,
+          const Visitor& visitor)
+{
+    SQLite::Statement objects(database, query.text);
+    bind(objects, query);
+    SQLite::Statement object(database, "SELECT run, record FROM object "
+                                       "WHERE sensor1 = ? AND sensor2 = ? AND object_id = ?");
+    bool goes_on = true;
+    while (goes_on && objects.executeStep()) {
+        const std::int64_t object_id = objects.getColumn(2).getInt64();
+        object.reset();
+        object.bind(1, objects.getColumn(0).getInt());
+        object.bind(2, objects.getColumn(1).getInt());
+        object.bind(3, object_id);
+        if (object.executeStep())
+            goes_on = visitor({get_text(object.getColumn(0)), static_cast<std::uint64_t>(object_id),
+                               get_record(object.getColumn(1)), is_in_order});
+    }
+}
+
+} // namespace
+
+// Within a transaction, so that the traits stay as they were found.
+void Store::visit(const Filter& filter, const Visitor& visitor)
 {
     guarded(path_, [&] {
-        SQLite::Statement statement(*database_,
-                                    "SELECT run, object_id, record FROM object "
-                                    "WHERE first_seen_us BETWEEN ? AND ? "
-                                    "ORDER BY first_seen_us, sensor1, sensor2, object_id");
-        statement.bind(1, to_microseconds(from));
-        statement.bind(2, to_microseconds(to));
-        bool goes_on = true;
-        while (goes_on && statement.executeStep())
-            goes_on = visitor({get_text(statement.getColumn(0)),
-                               static_cast<std::uint64_t>(statement.getColumn(1).getInt64()),
-                               get_record(statement.getColumn(2))});
+        const SQLite::Transaction no_change_meanwhile(*database_);
+        const Trait_State state = trait_state(*database_);
+        if (state.is_whole) {
+            const bool has_shares = state.fingerprint == own_fingerprint();
+            show(*database_, query_of_traits(filter, has_shares), true, visitor);
+        } else {
+            const bool is_in_order = filter.order == Order::time || filter.order == Order::latest;
+            show(*database_, query_of_objects(filter), is_in_order, visitor);
+        }
+    });
+}
+
+namespace {
+
+std::int64_t count_of(SQLite::Database& database, const std::string& table, std::int64_t from,
+                      std::int64_t to)
+{
+    SQLite::Statement statement(database, "SELECT count(*) FROM " + table +
+                                              " WHERE first_seen_us BETWEEN ? AND ?");
+    statement.bind(1, from);
+    statement.bind(2, to);
+    statement.executeStep();
+    return statement.getColumn(0).getInt64();
+}
+
+// The hour from a moment on, and how many hours are to come; rounded down.
+std::int64_t hour_of(std::int64_t microseconds)
+{
+    constexpr std::int64_t hour = 3600 * second;
+    return (microseconds - (microseconds % hour + hour) % hour) / hour;
+}
+
+// Whole hours are counted already; the rows of the first and of the last are counted now.
+std::int64_t count_by_hours(SQLite::Database& database, std::int64_t from, std::int64_t to)
+{
+    constexpr std::int64_t hour = 3600 * second;
+    const std::int64_t first = hour_of(from) + 1; // of the whole hours
+    const std::int64_t last = hour_of(to) - 1;
+    if (first > last)
+        return count_of(database, "trait", from, to);
+    SQLite::Statement hours(
+        database, "SELECT coalesce(sum(objects), 0) FROM tally WHERE hour BETWEEN ? AND ?");
+    hours.bind(1, first);
+    hours.bind(2, last);
+    hours.executeStep();
+    return hours.getColumn(0).getInt64() + count_of(database, "trait", from, first * hour - 1) +
+           count_of(database, "trait", (last + 1) * hour, to);
+}
+
+} // namespace
+
+std::size_t Store::count(const ACE_Time_Value& from, const ACE_Time_Value& to)
+{
+    return guarded(path_, [&] {
+        const SQLite::Transaction no_change_meanwhile(*database_);
+        const bool is_whole = trait_state(*database_).is_whole;
+        const std::int64_t first = to_microseconds(from);
+        const std::int64_t last = to_microseconds(to);
+        const std::int64_t count = is_whole ? count_by_hours(*database_, first, last)
+                                            : count_of(*database_, "object", first, last);
+        return static_cast<std::size_t>(count);
     });
 }
 
 std::vector<Stored_Record> Store::select(const ACE_Time_Value& from, const ACE_Time_Value& to)
 {
+    Filter filter;
+    filter.from = from;
+    filter.to = to;
     std::vector<Stored_Record> result;
-    visit(from, to, [&](const Found_Record& found) {
+    visit(filter, [&](const Found_Record& found) {
         const KR_Byte_Span bytes = found.record.bytes();
         result.push_back({std::string(found.run), found.object_id, {bytes.begin(), bytes.end()}});
         return true;
     });
     return result;
+}
+
+// Traits of all objects
+
+bool Store::is_indexed()
+{
+    return guarded(path_, [&] {
+        const SQLite::Transaction no_change_meanwhile(*database_);
+        const Trait_State state = trait_state(*database_);
+        return state.is_whole && state.fingerprint == own_fingerprint();
+    });
+}
+
+namespace {
+
+std::size_t number_of(SQLite::Database& database, const char* sql)
+{
+    return static_cast<std::size_t>(database.execAndGet(sql).getInt64());
+}
+
+// Gives traits to objects behind a row that have none, to so many. The last row that it has seen,
+// or 0 when there is none behind it.
+std::int64_t add_traits(SQLite::Database& database, std::int64_t row, int most)
+{
+    SQLite::Statement objects(
+        database, "SELECT rowid, first_seen_us, sensor1, sensor2, object_id, record FROM object "
+                  "WHERE rowid > ? AND NOT EXISTS (SELECT 1 FROM trait WHERE "
+                  "trait.first_seen_us = object.first_seen_us AND trait.sensor1 = object.sensor1 "
+                  "AND trait.sensor2 = object.sensor2 AND trait.object_id = object.object_id) "
+                  "ORDER BY rowid LIMIT ?");
+    objects.bind(1, row);
+    objects.bind(2, most);
+    SQLite::Statement insertion(database, traits_insertion());
+    std::int64_t last = 0;
+    while (objects.executeStep()) {
+        last = objects.getColumn(0).getInt64();
+        const Object_Key key{objects.getColumn(1).getInt64(), objects.getColumn(2).getInt(),
+                             objects.getColumn(3).getInt(), objects.getColumn(4).getInt64()};
+        insertion.reset();
+        insertion.clearBindings();
+        bind_traits(insertion, key,
+                    traits_of(get_record(objects.getColumn(5)), *KR_Colors::instance()));
+        insertion.exec();
+    }
+    return last;
+}
+
+} // namespace
+
+// One transaction. last_row is where the next one goes on, 0 after the last object: an object may
+// have come, or lost its traits, before it, so that the end is a search from 0 that finds none.
+bool Store::index_some(std::int64_t& last_row)
+{
+    constexpr int most = 2000; // objects
+    SQLite::Transaction transaction(*database_, SQLite::TransactionBehavior::IMMEDIATE);
+    const Trait_State state = trait_state(*database_);
+    const bool is_ours = state.fingerprint == own_fingerprint();
+    if (is_ours && state.is_whole)
+        return true;
+    if (!is_ours) {
+        remake_traits(*database_);
+        last_row = 0;
+    }
+    const bool is_from_the_begin = last_row == 0;
+    last_row = add_traits(*database_, last_row, most);
+    const bool is_done = is_from_the_begin && last_row == 0;
+    if (is_done)
+        database_->exec("UPDATE trait_state SET is_whole = 1");
+    transaction.commit();
+    return is_done;
+}
+
+bool Store::index(const Progress& progress)
+{
+    using Clock = std::chrono::steady_clock;
+    return guarded(path_, [&] {
+        if (is_indexed())
+            return true;
+        const std::size_t total = number_of(*database_, "SELECT count(*) FROM object");
+        std::int64_t last_row = 0;
+        Clock::time_point begin = Clock::now();
+        while (!index_some(last_row)) {
+            if (!progress(number_of(*database_, "SELECT coalesce(sum(objects), 0) FROM tally"),
+                          total))
+                return false;
+            // Others who want to write look now and then whether they may, and give up at last.
+            std::this_thread::sleep_for((Clock::now() - begin) / 4);
+            begin = Clock::now();
+        }
+        return true;
+    });
 }
 
 } // namespace video_search

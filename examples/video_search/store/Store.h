@@ -2,18 +2,25 @@
 
 /// \file
 /// The store: one SQLite file of recordings and of the objects that were found in them. A record is
-/// a blob in the library's binary form; sensor, object id and first-seen time stand beside it.
+/// a blob in the library's binary form; sensor, object id and first-seen time stand beside it, and
+/// its traits (Traits.h), from which searches are answered.
 ///
 /// Every change is one transaction: it is in the file whole, or not at all.
 ///
-/// The file is a SQLite database of the application id 0x4B525653 ("KRVS") and the user version 1,
+/// The file is a SQLite database of the application id 0x4B525653 ("KRVS") and the user version 2,
 /// with a rollback journal beside it while it is being written. Times are microseconds since 1970 in
 /// 64 bits; what lies beyond, some 292,000 years away, counts as the first or last second of these.
+///
+/// Versions: version 1 had no traits. Such a file is read as it is, record by record. Opening it for
+/// writing makes it one of version 2, which programs of version 1 refuse; index() gives the objects
+/// in it their traits. Until that is done searches give the same answers, only slower.
 ///
 /// Threads: a store belongs to one thread at a time. Several processes may read a file while one
 /// writes it; one that has to wait longer than 5 seconds for another gives up.
 /// Failure: each operation throws Failure (Host.h) with a sentence that names the file and says what
 /// is wrong; the file is then as it was before the operation.
+
+#include "Object_Source.h"
 
 #include <KRCommon/objects/Object_View.h>
 #include <KRCommon/objects/Objects.h>
@@ -25,7 +32,6 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <vector>
 
 namespace SQLite {
@@ -63,16 +69,6 @@ struct Stored_Record {
     Bytes record;
 };
 
-/// A record that is looked at where it lies, for as long as a Visitor runs.
-struct Found_Record {
-    std::string_view run; ///< of the recording
-    std::uint64_t object_id = 0;
-    KR_Object_View record;
-};
-
-/// Looks at a record, and says whether it wants to see the next one.
-using Visitor = std::function<bool(const Found_Record&)>;
-
 /// The record of an object, its instance list limited to so many bytes (KR_ObjectBase::serialize).
 /// An instance may have up to 127 colours.
 [[nodiscard]] Bytes encode(const KR_ObjectBase& object, unsigned budget);
@@ -81,10 +77,10 @@ using Visitor = std::function<bool(const Found_Record&)>;
 /// one instance, from the first byte to the last. Values are not looked at.
 [[nodiscard]] std::optional<KR_ObjectBase> decode(const Bytes& record);
 
-class Store {
+class Store final : public Object_Source {
 public:
     enum class Access {
-        read,  ///< the file must exist; adding fails
+        read,  ///< the file must exist; adding and index() fail
         write, ///< the file is made when it is missing, in a folder that exists; it may be empty
     };
 
@@ -94,9 +90,7 @@ public:
     ///
     /// path  as to_path() (Host.h) takes it
     Store(const std::string& path, Access access);
-    ~Store();
-    Store(const Store&) = delete;
-    Store& operator=(const Store&) = delete;
+    ~Store() override;
 
     /// A number above those of all objects of the sensor in the store; 1 for the first. Failure when
     /// the last one, 2^63-1, is taken.
@@ -114,14 +108,31 @@ public:
     std::vector<Recording> recordings();
     /// In time order.
     std::vector<Picture> pictures(const std::string& run);
-    /// Shows the records first seen from `from` to `to`, both inclusive, in the order of that time,
-    /// then of sensor and id. Nothing is copied. Other processes cannot write until it has returned.
-    /// What the visitor throws passes through.
-    void visit(const ACE_Time_Value& from, const ACE_Time_Value& to, const Visitor& visitor);
-    /// Copies of the same records.
+    /// From the traits, when each object has them, else in time order from all records of the time,
+    /// the sensors and the hours. Colours are left to the record where the traits are of a classifier
+    /// with other presets. Nothing is copied. Other processes cannot write until it has returned.
+    void visit(const Filter& filter, const Visitor& visitor) override;
+    std::size_t count(const ACE_Time_Value& from, const ACE_Time_Value& to) override;
+    /// Copies of the records first seen from `from` to `to`, in time order.
     std::vector<Stored_Record> select(const ACE_Time_Value& from, const ACE_Time_Value& to);
 
+    /// Whether each object has its traits, of a classifier with this process' presets.
+    bool is_indexed();
+
+    /// Told how many objects of how many have their traits; says whether to go on.
+    using Progress = std::function<bool(std::size_t done, std::size_t total)>;
+
+    /// Gives each object its traits where it has none yet, some at a time and each time in a
+    /// transaction: what was done stays done when this ends early, by a Failure, by `progress` or by
+    /// the end of the process. Other processes may read, write and do the same meanwhile. Traits of
+    /// a classifier with other presets are made anew.
+    ///
+    /// returns  whether all are done
+    bool index(const Progress& progress);
+
 private:
+    bool index_some(std::int64_t& last_row);
+
     const std::string path_;
     std::unique_ptr<SQLite::Database> database_;
 };

@@ -49,7 +49,7 @@ TEST(Search_Options, StoreAloneLeavesTheDefaults)
     EXPECT_FALSE(options.criteria.to);
     EXPECT_EQ(options.criteria.object_class, ns__ObjectClass__unknown);
     EXPECT_EQ(options.criteria.min_score, 0.0F);
-    EXPECT_FALSE(options.criteria.color);
+    EXPECT_TRUE(options.criteria.colors.empty());
     EXPECT_EQ(options.criteria.min_area, 20.0F);
     EXPECT_EQ(options.criteria.min_duration, 0.0F);
     EXPECT_EQ(options.criteria.window, 8);
@@ -82,7 +82,7 @@ TEST(Search_Options, EveryOptionIsTakenOver)
     EXPECT_EQ(*options.criteria.from, ACE_Time_Value(1709622489));
     EXPECT_EQ(*options.criteria.to, ACE_Time_Value(1709622490, 1));
     EXPECT_EQ(options.criteria.object_class, ns__ObjectClass__vehicle);
-    EXPECT_EQ(options.criteria.color, ns__ColorPreset__light_blue);
+    EXPECT_EQ(options.criteria.colors, std::vector{set_of(ns__ColorPreset__light_blue)});
     EXPECT_EQ(options.criteria.min_score, 0.25F);
     EXPECT_EQ(options.criteria.min_area, 35.0F);
     EXPECT_EQ(options.criteria.min_duration, 2.5F);
@@ -106,9 +106,79 @@ TEST(Search_Options, ColorNamesAreThoseOfTheLibrary)
                       "brown", "light_green", "dark_green", "yellow",     "orange",
                       "red",   "pink",        "purple"};
     for (std::size_t k = 0; k < names.size(); ++k)
-        EXPECT_EQ(options_of({"--color", names[k]}).criteria.color,
-                  static_cast<ns__ColorPreset>(k + 1))
+        EXPECT_EQ(options_of({"--color", names[k]}).criteria.colors,
+                  std::vector{set_of(static_cast<ns__ColorPreset>(k + 1))})
             << names[k];
+}
+
+TEST(Search_Options, SeveralColorsAreJoinedByCommasOrRepeated)
+{
+    const std::vector<Preset_Set> both{set_of(ns__ColorPreset__red),
+                                       set_of(ns__ColorPreset__light_blue) |
+                                           set_of(ns__ColorPreset__dark_blue)};
+    EXPECT_EQ(options_of({"--color", "red,blue"}).criteria.colors, both);
+    EXPECT_EQ(options_of({"--color", "red", "--color", "blue"}).criteria.colors, both);
+    EXPECT_FALSE(options_of({"--color", "red,blue"}).criteria.wants_all_colors);
+    EXPECT_TRUE(options_of({"--color", "red,blue", "--colors", "all"}).criteria.wants_all_colors);
+    EXPECT_FALSE(options_of({"--color", "red,blue", "--colors", "any"}).criteria.wants_all_colors);
+    EXPECT_EQ(options_of({"--color", "green"}).criteria.colors.at(0),
+              set_of(ns__ColorPreset__light_green) | set_of(ns__ColorPreset__dark_green));
+}
+
+TEST(Search_Options, PlacesTimesOfTheDayAndFilesAreTakenOver)
+{
+    const Options options =
+        options_of({"--sensor", "3,4.2", "--hours", "22-6", "--stood-in", "0,300.5 767,575",
+                    "--max-duration", "9.5", "--sort", "latest", "--limit", "100", "--count",
+                    "--csv", "a.csv", "--json", "a.json"});
+    ASSERT_EQ(options.criteria.sensors.size(), 2U);
+    EXPECT_EQ(options.criteria.sensors[0].word1, 3);
+    EXPECT_EQ(options.criteria.sensors[0].word2, 1);
+    EXPECT_EQ(options.criteria.sensors[1].word1, 4);
+    EXPECT_EQ(options.criteria.sensors[1].word2, 2);
+    EXPECT_EQ(options.criteria.hours->from, 22);
+    EXPECT_EQ(options.criteria.hours->to, 6);
+    ASSERT_EQ(options.criteria.area->corners.size(), 4U);
+    EXPECT_EQ(options.criteria.area->corners[0].y, 300.5F);
+    EXPECT_EQ(options.criteria.area->corners[2].x, 767.0F);
+    EXPECT_EQ(options.criteria.area->presence, Presence::stood);
+    EXPECT_EQ(options.criteria.max_duration, 9.5F);
+    EXPECT_EQ(options.criteria.order, Order::latest);
+    EXPECT_TRUE(options.criteria.counts_all);
+    EXPECT_EQ(options.csv, "a.csv");
+    EXPECT_EQ(options.json, "a.json");
+}
+
+TEST(Search_Options, PolygonHasThreeCornersOrMore)
+{
+    const Options options = options_of({"--crossed", "1,2 3,4 -5,6e1"});
+    ASSERT_EQ(options.criteria.area->corners.size(), 3U);
+    EXPECT_EQ(options.criteria.area->corners[2].x, -5.0F);
+    EXPECT_EQ(options.criteria.area->corners[2].y, 60.0F);
+    EXPECT_EQ(options.criteria.area->presence, Presence::crossed);
+}
+
+TEST(Search_Options, WhatIsNoAreaIsRefused)
+{
+    for (const char* const text : {"1,2", "1 2 3 4", "1,2 3", "1,2 3,4,5", "a,b c,d", "1,2 nan,4",
+                                   "1,2 inf,4", "1,2 3,4 ,", ", 1,2 3,4"})
+        EXPECT_EQ(complaint_about({"--stood-in", text}),
+                  "--stood-in: '" + std::string(text) +
+                      "' is no area; write two opposite corners of a rectangle, like \"0,300 "
+                      "767,575\", or three corners and more of a polygon");
+    EXPECT_EQ(complaint_about({"--stood-in", "1,2 3,4", "--crossed", "1,2 3,4"}),
+              "--crossed: not together with --stood-in");
+}
+
+TEST(Search_Options, WhatAreNoHoursOrNoSensorIsRefused)
+{
+    for (const char* const text : {"8", "8-", "-17", "24-3", "8-25", "8-17h", "8 - 17", "-1-5"})
+        EXPECT_EQ(complaint_about({"--hours", text}),
+                  "--hours: '" + std::string(text) +
+                      "' are no hours of the day; write 8-17 or 22-6");
+    for (const char* const text : {"x", "3.", ".1", "3.1.1", "-3", "3.-1", "99999999999"})
+        EXPECT_EQ(complaint_about({"--sensor", text}),
+                  "--sensor: '" + std::string(text) + "' is no sensor; write 3 or 3.1");
 }
 
 TEST(Search_Options, BoundsOfTheNumbersAreAllowed)
@@ -133,16 +203,24 @@ TEST(Search_Options, EachBadWordHasItsSentence)
         {{"--class", "Person"},
          "--class: 'Person' is no class; the classes are person, vehicle, object"},
         {{"--class", ""}, "--class: '' is no class; the classes are person, vehicle, object"},
-        {{"--color", "blue"},
-         "--color: 'blue' is no colour; the colours are white, black, gray, light_blue, dark_blue, "
-         "brown, light_green, dark_green, yellow, orange, red, pink, purple"},
-        {{"--sort", "size"}, "--sort: 'size' is no order; the orders are time, duration, score"},
+        {{"--color", "violet"},
+         "--color: 'violet' is no colour; the colours are white, black, gray, light_blue, "
+         "dark_blue, "
+         "brown, light_green, dark_green, yellow, orange, red, pink, purple, blue, green"},
+        {{"--sort", "size"},
+         "--sort: 'size' is no order; the orders are time, latest, duration, score"},
         {{"--min-score", "1.01"}, "--min-score: the score must be from 0 to 1"},
         {{"--min-score", "-0.1"}, "--min-score: the score must be from 0 to 1"},
         {{"--min-score", "nan"}, "--min-score: the score must be from 0 to 1"},
         {{"--color", "red", "--min-area", "101"},
          "--min-area: the area must be from 0 to 100 percent"},
         {{"--min-area", "30"}, "--min-area: needs a --color"},
+        {{"--colors", "all"}, "--colors: needs a --color"},
+        {{"--color", "red", "--colors", "both"}, "--colors: write any or all"},
+        {{"--min-duration", "3", "--max-duration", "2"},
+         "--max-duration: the duration must be that of --min-duration or more"},
+        {{"--max-duration", "nan"},
+         "--max-duration: the duration must be that of --min-duration or more"},
         {{"--min-duration", "-1"}, "--min-duration: the duration must be 0 seconds or more"},
         {{"--min-duration", "nan"}, "--min-duration: the duration must be 0 seconds or more"},
         {{"--window", "-2"}, "--window: the window must be -1 (all) or more"},

@@ -202,8 +202,8 @@ TEST(Search_Page, RecordingWithoutAnEndReachesToItsLastHit)
 TEST(Search_Page_File, IsWrittenAsAWhole)
 {
     const std::string path = fresh_folder() + "/a.html";
-    write_whole(path, "old");
-    write_whole(path, "new\n");
+    write_whole("page", path, "old");
+    write_whole("page", path, "new\n");
     EXPECT_EQ(text_of(path), "new\n");
     EXPECT_FALSE(std::filesystem::exists(path + ".part"));
 }
@@ -213,7 +213,7 @@ namespace {
 std::string complaint_about(const std::string& path)
 {
     try {
-        write_whole(path, "new");
+        write_whole("page", path, "new");
     } catch (const Failure& failure) {
         return failure.what();
     }
@@ -225,7 +225,7 @@ std::string complaint_about(const std::string& path)
 TEST(Search_Page_File, OldPageStaysWhenTheNewOneCannotBeWritten)
 {
     const std::string path = fresh_folder() + "/a.html";
-    write_whole(path, "old");
+    write_whole("page", path, "old");
     std::filesystem::create_directory(path + ".part"); // no file can be opened there
     const std::string complaint = complaint_about(path);
     EXPECT_EQ(complaint.rfind("cannot write the page '" + path + "': ", 0), 0U) << complaint;

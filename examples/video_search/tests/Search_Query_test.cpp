@@ -23,17 +23,33 @@ protected:
         records_.push_back(record_of(object));
     }
 
-    void show(const Visitor& visitor) const
-    {
-        for (const Stored_Record& each : records_)
-            if (!visitor({each.run, each.object_id, {each.record.data(), each.record.size()}}))
-                return;
-    }
+    // Knows nothing of the records, and shows them all in time order.
+    class Records final : public Object_Source {
+    public:
+        explicit Records(const std::vector<Stored_Record>& records) : records_(records) {}
+
+        void visit(const Filter&, const Visitor& visitor) override
+        {
+            for (const Stored_Record& each : records_)
+                if (!visitor({each.run,
+                              each.object_id,
+                              {each.record.data(), each.record.size()},
+                              false}))
+                    return;
+        }
+        std::size_t count(const ACE_Time_Value&, const ACE_Time_Value&) override
+        {
+            return records_.size();
+        }
+
+    private:
+        const std::vector<Stored_Record>& records_;
+    };
 
     Result result(const Criteria& criteria, const std::function<bool()>& is_stopped)
     {
-        return search([this](const Visitor& visitor) { show(visitor); }, criteria, profile_,
-                      is_stopped);
+        Records records(records_);
+        return search(records, criteria, profile_, is_stopped);
     }
     Result result(const Criteria& criteria)
     {
@@ -182,9 +198,10 @@ TEST_F(Search_Query, EachColorIsFoundByItsName)
         std::string names;
         for (int number = 1; number <= 13; ++number) {
             Criteria criteria;
-            criteria.color = static_cast<ns__ColorPreset>(number);
+            const auto preset = static_cast<ns__ColorPreset>(number);
+            criteria.colors = std::vector<Preset_Set>{set_of(preset)};
             if (ids(criteria) == "1")
-                names += (names.empty() ? "" : " ") + color_name(*criteria.color);
+                names += (names.empty() ? "" : " ") + color_name(preset);
         }
         EXPECT_EQ(names, row.names);
     }
@@ -198,12 +215,12 @@ TEST_F(Search_Query, ShareIsTheMeanOverTheInstancesWithColors)
         object.Instances[1].Colors = {color_area(250, 10, 10, 9)};
     });
     Criteria criteria;
-    criteria.color = ns__ColorPreset__red;
+    criteria.colors = std::vector<Preset_Set>{set_of(ns__ColorPreset__red)};
     criteria.min_area = 20;
     EXPECT_EQ(ids(criteria), "1");
     criteria.min_area = 20.1F;
     EXPECT_EQ(ids(criteria), "");
-    criteria.color = ns__ColorPreset__yellow;
+    criteria.colors = std::vector<Preset_Set>{set_of(ns__ColorPreset__yellow)};
     criteria.min_area = 0;
     EXPECT_EQ(ids(criteria), "");
 
@@ -261,7 +278,7 @@ TEST_F(Search_Query, StopsBetweenTwoRecords)
     store(2, 1);
     int asked = 0;
     const Result found = result({}, [&] { return ++asked > 2; });
-    EXPECT_EQ(found.objects, 2U);
+    EXPECT_EQ(found.matches, 2U);
 }
 
 TEST_F(Search_Query, FillsTheWindowAroundTheSurestInstance)
@@ -324,4 +341,138 @@ TEST_F(Search_Query, ThumbnailIsTheAuxiliaryData)
 {
     store(0, 1, [](KR_ObjectBase& object) { *object.AuxiliaryData = {0xFF, 0xD8, 1, 2}; });
     EXPECT_EQ(result({}).hits.at(0).thumbnail, (Bytes{0xFF, 0xD8, 1, 2}));
+}
+
+TEST_F(Search_Query, ShortEnoughIsUpToTheLongestDuration)
+{
+    store(0, 2);
+    store(0, 3);
+    store(0, 4);
+    Criteria criteria;
+    criteria.max_duration = 3;
+    EXPECT_EQ(ids(criteria), "1 2");
+    criteria.max_duration = 2.9F;
+    EXPECT_EQ(ids(criteria), "1");
+    criteria.min_duration = criteria.max_duration.emplace(4.0F);
+    EXPECT_EQ(ids(criteria), "3");
+    criteria.max_duration = 0;
+    criteria.min_duration = 0;
+    EXPECT_EQ(ids(criteria), "");
+}
+
+TEST_F(Search_Query, SensorIsOneOfThoseAskedFor)
+{
+    for (const auto& [word1, word2] : {std::pair(3, 1), std::pair(3, 2), std::pair(4, 1)})
+        store(0, 1, [&](KR_ObjectBase& object) {
+            object.SensorId.word1 = word1;
+            object.SensorId.word2 = word2;
+        });
+    Criteria criteria;
+    criteria.sensors.resize(1);
+    criteria.sensors[0].word1 = 3;
+    EXPECT_EQ(ids(criteria), "1");
+    criteria.sensors.resize(2);
+    criteria.sensors[1].word1 = 4;
+    EXPECT_EQ(ids(criteria), "1 3");
+}
+
+TEST_F(Search_Query, HoursOfTheDayEndWhereTheLastBegins)
+{
+    // The first second is 07:08:09; so these are 07:59:59, 08:00:00, 16:59:59, 17:00:00, 02:00:00.
+    for (const int start : {3110, 3111, 35'510, 35'511, 67'911})
+        store(start, 1);
+    Criteria criteria;
+    criteria.hours = Hours{8, 17};
+    EXPECT_EQ(ids(criteria), "2 3");
+    criteria.hours = Hours{17, 8};
+    EXPECT_EQ(ids(criteria), "1 4 5");
+    criteria.hours = Hours{7, 8};
+    EXPECT_EQ(ids(criteria), "1");
+    criteria.hours = Hours{5, 5};
+    EXPECT_EQ(ids(criteria), "1 2 3 4 5");
+    criteria.hours = Hours{0, 24};
+    EXPECT_EQ(ids(criteria), "1 2 3 4 5");
+}
+
+TEST_F(Search_Query, HoursOfTimesBefore1970AreThoseOfTheirDay)
+{
+    EXPECT_TRUE(is_in(ACE_Time_Value(-1), Hours{23, 24}));
+    EXPECT_FALSE(is_in(ACE_Time_Value(-1), Hours{0, 23}));
+}
+
+TEST_F(Search_Query, OfSeveralColorsAnyOrAllAreAskedFor)
+{
+    const auto with = [](std::vector<ns__RgbColorArea> colors) {
+        return [=](KR_ObjectBase& object) {
+            for (KR_ObjectBase::Instance& instance : object.Instances)
+                for (const ns__RgbColorArea& each : colors)
+                    instance.Colors.push_back(each);
+        };
+    };
+    const ns__RgbColorArea red = color_area(153, 38, 44, 30);
+    const ns__RgbColorArea black = color_area(13, 26, 26, 40);
+    store(0, 1, with({red}));
+    store(1, 1, with({black}));
+    store(2, 1, with({red, black}));
+    store(3, 1, with({color_area(240, 240, 240, 90)}));
+    Criteria criteria;
+    criteria.colors =
+        std::vector<Preset_Set>{set_of(ns__ColorPreset__red), set_of(ns__ColorPreset__black)};
+    EXPECT_EQ(ids(criteria), "1 2 3");
+    criteria.wants_all_colors = true;
+    EXPECT_EQ(ids(criteria), "3");
+    criteria.min_area = 31;
+    EXPECT_EQ(ids(criteria), "");
+    criteria.wants_all_colors = false;
+    EXPECT_EQ(ids(criteria), "2 3");
+}
+
+TEST_F(Search_Query, BlueIsLightAndDarkBlueTogether)
+{
+    store(0, 1, [](KR_ObjectBase& object) {
+        object.Instances[0].Colors = {color_area(112, 158, 204, 12), color_area(43, 73, 102, 13)};
+        object.Instances[1].Colors = {color_area(43, 73, 102, 15), color_area(153, 38, 44, 85)};
+    });
+    Criteria criteria;
+    criteria.colors = std::vector<Preset_Set>{*color_of_name("blue")};
+    criteria.min_area = 20;
+    EXPECT_EQ(ids(criteria), "1") << "(12 + 13 + 15) / 2 = 20";
+    criteria.min_area = 20.1F;
+    EXPECT_EQ(ids(criteria), "");
+    criteria.colors = std::vector<Preset_Set>{set_of(ns__ColorPreset__dark_blue)};
+    criteria.min_area = 20;
+    EXPECT_EQ(ids(criteria), "") << "(13 + 15) / 2 = 14";
+    criteria.colors = std::vector<Preset_Set>{*color_of_name("green")};
+    criteria.min_area = 0;
+    EXPECT_EQ(ids(criteria), "");
+}
+
+TEST_F(Search_Query, ColorOfTwoPresetsCountsOnce)
+{
+    store(0, 1, [](KR_ObjectBase& object) { // a colour that is brown and red
+        for (KR_ObjectBase::Instance& instance : object.Instances)
+            instance.Colors = {color_area(115, 52, 66, 30)};
+    });
+    Criteria criteria;
+    criteria.colors =
+        std::vector<Preset_Set>{set_of(ns__ColorPreset__red) | set_of(ns__ColorPreset__brown)};
+    criteria.min_area = 30;
+    EXPECT_EQ(ids(criteria), "1");
+    criteria.min_area = 31;
+    EXPECT_EQ(ids(criteria), "");
+}
+
+TEST_F(Search_Query, AreaAsksWhereTheFeetWere)
+{
+    store(0, 2); // feet at (5, 20), (15, 20) and (25, 20)
+    Criteria criteria;
+    criteria.area = {rectangle({10, 10}, {20, 30}), Presence::stood};
+    EXPECT_EQ(ids(criteria), "1");
+    criteria.area->presence = Presence::crossed;
+    EXPECT_EQ(ids(criteria), "1");
+    criteria.area->corners = rectangle({10, 10}, {30, 30});
+    EXPECT_EQ(ids(criteria), "") << "it ends in there";
+    criteria.area->corners = rectangle({10, 0}, {20, 19});
+    criteria.area->presence = Presence::stood;
+    EXPECT_EQ(ids(criteria), "") << "its box is in there, its foot is not";
 }

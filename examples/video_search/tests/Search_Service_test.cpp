@@ -2,6 +2,9 @@
 
 #include "Search_Testing.h"
 
+#include <SQLiteCpp/SQLiteCpp.h>
+
+#include <algorithm>
 #include <csignal>
 
 using namespace video_search;
@@ -31,6 +34,14 @@ protected:
         }
     }
 
+    std::string log_text() const
+    {
+        std::string log;
+        for (const auto& file : std::filesystem::directory_iterator(folder_ + "/log"))
+            log += text_of(file.path().string());
+        return log;
+    }
+
     const std::string folder_ = fresh_folder();
     Options options_;
 };
@@ -53,6 +64,64 @@ TEST_F(Search_Service_Test, SearchesWritesThePageAndEndsTheHost)
     EXPECT_NE(html.find("yard.avi"), std::string::npos);
     EXPECT_NE(html.find(host.run_id()), std::string::npos);
     EXPECT_FALSE(service.take());
+}
+
+TEST_F(Search_Service_Test, WritesCsvAndJsonAndTheQueryIntoTheLog)
+{
+    fill_store(3);
+    options_.html.clear();
+    options_.csv = folder_ + "/a.csv";
+    options_.json = folder_ + "/a.json";
+    options_.criteria.min_duration = 1.5F;
+    options_.criteria.limit = 2;
+    {
+        Host host("kr_search", folder_ + "/log", "kr_search");
+        Search_Service service(host, options_);
+        ASSERT_TRUE(host.run(service));
+        ASSERT_TRUE(service.take());
+    }
+    const std::string csv = text_of(options_.csv);
+    EXPECT_EQ(std::count(csv.begin(), csv.end(), '\n'), 3);
+    const std::string json = text_of(options_.json);
+    EXPECT_EQ(json.find("[\n{\"id\": 1, "), 0U) << json;
+    std::string log;
+    for (const auto& file : std::filesystem::directory_iterator(folder_ + "/log"))
+        log += text_of(file.path().string());
+    EXPECT_NE(
+        log.find(" INF search: all objects, 1.5 s or longer, at most 2: 2 hits; more than 2 of "
+                 "3 objects match, 2 shown"),
+        std::string::npos)
+        << log;
+}
+
+TEST_F(Search_Service_Test, StoreWithoutIndexGetsOne)
+{
+    fill_store(3);
+    SQLite::Database(options_.store, SQLite::OPEN_READWRITE)
+        .exec("DELETE FROM trait; UPDATE trait_state SET is_whole = 0");
+    Host host("kr_search", folder_, "kr_search");
+    Search_Service service(host, options_);
+    ASSERT_TRUE(host.run(service));
+    EXPECT_EQ(service.take()->matches, 3U);
+    EXPECT_TRUE(Store(options_.store, Store::Access::read).is_indexed());
+}
+
+TEST_F(Search_Service_Test, StoreThatCannotBeWrittenIsSearchedAllTheSame)
+{
+    fill_store(3);
+    SQLite::Database writer(options_.store, SQLite::OPEN_READWRITE);
+    writer.exec("UPDATE trait_state SET is_whole = 0; BEGIN IMMEDIATE");
+    {
+        Host host("kr_search", folder_ + "/log", "kr_search");
+        Search_Service service(host, options_);
+        ASSERT_TRUE(host.run(service));
+        EXPECT_EQ(service.take()->matches, 3U);
+    }
+    EXPECT_NE(log_text().find(" INF search: goes through all records, since " + options_.store +
+                              " is in use by another program"),
+              std::string::npos)
+        << log_text();
+    EXPECT_FALSE(Store(options_.store, Store::Access::read).is_indexed());
 }
 
 TEST_F(Search_Service_Test, FailureComesOutOfTake)

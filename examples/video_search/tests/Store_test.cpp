@@ -239,7 +239,7 @@ TEST_F(StoreTest, NewStoreIsEmptyAndMarked)
     EXPECT_EQ(1U, files_in_folder()); // no journal stays
     SQLite::Database database(path());
     EXPECT_EQ(0x4B525653, database.execAndGet("PRAGMA application_id").getInt());
-    EXPECT_EQ(1, database.execAndGet("PRAGMA user_version").getInt());
+    EXPECT_EQ(2, database.execAndGet("PRAGMA user_version").getInt());
     EXPECT_STREQ("delete", database.execAndGet("PRAGMA journal_mode").getText());
 }
 
@@ -571,9 +571,9 @@ TEST_F(StoreTest, ForeignDatabaseIsNoStoreAndIsNotTouched)
 TEST_F(StoreTest, StoreOfALaterVersionIsRefused)
 {
     make_store(1);
-    SQLite::Database(path(), SQLite::OPEN_READWRITE).exec("PRAGMA user_version = 2");
+    SQLite::Database(path(), SQLite::OPEN_READWRITE).exec("PRAGMA user_version = 3");
     for (const auto access : {Store::Access::read, Store::Access::write})
-        EXPECT_EQ(path() + " was written by a later version of this program (store version 2)",
+        EXPECT_EQ(path() + " was written by a later version of this program (store version 3)",
                   failure_of_opening(access));
 }
 

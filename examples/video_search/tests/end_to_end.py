@@ -12,7 +12,9 @@ made of the same recording elsewhere. FOLDER holds record.py, an independent rea
 import argparse
 import base64
 import contextlib
+import csv
 import html.parser
+import json
 import os
 import pathlib
 import pty
@@ -21,6 +23,7 @@ import shlex
 import shutil
 import signal
 import sqlite3
+import struct
 import subprocess
 import sys
 import tempfile
@@ -91,6 +94,10 @@ def seconds_of(text):
     assert day == "2014/03/05"
     hours, minutes, seconds = clock.split(":")
     return int(hours) * 3600 + int(minutes) * 60 + float(seconds) - 12 * 3600
+
+
+def float_of(bits):
+    return struct.unpack("<f", struct.pack("<I", bits))[0]
 
 
 class Searches(Folder):
@@ -182,7 +189,73 @@ class Searches(Folder):
     def test_the_longest_come_first_and_the_limit_cuts(self):
         self.assertEqual(["red", "dark_blue"], self.find("--sort", "duration", "--limit", "2"))
         out = self.search("--store", "clip.store", "--sort", "duration", "--limit", "2")[1]
+        self.assertEqual(["more than 2 of 6 objects match, 2 shown"], rows_of(out)[1])
+        out = self.search("--store", "clip.store", "--limit", "2", "--count")[1]
         self.assertEqual(["6 of 6 objects match, 2 shown"], rows_of(out)[1])
+        self.assertEqual(["white", "orange"], self.find("--sort", "latest", "--limit", "2"))
+
+    def test_several_colours_and_those_that_have_two_presets(self):
+        self.assertEqual(["red", "yellow"], self.find("--color", "red,yellow"))
+        self.assertEqual([], self.find("--color", "red,yellow", "--colors", "all"))
+        self.assertEqual(["dark_blue"], self.find("--color", "blue"))
+        self.assertEqual(["light_green"], self.find("--color", "green"))
+
+    def test_sensors_and_hours(self):
+        self.assertEqual(6, len(self.find("--sensor", "3")))
+        self.assertEqual(6, len(self.find("--sensor", "2,3.1")))
+        self.assertEqual([], self.find("--sensor", "2"))
+        self.assertEqual(6, len(self.find("--hours", "12-13")))
+        self.assertEqual([], self.find("--hours", "13-12"))
+
+    def test_area_finds_who_stood_in_it_and_who_crossed_it(self):
+        """As the boxes of the records tell, read by another reader."""
+        if not programs.records:
+            self.skipTest("no --records")
+        feet = self.feet()
+        left, right = 120, 200
+        inside = {key: [left <= x <= right for x, _ in way] for key, way in feet.items()}
+        stood = {key for key, way in inside.items() if any(way)}
+        crossed = {key for key in stood if not inside[key][0] and not inside[key][-1]}
+        self.assertTrue(crossed, "the recording shows some")
+        area = f"{left},0 {right},240"
+        self.assertEqual(stood, self.ids("--stood-in", area))
+        self.assertEqual(crossed, self.ids("--crossed", area))
+        self.assertEqual(set(), self.ids("--stood-in", "-100,0 -50,240"))
+
+    def feet(self):
+        sys.path.insert(0, programs.records)
+        sys.dont_write_bytecode = True
+        import record  # pylint: disable=import-outside-toplevel
+        with contextlib.closing(sqlite3.connect(self.folder / "clip.store")) as database:
+            rows = list(database.execute("SELECT object_id, record FROM object"))
+        boxes = {key: [[float_of(bits) for bits in one.box] for one in record.decode(blob)[0].instances]
+                 for key, blob in rows}
+        return {key: [((box[0] + box[2]) / 2, box[3]) for box in way] for key, way in boxes.items()}
+
+    def ids(self, *arguments):
+        code, out, err = self.search("--store", "clip.store", *arguments)
+        self.assertEqual((0, ""), (code, err))
+        return {int(row["id"]) for row in rows_of(out)[0]}
+
+    def test_csv_and_json_say_what_the_table_says(self):
+        code, out, err = self.search("--store", "clip.store", "--csv", "hits.csv", "--json",
+                                     "hits.json")
+        self.assertEqual((0, ""), (code, err))
+        table, rest = rows_of(out)
+        self.assertEqual(["6 of 6 objects match", "CSV: hits.csv", "JSON: hits.json"], rest)
+        text = (self.folder / "hits.csv").read_bytes().decode()
+        self.assertEqual(7, text.count("\r\n"))
+        lines = list(csv.DictReader(text.splitlines()))
+        hits = json.loads((self.folder / "hits.json").read_bytes())
+        for row, line, hit in zip(table, lines, hits, strict=True):
+            self.assertEqual((row["id"], row["sensor"], row["class"], row["instances"]),
+                             (line["id"], line["sensor"], line["class"], line["instances"]))
+            self.assertEqual((int(row["id"]), row["sensor"], row["class"], int(row["instances"])),
+                             (hit["id"], hit["sensor"], hit["class"], hit["instances"]))
+            self.assertEqual(row["main colours"].split()[0], hit["colors"][0]["name"])
+            self.assertTrue(line["first_seen"].startswith(row["first seen (UTC)"]))
+            self.assertEqual(line["first_seen"], hit["first_seen"])
+            self.assertEqual(hit["instances"], len(hit["path"]))
 
     def test_page_holds_everything_itself(self):
         code, out, err = self.search("--store", "clip.store", "--color", "red", "--html",
@@ -229,9 +302,10 @@ class Searches(Folder):
         self.assertEqual(3, len(names), names)
         log = (self.folder / names[2]).read_text(encoding="utf-8")
         self.assertRegex(log, r" INF kr_search: started, run [0-9a-f-]{36}, ")
-        csv = (self.folder / names[1]).read_text(encoding="utf-8").splitlines()
-        self.assertEqual("tag,timeStamp,totalMs,count,averageMs,highMs", csv[0])
-        self.assertIn("query", [line.split(",")[0] for line in csv])
+        profile = (self.folder / names[1]).read_text(encoding="utf-8").splitlines()
+        self.assertEqual("tag,timeStamp,totalMs,count,averageMs,highMs", profile[0])
+        self.assertIn("query", [line.split(",")[0] for line in profile])
+        self.assertRegex(log, r" INF search: all objects: 6 hits; 6 of 6 objects match\n")
 
 
 class Page(html.parser.HTMLParser):
@@ -291,8 +365,9 @@ class Search_Input(Folder):
 
     def test_unknown_colour(self):
         self.copy_store()
-        self.assert_refused(2, "--color: 'blue' is no colour; the colours are " + ", ".join(COLORS),
-                            "--store", "clip.store", "--color", "blue")
+        self.assert_refused(2, "--color: 'violet' is no colour; the colours are " +
+                            ", ".join((*COLORS, "blue", "green")),
+                            "--store", "clip.store", "--color", "violet")
 
     def test_times_that_are_no_times(self):
         self.copy_store()
@@ -365,6 +440,71 @@ class Search_Stop(Folder):
 
     def names_like(self, pattern):
         return [name for name in self.names() if re.fullmatch(pattern, name)]
+
+
+class Search_Upgrade(Folder):
+    """A store of the version before this one, of many objects."""
+
+    COUNT = 24_006
+
+    def setUp(self):
+        super().setUp()
+        shutil.copy(programs.store, self.folder / "a.store")
+        with contextlib.closing(sqlite3.connect(self.folder / "a.store")) as database:
+            self.assertEqual(1, database.execute("PRAGMA user_version").fetchone()[0])
+            database.execute(
+                "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 4000) "
+                "INSERT INTO object SELECT sensor1, sensor2, object_id + 100 * i, run, "
+                "first_seen_us, record FROM object, n")
+            database.commit()
+
+    def start(self):
+        process = subprocess.Popen([*programs.search, "--store", "a.store", "--color", "red",
+                                    "--limit", "3", "--count", "--logs", "l"], cwd=self.folder,
+                                   stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
+        self.addCleanup(process.communicate)
+        self.addCleanup(process.kill)
+        return process
+
+    def traits(self):
+        """How many objects have theirs; none before there is a table."""
+        with contextlib.suppress(sqlite3.OperationalError), contextlib.closing(
+                sqlite3.connect(f"file:{self.folder / 'a.store'}?mode=ro", uri=True,
+                                timeout=10)) as database:
+            return database.execute("SELECT count(*) FROM trait").fetchone()[0]
+        return 0
+
+    def assert_found(self, process):
+        out, err = process.communicate(timeout=100)
+        self.assertEqual(0, process.returncode, err)
+        self.assertEqual([f"4001 of {self.COUNT} objects match, 3 shown"], rows_of(out)[1])
+
+    def assert_whole(self):
+        self.assertEqual(self.COUNT, self.traits())
+        with contextlib.closing(sqlite3.connect(self.folder / "a.store")) as database:
+            self.assertEqual((2,), database.execute("PRAGMA user_version").fetchone())
+            self.assertEqual((1,), database.execute("SELECT is_whole FROM trait_state").fetchone())
+            self.assertEqual(("ok",), database.execute("PRAGMA integrity_check").fetchone())
+
+    def test_two_at_once_find_the_same(self):
+        both = self.start(), self.start()
+        for process in both:
+            self.assert_found(process)
+        self.assert_whole()
+
+    def test_killed_upgrade_goes_on_where_it_was(self):
+        if len(programs.search) > 1:
+            self.skipTest("the emulator would be killed")
+        process = self.start()
+        end = time.monotonic() + 60
+        while self.traits() == 0 and time.monotonic() < end:
+            time.sleep(0.01)
+        process.kill()
+        process.communicate()
+        done = self.traits()
+        self.assertTrue(0 < done <= self.COUNT, done)
+        self.assert_found(self.start())
+        self.assert_whole()
 
 
 def seen_by(frame):
@@ -498,7 +638,7 @@ class Analyse_Input(Analyse_Folder):
 
     def test_full_disk_keeps_what_was_stored(self):
         self.make_clip(3)
-        disk = small_disk(self, 120)
+        disk = small_disk(self, 240)
         script = '"$@"; code=$?; cp disk/a.store .; exit $code'
         code, _, err = self.analyse("clip.avi", "--store", "disk/a.store", "--logs", "l",
                                     prefix=disk(script))

@@ -1,0 +1,135 @@
+// search_times FILE...: how long searches take in stores that make_store has made, in milliseconds:
+// the median of nine, after one to warm up. Makes the index first where there is none, and tells how
+// long that took and how large the file was before and after.
+
+#include "search/Color_Names.h"
+#include "search/Query.h"
+
+#include <KRCommon/util/Time_Text.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <exception>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+using namespace video_search;
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+double milliseconds_since(Clock::time_point begin)
+{
+    return std::chrono::duration<double, std::milli>(Clock::now() - begin).count();
+}
+
+std::size_t objects_in(Store& store)
+{
+    const Criteria everything;
+    return store.count(from_time(everything), to_time(everything));
+}
+
+void make_index(const std::string& file)
+{
+    Store store(file, Store::Access::write);
+    if (store.is_indexed())
+        return;
+    const auto objects = static_cast<double>(objects_in(store));
+    const auto before = static_cast<double>(std::filesystem::file_size(file));
+    const Clock::time_point begin = Clock::now();
+    store.index([](std::size_t, std::size_t) { return true; });
+    const double seconds = milliseconds_since(begin) / 1000;
+    const auto after = static_cast<double>(std::filesystem::file_size(file));
+    std::printf("%s: the index took %.1f s, %.0f objects/s; %.0f bytes per object, %.0f before\n",
+                file.c_str(), seconds, objects / seconds, after / objects, before / objects);
+}
+
+struct Search {
+    const char* name;
+    Criteria criteria;
+};
+
+// The hour is the first one that all stores have, a while after their begin.
+std::vector<Search> searches()
+{
+    Criteria hour;
+    hour.from = kr_to_ace_time_value("2024/03/05 10:00:00.000000");
+    hour.to = kr_to_ace_time_value("2024/03/05 10:59:59.999999");
+    std::vector<Search> all;
+    const auto add = [&](const char* name, const Criteria& criteria) -> Criteria& {
+        all.push_back({name, criteria});
+        return all.back().criteria;
+    };
+    {
+        Criteria& latest = add("the latest 100", {});
+        latest.order = Order::latest;
+        latest.limit = 100;
+    }
+    {
+        Criteria& latest = add("the latest 100 of a sensor", {});
+        latest.order = Order::latest;
+        latest.limit = 100;
+        latest.sensors.resize(1);
+        latest.sensors[0].word1 = 7;
+    }
+    add("red in an hour", hour).colors = {set_of(ns__ColorPreset__red)};
+    add("blue in an hour", hour).colors = {*color_of_name("blue")};
+    add("stood in an area in an hour", hour).area = {rectangle({300, 300}, {500, 450}),
+                                                     Presence::stood};
+    add("crossed an area in an hour", hour).area = {rectangle({300, 300}, {500, 450}),
+                                                    Presence::crossed};
+    add("persons in an hour", hour).object_class = ns__ObjectClass__person;
+    {
+        Criteria& rare = add("purple on 60 % in all, 20 latest", {});
+        rare.colors = {set_of(ns__ColorPreset__purple)};
+        rare.min_area = 60;
+        rare.order = Order::latest;
+        rare.limit = 20;
+    }
+    {
+        Criteria& longest = add("the longest 6 of all", {});
+        longest.order = Order::duration;
+        longest.limit = 6;
+    }
+    return all;
+}
+
+void measure(const std::string& file)
+{
+    constexpr int repetitions = 9;
+    ProfileHelper profile(3600, file + ".profile");
+    Store store(file, Store::Access::read);
+    std::printf("%s: %zu objects\n", file.c_str(), objects_in(store));
+    for (const Search& each : searches()) {
+        std::vector<double> times;
+        Result result;
+        for (int k = -1; k < repetitions; ++k) {
+            const Clock::time_point begin = Clock::now();
+            result = search(store, each.criteria, profile, [] { return false; });
+            if (k >= 0)
+                times.push_back(milliseconds_since(begin));
+        }
+        std::sort(times.begin(), times.end());
+        std::printf("%10.2f ms  %-34s %6zu hits\n", times[repetitions / 2], each.name,
+                    result.hits.size());
+    }
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    try {
+        for (int k = 1; k < argc; ++k) {
+            make_index(argv[k]);
+            measure(argv[k]);
+        }
+    } catch (const std::exception& error) {
+        std::fprintf(stderr, "search_times: %s\n", error.what());
+        return 1;
+    }
+    return 0;
+}
