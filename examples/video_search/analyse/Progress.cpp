@@ -57,6 +57,8 @@ std::string text_of(const Status& status, double seconds)
         text << std::setprecision(0) << std::max(0, *status.total - status.frames) / rate
              << " s left, ";
     text << status.objects << (status.objects == 1 ? " object" : " objects");
+    if (status.away > 0)
+        text << ", " << status.away << (status.away == 1 ? " camera away" : " cameras away");
     return text.str();
 }
 
@@ -118,11 +120,12 @@ int Progress::handle_timeout(const ACE_Time_Value& /*now*/, const void* /*act*/)
     return 0; // the timer stays
 }
 
-// Each 10 %, or each 500 pictures where the total is not known.
+// Each 10 %, or once a minute where the total is not known.
 void Progress::print_line_when_due(const Status& status)
 {
-    constexpr int frames_per_line = 500;
-    const int due = status.total ? percent_done(status) / 10 : status.frames / frames_per_line;
+    constexpr double seconds_per_line = 60.0;
+    const int due =
+        status.total ? percent_done(status) / 10 : static_cast<int>(seconds() / seconds_per_line);
     if (std::exchange(lines_, due) < due)
         std::fprintf(stderr, "%s\n", text_of(status, seconds()).c_str());
 }
