@@ -268,8 +268,9 @@ bool Decoder::feed()
         av_packet_unref(packet_.get());
         return true;
     }
-    if (is_drained_ || is_interrupted(this) != 0) {
-        end_reason_ = has_stalled_ ? "it stalled" : "";
+    // A stream that was interrupted once stays so, whatever the present deadline is.
+    if (is_drained_ || result == AVERROR_EXIT || is_interrupted(this) != 0) {
+        end_reason_ = is_drained_ ? "" : "it stalled";
         return false;
     }
     end_reason_ = result == AVERROR_EOF ? "" : describe(result);

@@ -39,14 +39,24 @@ cv::Mat median_over_time(const std::vector<cv::Mat>& frames)
     return median;
 }
 
-// The sample with everything that differs much from the scene replaced by the scene.
-cv::Mat without_objects(const cv::Mat& sample, const cv::Mat& scene)
+// The sample with everything that differs from the scene replaced by the scene: what differs much,
+// and what differs less but is no noise, since it is as wide as an object.
+//
+// wide  pixels
+cv::Mat without_objects(const cv::Mat& sample, const cv::Mat& scene, int wide)
 {
-    constexpr double noise = 30.0; // of 255
+    constexpr double much = 30.0; // of 255
+    constexpr double little = 10.0;
     cv::Mat difference;
     cv::absdiff(sample, scene, difference);
     cv::Mat is_scene;
-    cv::inRange(difference, cv::Scalar::all(0), cv::Scalar::all(noise), is_scene);
+    cv::inRange(difference, cv::Scalar::all(0), cv::Scalar::all(much), is_scene);
+    cv::Mat object;
+    cv::inRange(difference, cv::Scalar::all(0), cv::Scalar::all(little), object);
+    cv::bitwise_not(object, object);
+    const cv::Mat body = cv::getStructuringElement(cv::MORPH_RECT, cv::Size(wide, wide));
+    cv::morphologyEx(object, object, cv::MORPH_OPEN, body);
+    is_scene.setTo(0, object);
     cv::Mat cleaned = scene.clone();
     sample.copyTo(cleaned, is_scene);
     return cleaned;
@@ -119,7 +129,7 @@ void Foreground::learn(const std::vector<cv::Mat>& samples)
     cv::Mat mask;
     model_->apply(scene, mask, 1.0);
     for (const cv::Mat& sample : samples)
-        model_->apply(without_objects(sample, scene), mask, rate_of_samples);
+        model_->apply(without_objects(sample, scene, 4 * unit_), mask, rate_of_samples);
 }
 
 cv::Mat Foreground::moving_pixels(const cv::Mat& frame, double seconds)
@@ -227,8 +237,11 @@ bool Foreground::is_shadow(const cv::Mat& frame, const cv::Mat& lit, const cv::M
     cv::bitwise_and(grown(shade, margin), lit(near), touched);
     if (cv::countNonZero(touched) < margin)
         return sharpness(darkness, shade, outside) < sharp_alone;
+    cv::Scalar mean;
+    cv::Scalar deviation;
+    cv::meanStdDev(darkness, mean, deviation, shade);
     return cv::countNonZero(outside) < least_open * std::sqrt(cv::countNonZero(piece)) ||
-           sharpness(darkness, shade, outside) < sharp_beside;
+           deviation[0] > mean[0] / 2 || sharpness(darkness, shade, outside) < sharp_beside;
 }
 
 Blob Foreground::make_blob(const cv::Mat& mask, const cv::Rect& box) const
