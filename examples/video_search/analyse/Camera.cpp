@@ -134,7 +134,7 @@ bool Camera::try_to_connect()
         decoder_ = std::make_unique<Decoder>(name(), settings);
     } catch (const Failure& failure) {
         if (!is_stopped())
-            kr_log(KR_LOG_SITE(LM_WARNING), "%T T%04t WRN camera: %s\n", failure.what());
+            kr_log(KR_LOG_SITE(LM_ERROR), "%T T%04t*ERR camera: %s\n", failure.what());
         return false;
     }
     has_anchor_ = false;
@@ -148,7 +148,7 @@ void Camera::disconnect()
     is_away_ = true;
     if (!is_stopped()) {
         const std::string& reason = decoder_->end_reason();
-        kr_log(KR_LOG_SITE(LM_WARNING), "%T T%04t WRN camera: %s is lost: %s\n", name(),
+        kr_log(KR_LOG_SITE(LM_ERROR), "%T T%04t*ERR camera: %s is lost: %s\n", name(),
                reason.empty() ? "it ended" : reason);
     }
     decoder_.reset();
@@ -195,9 +195,10 @@ bool Camera::is_in_time()
 void Camera::tell_late()
 {
     if (late_ > 0)
-        kr_log(KR_LOG_SITE(LM_WARNING),
-               "%T T%04t WRN camera: %s is faster than the analysis, %d frames passed over\n",
-               name(), late_);
+        kr_log_limited(
+            KR_LOG_SITE(LM_ERROR),
+            "%T T%04t*ERR camera: %s is faster than the analysis, %d frames passed over\n", name(),
+            late_);
     late_ = 0;
 }
 

@@ -5,7 +5,7 @@
 #include <KRCommon/frame/Log.h>
 
 #include <algorithm>
-#include <cstdint>
+#include <cmath>
 #include <cstdio>
 #include <utility>
 
@@ -205,13 +205,14 @@ void Worker::store_scene_picture(const Frame& frame)
     const double spread = source_.count().value_or(0) / source_.fps() / most;
     const double step = source_.is_live() ? of_camera : std::max(usual, spread);
     const double early = 0.5 / source_.fps();
-    const double now = seconds_of(frame.time - analysis_.recording.start);
-    if ((scene_pictures_ == most && !source_.is_live()) || now + early < scene_pictures_ * step)
+    const double now = seconds_of(frame.time - analysis_.recording.start) + early;
+    if ((scene_pictures_ == most && !source_.is_live()) || now < next_scene_picture_)
         return;
     const ProfileHelperBlock block(&profile_, "store");
     const Picture picture{frame.time, to_jpeg(frame.picture, width)};
     store_.use([&](Store& store) { store.add(analysis_.recording.run, picture); });
     ++scene_pictures_;
+    next_scene_picture_ = step * (std::floor(now / step) + 1); // none for what a gap has left out
 }
 
 // A camera's recording has no end that would be waited for: what is known of it is put in the store

@@ -79,7 +79,8 @@ private:
     Shared_Store& store_;
     const Analysis_Settings settings_;
     ProfileHelper& profile_;
-    int scene_pictures_ = 0; // stored
+    int scene_pictures_ = 0;        // stored
+    double next_scene_picture_ = 0; // seconds since the begin
     ACE_Time_Value last_put_;
     Analysis analysis_;
     std::exception_ptr failure_;

@@ -513,4 +513,12 @@ TEST(AnalyseProgress, DoesNotDivideByZeroAtTheBegin)
               progress_line({0, 100, 0}, 0.0, 50));
 }
 
+TEST(AnalyseProgress, TellsHowManyCamerasAreAway)
+{
+    EXPECT_EQ("50 frames, 25.0 frames/s, 1 object, 1 camera away",
+              progress_line({50, {}, 1, 1}, 2.0, 80));
+    EXPECT_EQ("50 frames, 25.0 frames/s, 1 object, 2 cameras away",
+              progress_line({50, {}, 1, 2}, 2.0, 80));
+}
+
 } // namespace

@@ -712,7 +712,7 @@ class Analyse_Camera(Analyse_Folder):
         self.assertEqual([("stopped",)], self.query("SELECT state FROM recording"))
         log = "".join(path.read_text(encoding="utf-8")
                       for path in (self.folder / "l").glob("*.log"))
-        self.assertRegex(log, r" WRN camera: http://\S+ is lost: it stalled\n")
+        self.assertRegex(log, r"\*ERR camera: http://\S+ is lost: it stalled\n")
         self.assert_every_record_is_whole()
 
 
