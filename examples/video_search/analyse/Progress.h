@@ -51,7 +51,7 @@ public:
 
 private:
     int handle_timeout(const ACE_Time_Value& now, const void* act) override;
-    void print_line_when_due(const Status& status);
+    void print_line_when_due(const Status& status, bool is_end);
     double seconds() const;
 
     const std::function<Status()> source_;
