@@ -26,7 +26,8 @@ double rate_for(double seconds)
 cv::Mat median_over_time(const std::vector<cv::Mat>& frames)
 {
     cv::Mat median(frames.front().size(), frames.front().type());
-    const std::size_t bytes_per_row = frames.front().cols * frames.front().elemSize();
+    const std::size_t bytes_per_row =
+        static_cast<std::size_t>(frames.front().cols) * frames.front().elemSize();
     std::vector<unsigned char> values(frames.size());
     const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
     for (int y = 0; y < median.rows; ++y)
