@@ -16,9 +16,9 @@ TEST_PACKAGES=(googletest pkg-config libxml2-utils libexpat1-dev python3)
 WINE_PACKAGES=(wine wine32:i386)
 
 # What the hosts in examples/video_search use: video and vision, the store, command line and page.
-EXAMPLE_PACKAGES=(libopencv-objdetect-dev libopencv-video-dev libopencv-videoio-dev
-                  libopencv-imgcodecs-dev libsqlite3-dev libsqlitecpp-dev libcli11-dev
-                  libkainjow-mustache-dev)
+EXAMPLE_PACKAGES=(libopencv-objdetect-dev libopencv-video-dev libopencv-imgcodecs-dev
+                  libavformat-dev libavcodec-dev libavutil-dev libswscale-dev
+                  libsqlite3-dev libsqlitecpp-dev libcli11-dev libkainjow-mustache-dev)
 
 # Tcl makes SQLite's one-file form, which is compiled for Windows.
 WINDOWS_EXAMPLE_PACKAGES=(tcl)

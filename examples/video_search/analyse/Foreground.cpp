@@ -17,15 +17,17 @@ constexpr int history = 500;             // pictures; only sets the model's defa
 
 // A new value of a pixel belongs to the scene when the others' weight has sunk to the background's
 // share: (1 - rate) ^ pictures = share.
-double rate_for(double fps)
+double rate_for(double seconds)
 {
-    return -std::log(background_share) / std::max(1.0, seconds_until_scene * fps);
+    constexpr double most = 1.0; // after a gap nothing is learnt at once
+    return -std::log(background_share) * std::min(seconds, most) / seconds_until_scene;
 }
 
 cv::Mat median_over_time(const std::vector<cv::Mat>& frames)
 {
     cv::Mat median(frames.front().size(), frames.front().type());
-    const std::size_t bytes_per_row = frames.front().cols * frames.front().elemSize();
+    const std::size_t bytes_per_row =
+        static_cast<std::size_t>(frames.front().cols) * frames.front().elemSize();
     std::vector<unsigned char> values(frames.size());
     const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
     for (int y = 0; y < median.rows; ++y)
@@ -38,14 +40,24 @@ cv::Mat median_over_time(const std::vector<cv::Mat>& frames)
     return median;
 }
 
-// The sample with everything that differs much from the scene replaced by the scene.
-cv::Mat without_objects(const cv::Mat& sample, const cv::Mat& scene)
+// The sample with everything that differs from the scene replaced by the scene: what differs much,
+// and what differs less but is no noise, since it is as wide as an object.
+//
+// wide  pixels
+cv::Mat without_objects(const cv::Mat& sample, const cv::Mat& scene, int wide)
 {
-    constexpr double noise = 30.0; // of 255
+    constexpr double much = 30.0; // of 255
+    constexpr double little = 10.0;
     cv::Mat difference;
     cv::absdiff(sample, scene, difference);
     cv::Mat is_scene;
-    cv::inRange(difference, cv::Scalar::all(0), cv::Scalar::all(noise), is_scene);
+    cv::inRange(difference, cv::Scalar::all(0), cv::Scalar::all(much), is_scene);
+    cv::Mat object;
+    cv::inRange(difference, cv::Scalar::all(0), cv::Scalar::all(little), object);
+    cv::bitwise_not(object, object);
+    const cv::Mat body = cv::getStructuringElement(cv::MORPH_RECT, cv::Size(wide, wide));
+    cv::morphologyEx(object, object, cv::MORPH_OPEN, body);
+    is_scene.setTo(0, object);
     cv::Mat cleaned = scene.clone();
     sample.copyTo(cleaned, is_scene);
     return cleaned;
@@ -101,10 +113,9 @@ cv::Size Foreground::working_size(cv::Size size)
     return {std::max(1, cvRound(size.width * scale)), std::max(1, cvRound(size.height * scale))};
 }
 
-Foreground::Foreground(cv::Size size, double fps, const std::vector<cv::Mat>& samples,
-                       double min_area)
-    : size_(size), small_(working_size(size)), learning_rate_(rate_for(fps)),
-      min_area_(min_area * small_.area()), unit_(std::max(1, cvRound(small_.height / 192.0))),
+Foreground::Foreground(cv::Size size, const std::vector<cv::Mat>& samples, double min_area)
+    : size_(size), small_(working_size(size)), min_area_(min_area * small_.area()),
+      unit_(std::max(1, cvRound(small_.height / 192.0))),
       model_(cv::createBackgroundSubtractorMOG2(history, 16.0, true))
 {
     model_->setBackgroundRatio(background_share);
@@ -115,17 +126,38 @@ void Foreground::learn(const std::vector<cv::Mat>& samples)
 {
     constexpr double rate_of_samples = 0.02; // enough to learn how much each pixel flickers
     const cv::Mat scene = median_over_time(samples);
+    cv::cvtColor(scene, scene_, cv::COLOR_BGR2GRAY);
     cv::Mat mask;
     model_->apply(scene, mask, 1.0);
     for (const cv::Mat& sample : samples)
-        model_->apply(without_objects(sample, scene), mask, rate_of_samples);
+        model_->apply(without_objects(sample, scene, 4 * unit_), mask, rate_of_samples);
 }
 
-cv::Mat Foreground::moving_pixels(const cv::Mat& frame)
+cv::Mat Foreground::moving_pixels(const cv::Mat& frame, double seconds)
 {
+    constexpr double seconds_per_scene = 10.0;
+    cv::Mat all;
+    model_->apply(frame, all, rate_for(seconds));
+    scene_seconds_ += seconds;
+    if (scene_seconds_ >= seconds_per_scene) {
+        scene_seconds_ = 0;
+        cv::Mat scene;
+        model_->getBackgroundImage(scene);
+        cv::cvtColor(scene, scene_, cv::COLOR_BGR2GRAY);
+    }
     cv::Mat mask;
-    model_->apply(frame, mask, learning_rate_);
-    cv::threshold(mask, mask, 200, 255, cv::THRESH_BINARY); // shadows are 127
+    cv::threshold(all, mask, 200, 255, cv::THRESH_BINARY); // shadows are 127
+    clean(mask);
+    cv::Mat shade;
+    cv::inRange(all, 127, 127, shade);
+    if (cv::countNonZero(shade) >= min_area_)
+        add_dark_objects(frame, shade, mask);
+    return mask;
+}
+
+// Takes out what is too small to be seen, and closes the gaps in a body.
+void Foreground::clean(cv::Mat& mask) const
+{
     const cv::Mat grain = cv::getStructuringElement(cv::MORPH_ELLIPSE, cv::Size(unit_, unit_));
     cv::morphologyEx(mask, mask, cv::MORPH_OPEN, grain);
     const cv::Mat rope = cv::getStructuringElement(cv::MORPH_RECT, cv::Size(1, 2 * unit_ + 1));
@@ -133,7 +165,84 @@ cv::Mat Foreground::moving_pixels(const cv::Mat& frame)
     const cv::Mat body =
         cv::getStructuringElement(cv::MORPH_RECT, cv::Size(2 * unit_ - 1, 4 * unit_ - 1));
     cv::morphologyEx(mask, mask, cv::MORPH_CLOSE, body);
-    return mask;
+}
+
+// Puts those pieces of the shade that are no shadows into the mask.
+void Foreground::add_dark_objects(const cv::Mat& frame, cv::Mat& shade, cv::Mat& mask)
+{
+    clean(shade);
+    std::vector<std::vector<cv::Point>> contours;
+    cv::findContours(shade, contours, cv::RETR_EXTERNAL, cv::CHAIN_APPROX_SIMPLE);
+    const cv::Mat lit = mask.clone();
+    for (std::size_t i = 0; i < contours.size(); ++i) {
+        const cv::Rect box = cv::boundingRect(contours[i]);
+        if (box.area() < min_area_)
+            continue;
+        cv::Mat piece = cv::Mat::zeros(box.size(), CV_8U);
+        cv::drawContours(piece, contours, static_cast<int>(i), 255, cv::FILLED, cv::LINE_8,
+                         cv::noArray(), 0, -box.tl());
+        cv::bitwise_and(piece, shade(box), piece);
+        if (cv::countNonZero(piece) >= min_area_ && !is_shadow(frame, lit, piece, box))
+            mask(box).setTo(255, piece);
+    }
+}
+
+namespace {
+
+constexpr int edge = 2; // pixels on each side of it
+
+// How much darker the inner side of the edge is than the outer one, as a share of how dark the whole
+// is: 1 for a sharp edge.
+double sharpness(const cv::Mat& darkness, const cv::Mat& piece, const cv::Mat& outside)
+{
+    cv::Mat inside;
+    cv::erode(piece, inside, cv::Mat(), cv::Point(-1, -1), edge, cv::BORDER_CONSTANT, 0);
+    cv::subtract(piece, inside, inside);
+    const double whole = cv::mean(darkness, piece)[0];
+    const double step = cv::mean(darkness, inside)[0] - cv::mean(darkness, outside)[0];
+    return whole > 0 ? step / whole : 0.0;
+}
+
+cv::Mat grown(const cv::Mat& mask, int pixels)
+{
+    cv::Mat larger;
+    cv::dilate(mask, larger, cv::Mat(), cv::Point(-1, -1), pixels);
+    return larger;
+}
+
+} // namespace
+
+// A shadow hangs on what casts it and has a soft edge. What hangs on nothing is taken for an object
+// unless its edge is soft; what hangs on something, like trousers on a coat, only where its edge,
+// as far as it is open, is very sharp.
+bool Foreground::is_shadow(const cv::Mat& frame, const cv::Mat& lit, const cv::Mat& piece,
+                           const cv::Rect& box) const
+{
+    constexpr double sharp_alone = 0.75;
+    constexpr double sharp_beside = 0.95;
+    constexpr double least_open = 4.0; // of the edge, in roots of the area; a square's is 8
+    const int margin = 2 * unit_;
+    const cv::Rect near =
+        cv::Rect(box.x - margin, box.y - margin, box.width + 2 * margin, box.height + 2 * margin) &
+        cv::Rect(cv::Point(), small_);
+    cv::Mat shade = cv::Mat::zeros(near.size(), CV_8U);
+    piece.copyTo(shade(box - near.tl()));
+    cv::Mat outside = grown(shade, edge);
+    outside.setTo(0, shade);
+    outside.setTo(0, grown(lit(near), edge + 1));
+    cv::Mat grey;
+    cv::cvtColor(frame(near), grey, cv::COLOR_BGR2GRAY);
+    cv::Mat darkness;
+    cv::subtract(scene_(near), grey, darkness, cv::noArray(), CV_32F);
+    cv::Mat touched;
+    cv::bitwise_and(grown(shade, margin), lit(near), touched);
+    if (cv::countNonZero(touched) < margin)
+        return sharpness(darkness, shade, outside) < sharp_alone;
+    cv::Scalar mean;
+    cv::Scalar deviation;
+    cv::meanStdDev(darkness, mean, deviation, shade);
+    return cv::countNonZero(outside) < least_open * std::sqrt(cv::countNonZero(piece)) ||
+           deviation[0] > mean[0] / 2 || sharpness(darkness, shade, outside) < sharp_beside;
 }
 
 Blob Foreground::make_blob(const cv::Mat& mask, const cv::Rect& box) const
@@ -146,12 +255,12 @@ Blob Foreground::make_blob(const cv::Mat& mask, const cv::Rect& box) const
     return blob;
 }
 
-std::vector<Blob> Foreground::find(const cv::Mat& frame)
+std::vector<Blob> Foreground::find(const cv::Mat& frame, double seconds)
 {
     cv::Mat small = frame;
     if (small_ != size_)
         cv::resize(frame, small, small_, 0, 0, cv::INTER_AREA);
-    const cv::Mat mask = moving_pixels(small);
+    const cv::Mat mask = moving_pixels(small, seconds);
     std::vector<std::vector<cv::Point>> contours;
     cv::findContours(mask, contours, cv::RETR_EXTERNAL, cv::CHAIN_APPROX_SIMPLE);
 

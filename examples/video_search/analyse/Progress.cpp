@@ -57,6 +57,8 @@ std::string text_of(const Status& status, double seconds)
         text << std::setprecision(0) << std::max(0, *status.total - status.frames) / rate
              << " s left, ";
     text << status.objects << (status.objects == 1 ? " object" : " objects");
+    if (status.away > 0)
+        text << ", " << status.away << (status.away == 1 ? " camera away" : " cameras away");
     return text.str();
 }
 
@@ -102,7 +104,7 @@ void Progress::stop()
     if (is_terminal_)
         std::fprintf(stderr, "\r%*s\r", terminal_width() - 1, "");
     else
-        print_line_when_due(source_());
+        print_line_when_due(source_(), true);
 }
 
 int Progress::handle_timeout(const ACE_Time_Value& /*now*/, const void* /*act*/)
@@ -112,17 +114,20 @@ int Progress::handle_timeout(const ACE_Time_Value& /*now*/, const void* /*act*/)
         const int width = terminal_width() - 1;
         std::fprintf(stderr, "\r%-*s", width, progress_line(status, seconds(), width).c_str());
     } else {
-        print_line_when_due(status);
+        print_line_when_due(status, false);
     }
     std::fflush(stderr);
     return 0; // the timer stays
 }
 
-// Each 10 %, or each 500 pictures where the total is not known.
-void Progress::print_line_when_due(const Status& status)
+// Each 10 %, or once a minute where the total is not known. That of 100 % comes at the end, when the
+// last objects are counted.
+void Progress::print_line_when_due(const Status& status, bool is_end)
 {
-    constexpr int frames_per_line = 500;
-    const int due = status.total ? percent_done(status) / 10 : status.frames / frames_per_line;
+    constexpr double seconds_per_line = 60.0;
+    const int most = is_end ? 10 : 9;
+    const int due = status.total ? std::min(most, percent_done(status) / 10)
+                                 : static_cast<int>(seconds() / seconds_per_line);
     if (std::exchange(lines_, due) < due)
         std::fprintf(stderr, "%s\n", text_of(status, seconds()).c_str());
 }

@@ -22,10 +22,12 @@ struct Status {
     int frames = 0;           ///< done
     std::optional<int> total; ///< when known
     int objects = 0;          ///< found so far
+    int away = 0;             ///< cameras that give no pictures now
 };
 
 /// One line without a line feed, like
-/// "[#######-----]  58 %  464 of 795 frames, 71.3 frames/s, 5 s left, 12 objects". The bar takes
+/// "[#######-----]  58 %  464 of 795 frames, 71.3 frames/s, 5 s left, 12 objects", and
+/// ", 1 camera away" after it where that is so. The bar takes
 /// what the text leaves of the width; there is none where less than ten columns are left or the
 /// total is not known. A longer text is cut at the width.
 ///
@@ -49,7 +51,7 @@ public:
 
 private:
     int handle_timeout(const ACE_Time_Value& now, const void* act) override;
-    void print_line_when_due(const Status& status);
+    void print_line_when_due(const Status& status, bool is_end);
     double seconds() const;
 
     const std::function<Status()> source_;

@@ -7,9 +7,14 @@ namespace video_search {
 
 namespace {
 
+// A track is confirmed, and ends, by time, but not after fewer pictures than these.
 constexpr double seconds_to_confirm = 0.4;
+constexpr int hits_to_confirm = 3;
 constexpr double seconds_to_end = 1.5;
+constexpr int missed_to_end = 3;
+constexpr double tentative_seconds_to_end = 0.2;
 constexpr int tentative_missed_to_end = 2;
+constexpr double longest_gap = 5.0; // seconds without a picture, over which no track goes on
 
 cv::Point2f centre(const cv::Rect2f& box)
 {
@@ -57,10 +62,15 @@ Misfit misfit(const cv::Rect2f& expected, const cv::Rect2f& blob)
     return fit;
 }
 
-bool is_possible(const Misfit& fit)
+// Where pictures are far between, things get far: a track whose way is not known yet is found again
+// when it makes no more than 1.2 of its diagonals in a second.
+bool is_possible(const Misfit& fit, float seconds)
 {
-    constexpr float reach = 0.6F;          // diagonals
+    constexpr float usual_reach = 0.6F;    // diagonals
+    constexpr float usual_seconds = 0.2F;  // in which it gets no farther than that
+    constexpr float speed = 1.2F;          // diagonals per second
     constexpr float largest_growth = 1.4F; // four times the area
+    const float reach = usual_reach + speed * std::max(0.0F, seconds - usual_seconds);
     return fit.distance < reach && fit.growth < largest_growth;
 }
 
@@ -78,15 +88,14 @@ float clamped(float from, float length, float limit_from, float limit_length)
 
 } // namespace
 
-Tracker::Tracker(double fps)
-    : hits_to_confirm_(std::max(3, static_cast<int>(std::lround(seconds_to_confirm * fps)))),
-      missed_to_end_(std::max(3, static_cast<int>(std::lround(seconds_to_end * fps))))
-{
-}
+Tracker::Tracker(double fps) : usual_seconds_(1 / fps) {}
 
 std::vector<Sighting> Tracker::update(const std::vector<cv::Rect2f>& given,
-                                      const std::vector<Look>& looks)
+                                      const std::vector<Look>& looks, double seconds)
 {
+    if (seconds > longest_gap)
+        finish();
+    seconds_ = static_cast<float>(seconds > 0 ? seconds : usual_seconds_);
     std::vector<cv::Rect2f> blobs = given;
     is_taken_.assign(blobs.size(), 0);
     predict();
@@ -103,6 +112,12 @@ std::vector<Sighting> Tracker::update(const std::vector<cv::Rect2f>& given,
         if (track.blob >= 0)
             sightings.push_back({track.id, track.box, track.blob, track.sharers});
     return sightings;
+}
+
+// How far a smoothed value goes toward a new one, said for a tenth of a second.
+float Tracker::gain(float of_tenth) const
+{
+    return 1 - std::pow(1 - of_tenth, 10 * seconds_);
 }
 
 std::vector<Ended_Track> Tracker::take_ended()
@@ -133,12 +148,12 @@ float Tracker::strangeness(std::size_t track, std::size_t blob,
 
 void Tracker::remember_looks(const std::vector<Look>& looks)
 {
-    constexpr float gain = 0.15F;
+    const float step = gain(0.15F);
     for (Track& track : tracks_) {
         if (track.blob < 0 || track.sharers > 1 || looks.empty())
             continue;
         const Look& now = looks[static_cast<std::size_t>(track.blob)];
-        track.look = track.has_look ? track.look + (now - track.look) * gain : now;
+        track.look = track.has_look ? track.look + (now - track.look) * step : now;
         track.has_look = true;
     }
 }
@@ -147,16 +162,16 @@ float Tracker::handicap(const Track& track)
 {
     if (!track.is_confirmed)
         return 0.6F;
-    return 0.03F * static_cast<float>(track.missed);
+    return 0.3F * static_cast<float>(track.unseen);
 }
 
 void Tracker::predict()
 {
-    constexpr float slowing = 0.95F; // of a track that is not seen
+    const float slowing = 1 - gain(0.05F); // of a track that is not seen
     for (Track& track : tracks_) {
         if (track.missed > 0)
             track.velocity *= slowing;
-        track.box = around(centre(track.box) + track.velocity, track.size);
+        track.box = around(centre(track.box) + track.velocity * seconds_, track.size);
         track.blob = -1;
         track.sharers = 1;
     }
@@ -171,7 +186,7 @@ void Tracker::assign(const std::vector<cv::Rect2f>& blobs, const std::vector<Loo
     for (std::size_t t = 0; t < tracks_.size(); ++t)
         for (std::size_t b = 0; b < blobs.size(); ++b) {
             const Misfit fit = misfit(tracks_[t].box, blobs[b]);
-            if (is_possible(fit))
+            if (is_possible(fit, seconds_))
                 pairs.push_back(
                     {fit.total() + handicap(tracks_[t]) + strangeness(t, b, looks), t, b});
         }
@@ -208,8 +223,10 @@ void Tracker::absorb_pieces(std::vector<cv::Rect2f>& blobs)
 void Tracker::find_sharers(const std::vector<cv::Rect2f>& blobs)
 {
     constexpr int longest_missed = 2; // afterwards it may be anywhere
+    constexpr double longest_unseen = 0.25;
     for (Track& track : tracks_)
-        if (track.is_confirmed && track.blob < 0 && track.missed <= longest_missed)
+        if (track.is_confirmed && track.blob < 0 &&
+            (track.missed <= longest_missed || track.unseen < longest_unseen))
             track.blob = taken_blob_around(track.box, blobs);
     for (Track& track : tracks_)
         track.sharers =
@@ -266,20 +283,21 @@ void Tracker::hide_covered(std::vector<Track*>& inside, const cv::Rect2f& blob)
     inside.assign(1, front);
 }
 
-void Tracker::follow_alone(Track& track, const cv::Rect2f& blob)
+void Tracker::follow_alone(Track& track, const cv::Rect2f& blob) const
 {
-    constexpr float gain = 0.3F;
+    const float step = gain(0.3F);
     const bool is_first_step = track.hits == 1;
-    track.velocity += (centre(blob) - centre(track.box)) * (is_first_step ? 1.0F : gain);
-    track.size += (blob.size() - track.size) * gain;
+    track.velocity +=
+        (centre(blob) - centre(track.box)) * ((is_first_step ? 1.0F : step) / seconds_);
+    track.size += (blob.size() - track.size) * step;
     track.box = blob;
 }
 
 // Each stays within the blob, and the outermost ones lean on its edges.
-void Tracker::follow_shared(const std::vector<Track*>& inside, const cv::Rect2f& blob)
+void Tracker::follow_shared(const std::vector<Track*>& inside, const cv::Rect2f& blob) const
 {
-    constexpr float lean = 0.3F;
-    constexpr float gain = 0.1F;
+    const float lean = gain(0.3F);
+    const float step = gain(0.1F);
     const auto by = [&](auto value) {
         return std::minmax_element(
             inside.begin(), inside.end(),
@@ -301,8 +319,16 @@ void Tracker::follow_shared(const std::vector<Track*>& inside, const cv::Rect2f&
             box.y += lean * (blob.br().y - box.br().y);
         box.x = clamped(box.x, box.width, blob.x, blob.width);
         box.y = clamped(box.y, box.height, blob.y, blob.height);
-        track->velocity += (centre(box) - expected) * gain;
+        track->velocity += (centre(box) - expected) * (step / seconds_);
     }
+}
+
+bool Tracker::is_lost(const Track& track) const
+{
+    const double half = seconds_ / 2; // no picture comes exactly in time
+    if (track.is_confirmed)
+        return track.missed > missed_to_end && track.unseen > seconds_to_end + half;
+    return track.missed > tentative_missed_to_end && track.unseen > tentative_seconds_to_end + half;
 }
 
 void Tracker::end_lost()
@@ -310,16 +336,17 @@ void Tracker::end_lost()
     for (Track& track : tracks_) {
         const bool is_seen = track.blob >= 0;
         track.hits += is_seen ? 1 : 0;
+        track.seen += is_seen ? seconds_ : 0;
         track.missed = is_seen ? 0 : track.missed + 1;
-        track.is_confirmed = track.is_confirmed || track.hits >= hits_to_confirm_;
+        track.unseen = is_seen ? 0 : track.unseen + seconds_;
+        track.is_confirmed = track.is_confirmed || (track.hits >= hits_to_confirm &&
+                                                    track.seen + seconds_ / 2 > seconds_to_confirm);
     }
-    const auto is_lost = [this](const Track& track) {
-        return track.missed > (track.is_confirmed ? missed_to_end_ : tentative_missed_to_end);
-    };
+    const auto lost = [this](const Track& track) { return is_lost(track); };
     for (const Track& track : tracks_)
         if (is_lost(track))
             end(track);
-    tracks_.erase(std::remove_if(tracks_.begin(), tracks_.end(), is_lost), tracks_.end());
+    tracks_.erase(std::remove_if(tracks_.begin(), tracks_.end(), lost), tracks_.end());
 }
 
 void Tracker::begin_new(const std::vector<cv::Rect2f>& blobs)
@@ -332,6 +359,7 @@ void Tracker::begin_new(const std::vector<cv::Rect2f>& blobs)
         track.box = blobs[b];
         track.size = blobs[b].size();
         track.hits = 1;
+        track.seen = seconds_;
         track.blob = static_cast<int>(b);
         tracks_.push_back(track);
     }

@@ -65,34 +65,58 @@ double company(double person, const cv::Rect& box)
     return person >= 0.5 ? std::max(0.0, aspect - widest) : 0.0;
 }
 
+// Somebody may stay for hours: of so many observations each second one is enough.
+void thin(std::vector<Observation>& observations)
+{
+    constexpr std::size_t most = 20'000;
+    if (observations.size() < most)
+        return;
+    for (std::size_t i = 1; 2 * i < observations.size(); ++i)
+        observations[i] = std::move(observations[2 * i]);
+    observations.resize(observations.size() / 2);
+}
+
 } // namespace
 
 Watcher::Watcher(cv::Size size, double fps, const std::vector<cv::Mat>& samples, double min_area,
                  ProfileHelper& profile)
-    : size_(size), person_step_(person_step(fps)), profile_(profile),
-      foreground_(size, fps, samples, min_area), tracker_(fps)
+    : size_(size), usual_seconds_(1 / fps), person_step_(person_step(fps)), profile_(profile),
+      foreground_(size, samples, min_area), tracker_(fps)
 {
 }
 
 void Watcher::watch(const cv::Mat& frame, const ACE_Time_Value& time)
 {
-    const std::vector<Blob> blobs = find(frame);
+    const double seconds = seconds_until(time);
+    const std::vector<Blob> blobs = find(frame, seconds);
     std::vector<cv::Rect2f> boxes;
     std::vector<Look> looks;
     for (const Blob& blob : blobs) {
         boxes.emplace_back(blob.box);
         looks.push_back(look_of(frame, blob));
     }
-    const std::vector<Sighting> sightings = tracker_.update(boxes, looks);
+    const std::vector<Sighting> sightings = tracker_.update(boxes, looks, seconds);
     for (const Sighting& sighting : sightings)
         observe(frame, time, sighting, blobs[static_cast<std::size_t>(sighting.blob)],
                 covered_share(sighting, sightings));
 }
 
-std::vector<Blob> Watcher::find(const cv::Mat& frame)
+// Since the picture before.
+double Watcher::seconds_until(const ACE_Time_Value& time)
+{
+    double seconds = usual_seconds_;
+    if (last_time_ && *last_time_ < time) {
+        const ACE_Time_Value since = time - *last_time_;
+        seconds = static_cast<double>(since.sec()) + static_cast<double>(since.usec()) / 1e6;
+    }
+    last_time_ = time;
+    return seconds;
+}
+
+std::vector<Blob> Watcher::find(const cv::Mat& frame, double seconds)
 {
     const ProfileHelperBlock block(&profile_, "detect");
-    return foreground_.find(frame);
+    return foreground_.find(frame, seconds);
 }
 
 void Watcher::observe(const cv::Mat& frame, const ACE_Time_Value& time, const Sighting& sighting,
@@ -110,6 +134,7 @@ void Watcher::observe(const cv::Mat& frame, const ACE_Time_Value& time, const Si
     if (followed.observations.size() % person_step_ == 0)
         look_for_person(frame, covered, followed, observation);
     followed.observations.push_back(std::move(observation));
+    thin(followed.observations);
 }
 
 void Watcher::see_colours(const cv::Mat& frame, const Blob& blob, Observation& observation) const

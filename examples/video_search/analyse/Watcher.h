@@ -16,13 +16,14 @@
 
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <vector>
 
 namespace video_search {
 
 class Watcher {
 public:
-    /// size, fps  of the pictures that watch() will be given
+    /// size, fps  of the pictures that watch() will be given; fps on the average
     /// samples, min_area  see Foreground
     /// profile    gets the blocks "detect", "colours" and "people"
     Watcher(cv::Size size, double fps, const std::vector<cv::Mat>& samples, double min_area,
@@ -48,7 +49,8 @@ private:
         Thumbnail thumbnail;
     };
 
-    std::vector<Blob> find(const cv::Mat& frame);
+    double seconds_until(const ACE_Time_Value& time);
+    std::vector<Blob> find(const cv::Mat& frame, double seconds);
     void observe(const cv::Mat& frame, const ACE_Time_Value& time, const Sighting& sighting,
                  const Blob& blob, double covered);
     void see_colours(const cv::Mat& frame, const Blob& blob, Observation& observation) const;
@@ -57,6 +59,8 @@ private:
     KR_ObjectBase to_object(const Followed& followed) const;
 
     const cv::Size size_;
+    const double usual_seconds_; // between two pictures
+    std::optional<ACE_Time_Value> last_time_;
     const std::size_t person_step_; // a score is asked for each so many observations
     ProfileHelper& profile_;
     Foreground foreground_;

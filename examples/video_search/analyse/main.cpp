@@ -1,12 +1,14 @@
-// kr_analyse: finds moving objects in a recording, follows them and stores each as a record.
+// kr_analyse: finds moving objects in recordings and in what cameras send, follows them and stores
+// each as a record.
 //
-// Exit codes: 0 the whole recording is analysed; 1 it failed, or the file is cut short; 2 the
+// Exit codes: 0 all recordings are analysed whole; 1 one failed, or its file is cut short; 2 the
 // command line is wrong; 130 Ctrl-C. Whatever was stored until then is whole and stays.
 
 #include "../host/Host.h"
 #include "../host/Program.h"
 #include "../store/Store.h"
 #include "Analyser.h"
+#include "Camera.h"
 #include "Command_Line.h"
 #include "Video.h"
 
@@ -17,14 +19,29 @@
 #include <cstdio>
 #include <exception>
 #include <iostream>
+#include <memory>
 #include <optional>
 #include <string>
+#include <utility>
+#include <vector>
 
 namespace video_search {
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
+using Sources = std::vector<std::unique_ptr<Source>>;
+
+std::unique_ptr<Source> make_source(const Input& input, const Command_Line& line)
+{
+    if (is_address(input.name))
+        return std::make_unique<Camera>(input.name, line.stall);
+    auto video = std::make_unique<Video>(input.name);
+    if (input.start)
+        video->set_start(*input.start);
+    check_rate(*video, input.settings.every);
+    return video;
+}
 
 void print_summary(const Analysis& analysis, double seconds, const Command_Line& line)
 {
@@ -42,26 +59,78 @@ void print_summary(const Analysis& analysis, double seconds, const Command_Line&
 
 void check_whole(const Analysis& analysis)
 {
-    if (analysis.recording.state == "truncated")
-        throw Failure(analysis.recording.video +
-                      " is truncated: " + std::to_string(analysis.frames_read) + " of " +
-                      std::to_string(analysis.frames_said.value_or(0)) + " frames");
+    if (analysis.shortfall)
+        throw Failure(analysis.recording.video + " is truncated: " + *analysis.shortfall);
 }
 
-// The video is opened before the store, so that bad input leaves no store behind.
+// One failure of several ends the program as the only one would: the last is thrown, the others are
+// told in the same way before it.
+class Failures {
+public:
+    void add(std::exception_ptr failure)
+    {
+        if (last_)
+            tell(last_);
+        last_ = std::move(failure);
+    }
+
+    void throw_last() const
+    {
+        if (last_)
+            std::rethrow_exception(last_);
+    }
+
+private:
+    static void tell(const std::exception_ptr& failure)
+    {
+        try {
+            std::rethrow_exception(failure);
+        } catch (const std::exception& error) {
+            kr_log(KR_LOG_SITE(LM_ERROR), "%T T%04t*ERR %s\n", error.what());
+            std::fprintf(stderr, "kr_analyse: %s\n", error.what());
+        }
+    }
+
+    std::exception_ptr last_;
+};
+
+// The exit code.
+int report(const Analyser& analyser, double seconds, const Command_Line& line)
+{
+    int code = done;
+    Failures failures;
+    for (std::size_t i = 0; i < analyser.count(); ++i) {
+        try {
+            const Analysis analysis = analyser.result(i);
+            print_summary(analysis, seconds, line);
+            check_whole(analysis);
+            if (analysis.recording.state == "stopped")
+                code = interrupted;
+        } catch (const std::exception&) {
+            failures.add(std::current_exception());
+        }
+    }
+    failures.throw_last();
+    return code;
+}
+
+// The videos are opened before the store, so that bad input leaves no store behind.
 int analyse(Host& host, const Command_Line& line)
 {
-    Video video(line.analysis.video);
+    Sources sources;
+    std::vector<Job> jobs;
+    for (const Input& input : line.inputs) {
+        sources.push_back(make_source(input, line));
+        jobs.push_back({sources.back().get(), input.settings});
+    }
     Store store(line.store, Store::Access::write);
-    Analyser analyser(host, video, store, line.analysis);
+    Analyser analyser(host, store, jobs);
     const Clock::time_point begin = Clock::now();
     const bool has_run = host.run(analyser);
-    const Analysis analysis = analyser.result();
+    const double seconds = std::chrono::duration<double>(Clock::now() - begin).count();
     if (!has_run)
         throw Failure("the analysis could not be started or stopped; the log tells more");
-    print_summary(analysis, std::chrono::duration<double>(Clock::now() - begin).count(), line);
-    check_whole(analysis);
-    return analysis.recording.state == "stopped" ? interrupted : done;
+    return report(analyser, seconds, line);
 }
 
 int work(const Command_Line& line, const char* path)
@@ -77,13 +146,9 @@ int work(const Command_Line& line, const char* path)
 
 int run(int argc, char** argv)
 {
-    std::optional<Command_Line> line =
+    const std::optional<Command_Line> line =
         read_command_line(argc, argv, VIDEO_SEARCH_VERSION, std::cout);
-    if (!line)
-        return done;
-    if (!line->has_start)
-        line->analysis.start = file_time(line->analysis.video);
-    return work(*line, argv[0]);
+    return line ? work(*line, argv[0]) : done;
 }
 
 } // namespace

@@ -186,14 +186,14 @@ int Host::Reporter::handle_timeout(const ACE_Time_Value& /*now*/, const void* /*
 
 // Host
 
-namespace {
-
 std::string make_run_id()
 {
     ACE_Utils::UUID uuid;
     ACE_Utils::UUID_GENERATOR::instance()->generate_UUID(uuid);
     return kr_to_string(kr_to_guid(uuid.to_string()->c_str()));
 }
+
+namespace {
 
 // It was read before any log was open.
 void report_configuration(const std::string& program)

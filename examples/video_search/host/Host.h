@@ -34,6 +34,9 @@ public:
 /// bytes on Linux.
 [[nodiscard]] std::filesystem::path to_path(const std::string& name);
 
+/// A new GUID, as text, for a run.
+[[nodiscard]] std::string make_run_id();
+
 /// One at a time in a process.
 class Host {
 public:

@@ -246,4 +246,46 @@ TEST(AnalyseTracker, KeepsTimeBySecondsNotByPictures)
     EXPECT_FALSE(ended[0].is_confirmed); // 0.4 seconds are 20 pictures
 }
 
+TEST(AnalyseTracker, FollowsWhatIsSeenOnceASecond)
+{
+    Tracker slow(1.0);
+    for (int i = 0; i < 3; ++i) {
+        const std::vector<Sighting> sightings = slow.update({at(10 + 90 * i, 50)});
+        ASSERT_EQ(1U, sightings.size());
+        EXPECT_EQ(1U, sightings[0].track) << i; // 90 pixels are more than its diagonal
+    }
+    slow.finish();
+    const std::vector<Ended_Track> ended = slow.take_ended();
+    ASSERT_EQ(1U, ended.size());
+    EXPECT_TRUE(ended[0].is_confirmed);
+}
+
+// The same way, once in even steps and once in uneven ones, both fifty pixels a second.
+TEST(AnalyseTracker, FollowsThroughUnevenTimes)
+{
+    Tracker tracker(fps);
+    double x = 0;
+    for (int i = 0; i < 40; ++i) {
+        const double seconds = i % 3 == 0 ? 0.5 : 0.05;
+        x += 50 * seconds;
+        const std::vector<Sighting> sightings =
+            tracker.update({at(static_cast<int>(x), 50)}, {}, seconds);
+        ASSERT_EQ(1U, sightings.size());
+        EXPECT_EQ(1U, sightings[0].track) << i;
+    }
+}
+
+TEST(AnalyseTracker, EndsAllTracksInAGapOfMoreThanFiveSeconds)
+{
+    for (const double gap : {5.0, 5.1}) {
+        Tracker tracker(fps);
+        for (int i = 0; i < 10; ++i)
+            tracker.update({at(10, 50)});
+        const std::vector<Sighting> sightings = tracker.update({at(10, 50)}, {}, gap);
+        ASSERT_EQ(1U, sightings.size());
+        EXPECT_EQ(gap > 5.0 ? 2U : 1U, sightings[0].track);
+        EXPECT_EQ(gap > 5.0 ? 1U : 0U, tracker.take_ended().size());
+    }
+}
+
 } // namespace

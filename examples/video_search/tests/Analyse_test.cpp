@@ -2,6 +2,7 @@
 
 #include "Clip.h"
 #include "analyse/Analyser.h"
+#include "analyse/Video.h"
 #include "host/Host.h"
 #include "store/Store.h"
 
@@ -45,23 +46,24 @@ protected:
 
     std::string file(const std::string& name) const { return (folder_ / name).string(); }
 
-    Analysis_Settings settings(const std::string& video) const
+    static Analysis_Settings settings()
     {
         Analysis_Settings settings;
-        settings.video = video;
         settings.sensor = 3;
-        settings.start = begin_of_recording;
         return settings;
     }
 
-    Analysis analyse(const Analysis_Settings& settings, const std::string& store_name)
+    Analysis analyse(const std::string& path, const std::string& store_name,
+                     const Analysis_Settings& used = settings(),
+                     const ACE_Time_Value& start = begin_of_recording)
     {
         Host host("analyse_test", file("logs"), "analyse_test");
-        Video video(settings.video);
+        Video video(path);
+        video.set_start(start);
         Store store(file(store_name), Store::Access::write);
-        Analyser analyser(host, video, store, settings);
+        Analyser analyser(host, store, {{&video, used}});
         EXPECT_TRUE(host.run(analyser));
-        return analyser.result();
+        return analyser.result(0);
     }
 
     std::vector<Stored_Record> records(const std::string& store_name) const
@@ -149,7 +151,7 @@ void expect_like(const KR_ObjectBase& object, const clip::Actor& actor)
 TEST_F(Analyse, FindsEachBoxOfTheClipAsOneObject)
 {
     clip::write(file("clip.avi"));
-    const Analysis analysis = analyse(settings(file("clip.avi")), "store.db");
+    const Analysis analysis = analyse(file("clip.avi"), "store.db");
     EXPECT_EQ(0, analysis.objects[0]);
     EXPECT_EQ(1, analysis.objects[1]);
     EXPECT_EQ(5, analysis.objects[2]);
@@ -164,7 +166,7 @@ TEST_F(Analyse, FindsEachBoxOfTheClipAsOneObject)
 TEST_F(Analyse, DescribesTheRecording)
 {
     clip::write(file("clip.avi"));
-    const Analysis analysis = analyse(settings(file("clip.avi")), "store.db");
+    const Analysis analysis = analyse(file("clip.avi"), "store.db");
     const Recording stored = recording("store.db");
     EXPECT_EQ(analysis.recording.run, stored.run);
     EXPECT_EQ(file("clip.avi"), stored.video);
@@ -190,13 +192,12 @@ TEST_F(Analyse, DescribesTheRecording)
 TEST_F(Analyse, StoresWholeRecordsWithThumbnails)
 {
     clip::write(file("clip.avi"));
-    const Analysis_Settings used = settings(file("clip.avi"));
-    analyse(used, "store.db");
+    analyse(file("clip.avi"), "store.db");
     std::set<std::uint64_t> ids;
     for (const Stored_Record& record : records("store.db")) {
         const std::optional<KR_ObjectBase> object = decode(record.record);
         ASSERT_TRUE(object.has_value());
-        EXPECT_EQ(record.record, encode(*object, used.budget));
+        EXPECT_EQ(record.record, encode(*object, settings().budget));
         EXPECT_EQ(record.object_id, object->ObjectId);
         EXPECT_EQ(3, object->SensorId.word1);
         EXPECT_EQ(ns__DetectorType__value_1, object->DetectorType);
@@ -215,7 +216,7 @@ TEST_F(Analyse, StoresWholeRecordsWithThumbnails)
 TEST_F(Analyse, ShowsTheBoxInTheMiddleOfItsThumbnail)
 {
     clip::write(file("clip.avi"));
-    analyse(settings(file("clip.avi")), "store.db");
+    analyse(file("clip.avi"), "store.db");
     const std::vector<KR_ObjectBase> found = objects("store.db");
     ASSERT_EQ(clip::actors().size(), found.size());
     for (std::size_t i = 0; i < found.size(); ++i) {
@@ -229,8 +230,8 @@ TEST_F(Analyse, ShowsTheBoxInTheMiddleOfItsThumbnail)
 TEST_F(Analyse, GivesTheSameRecordsEachTime)
 {
     clip::write(file("clip.avi"));
-    analyse(settings(file("clip.avi")), "first.db");
-    analyse(settings(file("clip.avi")), "second.db");
+    analyse(file("clip.avi"), "first.db");
+    analyse(file("clip.avi"), "second.db");
     const std::vector<Stored_Record> first = records("first.db");
     const std::vector<Stored_Record> second = records("second.db");
     ASSERT_EQ(6U, first.size());
@@ -242,10 +243,8 @@ TEST_F(Analyse, GivesTheSameRecordsEachTime)
 TEST_F(Analyse, GoesOnCountingObjectsInAStoreThatHoldsSome)
 {
     clip::write(file("clip.avi"));
-    Analysis_Settings later = settings(file("clip.avi"));
-    analyse(later, "store.db");
-    later.start += ACE_Time_Value(3600);
-    analyse(later, "store.db");
+    analyse(file("clip.avi"), "store.db");
+    analyse(file("clip.avi"), "store.db", settings(), begin_of_recording + ACE_Time_Value(3600));
     const std::vector<Stored_Record> all = records("store.db");
     ASSERT_EQ(12U, all.size());
     std::set<std::uint64_t> ids;
@@ -258,9 +257,9 @@ TEST_F(Analyse, GoesOnCountingObjectsInAStoreThatHoldsSome)
 TEST_F(Analyse, FindsTheBoxesInEachSecondFrameToo)
 {
     clip::write(file("clip.avi"));
-    Analysis_Settings coarse = settings(file("clip.avi"));
+    Analysis_Settings coarse = settings();
     coarse.every = 2;
-    analyse(coarse, "store.db");
+    analyse(file("clip.avi"), "store.db", coarse);
     EXPECT_EQ(65, recording("store.db").frames);
     EXPECT_EQ("complete", recording("store.db").state);
     const std::vector<KR_ObjectBase> found = objects("store.db");
@@ -272,10 +271,10 @@ TEST_F(Analyse, FindsTheBoxesInEachSecondFrameToo)
 TEST_F(Analyse, ThinsInstancesToTheBudgetAndLosesNoEnd)
 {
     clip::write(file("clip.avi"));
-    analyse(settings(file("clip.avi")), "whole.db");
-    Analysis_Settings tight = settings(file("clip.avi"));
+    analyse(file("clip.avi"), "whole.db");
+    Analysis_Settings tight = settings();
     tight.budget = 900;
-    analyse(tight, "thin.db");
+    analyse(file("clip.avi"), "thin.db", tight);
     const std::vector<KR_ObjectBase> whole = objects("whole.db");
     const std::vector<KR_ObjectBase> thin = objects("thin.db");
     ASSERT_EQ(whole.size(), thin.size());
@@ -293,18 +292,18 @@ TEST_F(Analyse, ThinsInstancesToTheBudgetAndLosesNoEnd)
 TEST_F(Analyse, StoppedInTheMiddleLeavesWholeObjects)
 {
     clip::write(file("clip.avi"), 8);
-    const Analysis_Settings used = settings(file("clip.avi"));
     {
         Host host("analyse_test", file("logs"), "analyse_test");
-        Video video(used.video);
+        Video video(file("clip.avi"));
+        video.set_start(begin_of_recording);
         Store store(file("store.db"), Store::Access::write);
-        Analyser analyser(host, video, store, used);
+        Analyser analyser(host, store, {{&video, settings()}});
         ACE_Reactor reactor;
         ASSERT_EQ(0, analyser.component_start(&reactor));
         while (analyser.status().objects == 0)
             std::this_thread::yield();
         ASSERT_EQ(0, analyser.component_stop());
-        EXPECT_EQ("stopped", analyser.result().recording.state);
+        EXPECT_EQ("stopped", analyser.result(0).recording.state);
     }
     const Recording stored = recording("store.db");
     EXPECT_EQ("stopped", stored.state);
@@ -323,13 +322,13 @@ TEST_F(Analyse, KeepsWhatATruncatedFileHolds)
     clip::write(file("clip.avi"));
     std::filesystem::resize_file(file("clip.avi"),
                                  std::filesystem::file_size(file("clip.avi")) * 7 / 10);
-    const Analysis analysis = analyse(settings(file("clip.avi")), "store.db");
+    const Analysis analysis = analyse(file("clip.avi"), "store.db");
     EXPECT_EQ("truncated", analysis.recording.state);
-    EXPECT_EQ(130, analysis.frames_said);
-    EXPECT_LT(analysis.frames_read, 110);
-    EXPECT_GT(analysis.frames_read, 70);
+    EXPECT_LT(analysis.recording.frames, 110);
+    EXPECT_GT(analysis.recording.frames, 70);
+    EXPECT_EQ(std::to_string(analysis.recording.frames) + " of 130 frames", analysis.shortfall);
     EXPECT_EQ("truncated", recording("store.db").state);
-    EXPECT_EQ(analysis.frames_read, recording("store.db").frames);
+    EXPECT_EQ(analysis.recording.frames, recording("store.db").frames);
     const std::vector<KR_ObjectBase> found = objects("store.db");
     ASSERT_GE(found.size(), 3U);
     for (std::size_t i = 0; i < 3; ++i)
@@ -340,17 +339,16 @@ TEST_F(Analyse, KeepsTheFailureAndMarksTheRecording)
 {
     clip::write(file("clip.avi"));
     Host host("analyse_test", file("logs"), "analyse_test");
-    Analysis_Settings used = settings(file("clip.avi"));
-    Video video(used.video);
-    std::filesystem::remove(used.video); // the scene cannot be learnt any more
+    Video video(file("clip.avi"));
+    std::filesystem::remove(file("clip.avi")); // the scene cannot be learnt any more
     Store store(file("store.db"), Store::Access::write);
-    Analyser analyser(host, video, store, used);
+    Analyser analyser(host, store, {{&video, settings()}});
     EXPECT_TRUE(host.run(analyser));
     try {
-        analyser.result();
+        analyser.result(0);
         FAIL() << "nothing was thrown";
     } catch (const Failure& failure) {
-        EXPECT_EQ("no such file: " + used.video, failure.what());
+        EXPECT_EQ("no such file: " + file("clip.avi"), failure.what());
     }
     EXPECT_EQ("failed", recording("store.db").state);
 }

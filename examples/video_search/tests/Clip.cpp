@@ -2,9 +2,8 @@
 
 #include <opencv2/core.hpp>
 #include <opencv2/imgproc.hpp>
-#include <opencv2/videoio.hpp>
 
-#include <stdexcept>
+#include <chrono>
 
 namespace clip {
 
@@ -50,13 +49,20 @@ const std::vector<Actor>& actors()
 
 void write(const std::string& path, int times)
 {
-    cv::VideoWriter writer(path, cv::CAP_FFMPEG, cv::VideoWriter::fourcc('F', 'F', 'V', '1'), fps,
-                           {width, height});
-    if (!writer.isOpened())
-        throw std::runtime_error("cannot write the video " + path);
+    Recorder_Settings settings;
+    settings.size = {width, height};
+    settings.fps = fps;
+    write(path, settings, times);
+}
+
+void write(const std::string& path, const Recorder_Settings& settings, int times)
+{
+    Recorder recorder(path, settings);
     const cv::Mat scene = make_scene();
     for (int i = 0; i < times * frames; ++i)
-        writer.write(make_frame(scene, i % frames));
+        recorder.write(make_frame(scene, i % frames),
+                       std::chrono::microseconds(1'000'000) * i / fps);
+    recorder.finish();
 }
 
 } // namespace clip

@@ -6,6 +6,8 @@
 ///
 /// Threads: no state.
 
+#include "Recorder.h"
+
 #include <krsoap/krsoap.h>
 
 #include <opencv2/core/types.hpp>
@@ -39,5 +41,8 @@ const std::vector<Actor>& actors();
 /// Writes the recording, without loss, as often one after the other as said. Throws
 /// std::runtime_error where it cannot be written.
 void write(const std::string& path, int times = 1);
+
+/// The same in another way; the size and the rate stay the clip's.
+void write(const std::string& path, const Recorder_Settings& settings, int times = 1);
 
 } // namespace clip

@@ -22,13 +22,16 @@ import re
 import shlex
 import shutil
 import signal
+import socketserver
 import sqlite3
 import struct
 import subprocess
 import sys
 import tempfile
+import threading
 import time
 import unittest
+import wave
 
 START = "2014/03/05 12:00:00"
 START_SECONDS = 1394020800
@@ -573,6 +576,32 @@ class Analyse_Input(Analyse_Folder):
             self.assert_refused(1, f"{name} is no video that can be read", name, "--store",
                                 "a.store", "--logs", "l")
 
+    def test_sound_without_a_picture(self):
+        with contextlib.closing(wave.open(str(self.folder / "sound.wav"), "wb")) as sound:
+            sound.setnchannels(1)
+            sound.setsampwidth(1)
+            sound.setframerate(8000)
+            sound.writeframes(b"\x40" * 8000)
+        self.assert_refused(1, "sound.wav holds no video stream", "sound.wav", "--store", "a.store",
+                            "--logs", "l")
+
+    def test_too_few_frames_a_second(self):
+        self.make_clip()
+        self.assert_refused(1, "clip.avi: each 20. of its 10.00 frames/s is too few to follow "
+                            "anybody; at least 1 frame/s is to be analysed", "clip.avi", "--store",
+                            "a.store", "--logs", "l", "--every", "20")
+
+    def test_addresses_that_are_none(self):
+        self.assert_refused(1, "nonsense://a/b is no address that can be read: 'nonsense' is not "
+                            "known", "nonsense://a/b", "--store", "a.store", "--logs", "l")
+        self.assert_refused(2, "--start: the pictures of the camera rtsp://a/b begin when they come",
+                            "rtsp://a/b", "--store", "a.store", "--logs", "l", "--start", START)
+
+    def test_one_bad_video_of_two(self):
+        self.make_clip()
+        self.assert_refused(1, "no such file: no.avi", "clip.avi", "no.avi", "--store", "a.store",
+                            "--logs", "l")
+
     def test_truncated_video_keeps_what_was_found_and_says_so(self):
         self.make_clip()
         whole = (self.folder / "clip.avi").read_bytes()
@@ -734,6 +763,97 @@ class Analyse_Display(Analyse_Folder):
         ids = self.query("SELECT sensor1, object_id FROM object ORDER BY sensor1, object_id")
         self.assertEqual([(1, n) for n in range(1, 13)] + [(2, n) for n in range(1, 7)], ids)
         self.assertEqual(3, len({row[0] for row in self.query("SELECT run FROM recording")}))
+
+
+    def test_several_at_once(self):
+        self.make_clip()
+        shutil.copy(self.folder / "clip.avi", self.folder / "other.avi")
+        code, out, err = self.analyse("clip.avi", "other.avi", "--store", "a.store", "--logs", "l",
+                                      "--sensor", "3,9", "--start", START)
+        self.assertEqual(0, code, err)
+        self.assertEqual(2, out.count("objects: 0 persons, 1 vehicles, 5 others\n"))
+        self.assertRegex(err, r"(^|\n)100 % +260 of 260 frames, [^\n]*, 12 objects\n$")
+        self.assertEqual([("clip.avi", 3), ("other.avi", 9)],
+                         self.query("SELECT video, sensor1 FROM recording ORDER BY sensor1"))
+        self.assertEqual([(3, 6), (9, 6)],
+                         self.query("SELECT sensor1, count(*) FROM object GROUP BY sensor1"))
+        self.assert_every_record_is_whole()
+
+    def test_start_is_the_time_of_the_file_less_its_duration(self):
+        self.make_clip()
+        os.utime(self.folder / "clip.avi", (START_SECONDS + 13, START_SECONDS + 13))
+        self.assertEqual(0, self.analyse("clip.avi", "--store", "a.store", "--logs", "l")[0])
+        self.assertEqual([(START_SECONDS * 10**6, (START_SECONDS + 13) * 10**6)],
+                         self.query("SELECT start_us, end_us FROM recording"))
+
+
+class Camera_Server(socketserver.ThreadingTCPServer):
+    """Sends a stream as fast as a camera would: the first connection falls silent."""
+
+    daemon_threads = True
+
+    def __init__(self, stream, seconds, silent_after):
+        super().__init__(("127.0.0.1", 0), Camera_Handler)
+        self.stream, self.bytes_per_second = stream, len(stream) / seconds
+        self.silent_after, self.connections = silent_after, 0
+        self.is_over = threading.Event()
+        threading.Thread(target=self.serve_forever, daemon=True).start()
+
+    def stop(self):
+        self.is_over.set()
+        self.shutdown()
+        self.server_close()
+
+
+class Camera_Handler(socketserver.BaseRequestHandler):
+    def handle(self):
+        server = self.server
+        server.connections += 1
+        is_first = server.connections == 1
+        self.request.recv(4096)
+        self.request.sendall(b"HTTP/1.0 200 OK\r\nContent-Type: video/mp2t\r\n\r\n")
+        begin, sent = time.monotonic(), 0
+        with contextlib.suppress(OSError):
+            while not server.is_over.wait(0.02) and sent < len(server.stream):
+                seconds = time.monotonic() - begin
+                if is_first:
+                    seconds = min(seconds, server.silent_after)
+                due = int(seconds * server.bytes_per_second)
+                self.request.sendall(server.stream[sent:due])
+                sent = max(sent, due)
+
+
+class Analyse_Camera(Analyse_Folder):
+    def test_camera_that_stalls_and_comes_back(self):
+        subprocess.run([*programs.make_clip, self.folder / "clip.ts", "8"], check=True,
+                       stdout=subprocess.DEVNULL)
+        server = Camera_Server((self.folder / "clip.ts").read_bytes(), 8 * FRAMES / FPS, 20)
+        self.addCleanup(server.stop)
+        process = subprocess.Popen([*programs.analyse,
+                                    f"http://127.0.0.1:{server.server_address[1]}/camera",
+                                    "--store", "a.store", "--logs", "l", "--stall", "3"],
+                                   cwd=self.folder, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+                                   text=True)
+        self.addCleanup(process.communicate)
+        self.addCleanup(process.kill)
+        end = time.monotonic() + 150
+        before = None  # objects when it came back
+        while time.monotonic() < end and (before is None or self.stored_objects() < before + 2):
+            self.assertIsNone(process.poll(), "it ended by itself")
+            if server.connections > 1 and before is None:
+                before = self.stored_objects()
+            time.sleep(0.1)
+        process.send_signal(signal.SIGTERM)
+        out, _ = process.communicate(timeout=60)
+        self.assertEqual(130, process.returncode)
+        self.assertRegex(out, r"^http://127\.0\.0\.1:\d+/camera: stopped\n")
+        self.assertIsNotNone(before, "it connected anew")
+        self.assertGreaterEqual(self.stored_objects(), before + 2)
+        self.assertEqual([("stopped",)], self.query("SELECT state FROM recording"))
+        log = "".join(path.read_text(encoding="utf-8")
+                      for path in (self.folder / "l").glob("*.log"))
+        self.assertRegex(log, r"\*ERR camera: http://\S+ is lost: it stalled\n")
+        self.assert_every_record_is_whole()
 
 
 def main():

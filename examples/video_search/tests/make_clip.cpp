@@ -1,11 +1,12 @@
 // make_clip FILE [TIMES]: writes the test recording, so often one after the other, and prints its
-// truth, a line per box: colour, class, first and last frame.
+// truth, a line per box: colour, class, first and last frame. FILE.ts is what a camera would send.
 
 #include "Clip.h"
 
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
+#include <string>
 
 int main(int argc, char** argv)
 {
@@ -14,7 +15,13 @@ int main(int argc, char** argv)
         return 2;
     }
     try {
-        clip::write(argv[1], argc > 2 ? std::atoi(argv[2]) : 1);
+        const std::string path = argv[1];
+        clip::Recorder_Settings settings;
+        settings.size = {clip::width, clip::height};
+        settings.fps = clip::fps;
+        if (path.size() > 3 && path.substr(path.size() - 3) == ".ts")
+            settings.codec = "mpeg4";
+        clip::write(path, settings, argc > 2 ? std::atoi(argv[2]) : 1);
     } catch (const std::exception& error) {
         std::fprintf(stderr, "make_clip: %s\n", error.what());
         return 1;
