@@ -420,8 +420,11 @@ TEST(XmlText, BadBytesAreFoundAtAnyDistance)
     for (std::size_t before = 0; before < 40; ++before) {
         const std::string plain(before, 'x');
         for (const char* after : {"", "y", "yyyyyyyyyyyyyyyyyyyy"}) {
-            EXPECT_EQ(plain + " 5", outcome(plain + '\x1F' + after));
-            EXPECT_EQ(plain + " 5", outcome(plain + '\0' + after));
+            for (char bad = 0; bad < 0x20; ++bad)
+                if (bad != '\t' && bad != '\n' && bad != '\r') {
+                    EXPECT_EQ(plain + " 5", outcome(plain + bad + after));
+                    EXPECT_EQ("\n" + plain + " 5", outcome("\n" + plain + bad + after));
+                }
             EXPECT_EQ(plain + " 15", outcome(plain + '\x80' + after));
             EXPECT_EQ(plain + " 15", outcome(plain + '\xFF' + after));
             EXPECT_EQ(plain + "\n\x7F~ " + after + " 34", outcome(plain + "\n\x7F~ " + after));
