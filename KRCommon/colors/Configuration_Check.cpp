@@ -211,7 +211,7 @@ Remedy mended_start_tag(const Xml_Error& error, std::string_view text)
         return cut({stop - 1, stop});
     }
     if (text.substr(stop, 2) == "\\>")
-        return {{stop, stop + 1}, {{stop, stop + 1}}, {{stop, "/"}}};
+        return {{stop, stop + 1}, {{stop, stop + 1}}, {{stop + 1, "/"}}};
     if (has_run_on(text.substr(error.place, stop - error.place)))
         return cut({error.place, visible_tag_end(text, error.place)});
     if (name_end(text, stop) > stop) // no white space before it
