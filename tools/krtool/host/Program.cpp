@@ -52,6 +52,7 @@ int Program::run(int argc, const char* const* argv, std::FILE* out)
     CLI::App app("Looks into the configuration, records, log files and profiles of KRCommon.",
                  "krtool");
     app.set_version_flag("--version", "krtool " KRTOOL_VERSION);
+    app.allow_windows_style_options(false); // "/records" is a file on both systems
     app.require_subcommand(1);
     app.fallthrough(); // the options below may stand behind a command
     app.allow_windows_style_options(false); // a "/" begins a path on each system
