@@ -13,15 +13,18 @@ char lower(char c) noexcept
     return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
 }
 
-// The library's other way to match takes stack with every character of a line, which a long one does not
-// have; and this one takes time in proportion to the line whatever the expression.
+// For matches of whole lines. The library's usual way takes stack with every character of a line, which a long
+// one does not have, and a search begins anew at every character; this way takes time in proportion to the line,
+// whatever the expression.
 std::regex compile(const std::string& expression, bool ignores_case)
 {
-    auto flags = std::regex::ECMAScript | std::regex_constants::__polynomial;
+    auto flags = std::regex::ECMAScript | std::regex::nosubs | std::regex_constants::__polynomial;
     if (ignores_case)
         flags |= std::regex::icase;
     try {
-        return std::regex(expression, flags);
+        static_cast<void>(
+            std::regex(expression, flags)); // it is whole without what is put around it
+        return std::regex("[\\s\\S]*(?:" + expression + ")[\\s\\S]*", flags);
     } catch (const std::regex_error&) {
         throw Failure("'" + expression + "' is no regular expression that can be used");
     }
@@ -55,7 +58,7 @@ bool Line_Filter::matches(std::string_view record) const
     while (!record.empty()) {
         const std::size_t end = std::min(record.find('\n'), record.size() - 1) + 1;
         const std::string_view line = without_end(record.substr(0, end));
-        if (std::regex_search(line.begin(), line.end(), regex_))
+        if (std::regex_match(line.begin(), line.end(), regex_))
             return true;
         record.remove_prefix(end);
     }
