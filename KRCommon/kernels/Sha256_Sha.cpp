@@ -4,6 +4,7 @@
 #include <KRCommon/kernels/Forms.h>
 #include <KRCommon/kernels/Sha256_Constants.h>
 
+#include <cstddef>
 #include <immintrin.h>
 
 #define KR_SHA_NI [[gnu::target("sha,ssse3")]]
@@ -23,7 +24,8 @@ struct State {
 template <int group>
 KR_SHA_NI_STEP void four_rounds(State& state, __m128i words)
 {
-    const auto* const constants = reinterpret_cast<const __m128i*>(sha256_constants + 4 * group);
+    const auto* const constants =
+        reinterpret_cast<const __m128i*>(sha256_constants + std::size_t{4} * group);
     const __m128i sums = _mm_add_epi32(words, _mm_load_si128(constants));
     const __m128i upper_sums = _mm_shuffle_epi32(sums, 0x0E);
     state.cdgh = _mm_sha256rnds2_epu32(state.cdgh, state.abef, sums);

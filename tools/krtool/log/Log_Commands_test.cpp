@@ -414,14 +414,10 @@ std::string follow(Temp_Folder& folder, std::vector<std::function<void()>> steps
             steps[look / 5]();
         return look++ < 5 * steps.size() + 5;
     };
-    std::FILE* const file = std::tmpfile();
-    Output output(file, false, false);
+    const Output_File file;
+    Output output(file.stream(), false, false);
     static_cast<void>(show_log(call, output));
-    std::rewind(file);
-    std::string text(100'000, '\0');
-    text.resize(std::fread(text.data(), 1, text.size(), file));
-    std::fclose(file);
-    return messages(text);
+    return messages(file.text());
 }
 
 void append(const std::string& path, const std::string& text)

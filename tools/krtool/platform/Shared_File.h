@@ -42,7 +42,7 @@ public:
     [[nodiscard]] int facts(File_Facts& out) const noexcept;
 
 private:
-    int descriptor_ = -1;
+    std::intptr_t file_ = -1; // the system's; -1: none
 };
 
 } // namespace krtool

@@ -1,10 +1,10 @@
 #pragma once
 
 #include "../host/Program.h"
+#include "Test_File.h"
 
 #include <gtest/gtest.h>
 
-#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -22,14 +22,10 @@ inline Ran run(const std::vector<std::string>& arguments)
     for (const std::string& argument : arguments)
         argv.push_back(argument.c_str());
     Ran result;
-    std::FILE* out = std::tmpfile();
+    const Output_File out;
     testing::internal::CaptureStderr();
-    result.code = krtool::Program().run(static_cast<int>(argv.size()), argv.data(), out);
+    result.code = krtool::Program().run(static_cast<int>(argv.size()), argv.data(), out.stream());
     result.errors = testing::internal::GetCapturedStderr();
-    std::rewind(out);
-    char buffer[4096];
-    for (std::size_t got = 0; (got = std::fread(buffer, 1, sizeof buffer, out)) > 0;)
-        result.out.append(buffer, got);
-    std::fclose(out);
+    result.out = out.text();
     return result;
 }

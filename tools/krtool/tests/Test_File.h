@@ -1,8 +1,10 @@
 #pragma once
 
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <random>
+#include <stdexcept>
 #include <string>
 #include <system_error>
 
@@ -29,4 +31,35 @@ public:
 
 private:
     std::string path_;
+};
+
+/// What a program writes instead of its standard output. Not std::tmpfile(): on Windows that runs out of
+/// names.
+class Output_File {
+public:
+    Output_File() : file_("", ".out"), stream_(std::fopen(file_.path().c_str(), "w+b"))
+    {
+        if (!stream_)
+            throw std::runtime_error("cannot open " + file_.path());
+    }
+    ~Output_File() { std::fclose(stream_); }
+    Output_File(const Output_File&) = delete;
+    Output_File& operator=(const Output_File&) = delete;
+
+    std::FILE* stream() const noexcept { return stream_; }
+
+    /// All that was written. Nothing may be written afterwards.
+    std::string text() const
+    {
+        std::rewind(stream_);
+        std::string text;
+        char buffer[4096];
+        for (std::size_t got = 0; (got = std::fread(buffer, 1, sizeof buffer, stream_)) > 0;)
+            text.append(buffer, got);
+        return text;
+    }
+
+private:
+    Test_File file_;
+    std::FILE* stream_;
 };
