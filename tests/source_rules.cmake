@@ -6,7 +6,7 @@ set(failures "")
 file(GLOB_RECURSE files RELATIVE ${SOURCE}
      ${SOURCE}/KRCommon/*.h ${SOURCE}/KRCommon/*.cpp ${SOURCE}/krsoap/*.h ${SOURCE}/krsoap/*.cpp
      ${SOURCE}/tests/*.h ${SOURCE}/tests/*.cpp ${SOURCE}/examples/*.h ${SOURCE}/examples/*.cpp
-     ${SOURCE}/fuzz/*.h ${SOURCE}/fuzz/*.cpp)
+     ${SOURCE}/fuzz/*.h ${SOURCE}/fuzz/*.cpp ${SOURCE}/tools/*.h ${SOURCE}/tools/*.cpp)
 list(LENGTH files count)
 if(count LESS 10)
   message(FATAL_ERROR "only ${count} source files found in ${SOURCE}")
@@ -19,7 +19,7 @@ set(may_have_instructions
 foreach(file ${files})
   file(READ ${SOURCE}/${file} text)
   # The operating system's differences live in platform/ alone.
-  if(NOT file MATCHES "^KRCommon/platform/(windows|linux)/" AND
+  if(NOT file MATCHES "^(KRCommon|tools/krtool)/platform/(windows|linux)/" AND
      NOT file STREQUAL "KRCommon/platform/Minidump_Type.h" AND
      NOT file STREQUAL "KRCommon/KRCommon_Export.h")
     if(text MATCHES "_WIN32|__MINGW32__|__linux__|ACE_WIN32|<windows\\.h>|<unistd\\.h>")

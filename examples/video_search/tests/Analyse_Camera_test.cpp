@@ -10,16 +10,14 @@
 
 #include <gtest/gtest.h>
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <poll.h>
-#include <sys/socket.h>
-#include <unistd.h>
-
+#include <ace/INET_Addr.h>
 #include <ace/OS_NS_sys_time.h>
+#include <ace/SOCK_Acceptor.h>
+#include <ace/SOCK_Stream.h>
 
 #include <algorithm>
 #include <atomic>
+#include <cerrno>
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
@@ -49,24 +47,19 @@ class Server {
 public:
     Server(std::string video, double seconds, std::vector<Plan> plans)
         : video_(std::move(video)), bytes_per_second_(static_cast<double>(video_.size()) / seconds),
-          plans_(std::move(plans)), socket_(::socket(AF_INET, SOCK_STREAM, 0))
+          plans_(std::move(plans))
     {
-        sockaddr_in address = {};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        socklen_t size = sizeof address;
-        auto* const any = reinterpret_cast<sockaddr*>(&address);
-        if (::bind(socket_, any, size) != 0 || ::listen(socket_, 5) != 0 ||
-            ::getsockname(socket_, any, &size) != 0)
+        ACE_INET_Addr address(static_cast<u_short>(0), "127.0.0.1");
+        if (acceptor_.open(address) != 0 || acceptor_.get_local_addr(address) != 0)
             throw std::runtime_error("no socket");
-        port_ = ntohs(address.sin_port);
+        port_ = address.get_port_number();
         thread_ = std::thread([this] { serve(); });
     }
     ~Server()
     {
         is_over_ = true;
         thread_.join();
-        ::close(socket_);
+        acceptor_.close();
     }
     Server(const Server&) = delete;
     Server& operator=(const Server&) = delete;
@@ -75,28 +68,25 @@ public:
     int connections() const { return connections_; }
 
 private:
-    static bool is_ready(int socket, short events)
-    {
-        pollfd descriptor = {socket, events, 0};
-        return ::poll(&descriptor, 1, 20) == 1;
-    }
+    static constexpr ACE_Time_Value* no_limit = nullptr;
 
     void serve()
     {
         while (!is_over_) {
-            if (!is_ready(socket_, POLLIN))
+            ACE_Time_Value moment(0, 20'000);
+            ACE_SOCK_Stream client;
+            if (acceptor_.accept(client, nullptr, &moment) != 0)
                 continue;
-            const int client = ::accept(socket_, nullptr, nullptr);
             const auto number = static_cast<std::size_t>(connections_++);
             answer(client, plans_[std::min(number, plans_.size() - 1)]);
-            ::close(client);
+            client.close();
         }
     }
 
-    void answer(int client, const Plan& plan)
+    void answer(ACE_SOCK_Stream& client, const Plan& plan)
     {
         char ignored[1024];
-        if (::recv(client, ignored, sizeof ignored, 0) <= 0) // the request, which comes at once
+        if (client.recv(ignored, sizeof ignored, no_limit) <= 0) // the request, which comes at once
             return;
         send(client, "HTTP/1.0 200 OK\r\nContent-Type: video/mp2t\r\n\r\n");
         const auto begin = std::chrono::steady_clock::now();
@@ -112,28 +102,24 @@ private:
             sent = due;
             std::this_thread::sleep_for(20ms);
         }
-        while (plan.stays_silent && !is_over_)
-            if (is_ready(client, POLLIN) && ::recv(client, ignored, sizeof ignored, 0) <= 0)
+        while (plan.stays_silent && !is_over_) {
+            const ACE_Time_Value moment(0, 20'000);
+            const ssize_t count = client.recv(ignored, sizeof ignored, &moment);
+            if (count == 0 || (count < 0 && errno != ETIME))
                 return;
+        }
     }
 
-    static bool send(int client, const std::string& bytes)
+    static bool send(ACE_SOCK_Stream& client, const std::string& bytes)
     {
-        std::size_t sent = 0;
-        while (sent < bytes.size()) {
-            const ssize_t count =
-                ::send(client, bytes.data() + sent, bytes.size() - sent, MSG_NOSIGNAL);
-            if (count <= 0)
-                return false;
-            sent += static_cast<std::size_t>(count);
-        }
-        return true;
+        const ssize_t size = static_cast<ssize_t>(bytes.size());
+        return bytes.empty() || client.send_n(bytes.data(), bytes.size(), MSG_NOSIGNAL) == size;
     }
 
     const std::string video_;
     const double bytes_per_second_;
     const std::vector<Plan> plans_;
-    const int socket_;
+    ACE_SOCK_Acceptor acceptor_;
     int port_ = 0;
     std::atomic<int> connections_{0};
     std::atomic<bool> is_over_{false};

@@ -2,6 +2,7 @@
 
 #include "../config/Configuration_File.h"
 #include "../config/Coverage.h"
+#include "../host/Number_Text.h"
 #include "../host/Program.h"
 #include "Color_Text.h"
 

@@ -1,6 +1,7 @@
 #include "Configuration_File.h"
 
 #include "../host/Input.h"
+#include "../host/Number_Text.h"
 #include "../host/Program.h"
 
 #include <algorithm>
@@ -158,13 +159,6 @@ std::string printable(std::string_view text)
     for (std::size_t i = 0; i < text.size(); i += step_of(text.substr(i)))
         result += harmless(text.substr(i));
     return result;
-}
-
-std::string number_text(float number)
-{
-    char text[64];
-    const std::to_chars_result result = std::to_chars(text, text + sizeof text, number);
-    return {text, result.ptr};
 }
 
 double decimal(float number)

@@ -52,9 +52,6 @@ std::string printable(std::string_view text);
 
 // Short texts.
 
-/// "0.461": the shortest that reads back as the same number.
-std::string number_text(float number);
-
 /// The number with the fewest decimals that is the same float: 0.461, not 0.4609999954700470.
 double decimal(float number);
 

@@ -1,5 +1,7 @@
 #include "Lint.h"
 
+#include "../host/Number_Text.h"
+
 #include "Configuration_File.h"
 
 #include <algorithm>

@@ -1,5 +1,6 @@
 #include "Picture.h"
 
+#include "../host/Number_Text.h"
 #include "../host/Program.h"
 
 #define STB_IMAGE_WRITE_IMPLEMENTATION

@@ -54,7 +54,7 @@ int Program::run(int argc, const char* const* argv, std::FILE* out)
     app.set_version_flag("--version", "krtool " KRTOOL_VERSION);
     app.allow_windows_style_options(false); // "/records" is a file on both systems
     app.require_subcommand(1);
-    app.fallthrough(); // the options below may stand behind a command
+    app.fallthrough();                      // the options below may stand behind a command
     app.allow_windows_style_options(false); // a "/" begins a path on each system
     app.add_flag("--json", is_json_, "JSON for scripts in place of text for people");
     app.add_option("--color", color_, "Colours in the text: auto, always or never")

@@ -1,5 +1,6 @@
 #include "Profile_Commands.h"
 
+#include "../host/Number_Text.h"
 #include "../host/Program.h"
 #include "../log/Log_Line.h"
 #include "Profile_Data.h"

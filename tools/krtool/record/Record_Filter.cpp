@@ -1,5 +1,6 @@
 #include "Record_Filter.h"
 
+#include "../host/Number_Text.h"
 #include "../host/Program.h"
 #include "Record_Values.h"
 

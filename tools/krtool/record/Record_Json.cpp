@@ -1,5 +1,7 @@
 #include "Record_Json.h"
 
+#include "../host/Number_Text.h"
+
 #include "Record_Values.h"
 
 #include <KRCommon/util/Base64.h>

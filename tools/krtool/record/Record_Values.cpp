@@ -1,5 +1,7 @@
 #include "Record_Values.h"
 
+#include "../host/Number_Text.h"
+
 #include <KRCommon/colors/Colors.h>
 #include <KRCommon/frame/Configuration_Status.h>
 #include <KRCommon/util/Time_Text.h>
@@ -98,13 +100,6 @@ std::optional<ACE_Time_Value> parse_time(std::string_view given)
 }
 
 // Numbers
-
-std::string number_text(float number)
-{
-    std::array<char, 32> text{};
-    const auto end = std::to_chars(text.data(), text.data() + text.size(), number).ptr;
-    return {text.data(), end};
-}
 
 std::string fixed_text(double number, int digits)
 {

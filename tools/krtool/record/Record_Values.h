@@ -52,8 +52,6 @@ struct Stored_Time {
 /// and 'T' or a blank behind it; nothing where it is no time from 1970 to 3000.
 [[nodiscard]] std::optional<ACE_Time_Value> parse_time(std::string_view text);
 
-/// The shortest text that reads back as the same float: "0.875", "1e+20", "-0", "nan", "-inf".
-[[nodiscard]] std::string number_text(float number);
 /// With so many digits behind the point.
 [[nodiscard]] std::string fixed_text(double number, int digits);
 

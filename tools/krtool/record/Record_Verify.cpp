@@ -1,5 +1,7 @@
 #include "Record_Verify.h"
 
+#include "../host/Number_Text.h"
+
 #include "Record_Text.h"
 #include "Record_Values.h"
 

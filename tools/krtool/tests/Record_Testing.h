@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Test_File.h"
+
 #include <KRCommon/objects/Objects.h>
 
 #include <gtest/gtest.h>
@@ -22,36 +24,6 @@ inline std::string golden(const std::string& name)
 {
     return file_bytes(std::filesystem::path(KRTOOL_RECORDS) / "golden" / (name + ".bin"));
 }
-
-/// A file with these bytes, for as long as the object lives.
-class Test_File {
-public:
-    explicit Test_File(const std::string& bytes, const char* name = "records.bin")
-    {
-        static int number = 0;
-        const auto* const test = testing::UnitTest::GetInstance()->current_test_info();
-        folder_ = std::filesystem::temp_directory_path() /
-                  ("krtool_" + std::string(test->test_suite_name()) + "_" + test->name() +
-                   std::to_string(number++));
-        std::filesystem::create_directories(folder_);
-        path_ = (folder_ / name).string();
-        std::ofstream(path_, std::ios::binary)
-            .write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-    }
-    ~Test_File()
-    {
-        std::error_code ignored;
-        std::filesystem::remove_all(folder_, ignored);
-    }
-    Test_File(const Test_File&) = delete;
-    Test_File& operator=(const Test_File&) = delete;
-
-    const std::string& path() const { return path_; }
-
-private:
-    std::filesystem::path folder_;
-    std::string path_;
-};
 
 /// An object with so many instances of one red and one blue colour, first seen at 1700000000 + id.
 inline KR_ObjectBase test_object(std::uint64_t id, int instances = 2)
