@@ -112,13 +112,13 @@ Log_Merge::Stream Log_Merge::open(const std::string& key, const Log_Part& part, 
     return stream;
 }
 
-bool Log_Merge::comes_later(const Stream& a, const Stream& b) noexcept
+bool Log_Merge::comes_later(const Waiting& a, const Waiting& b) noexcept
 {
-    const Line_Place& one = a->reader->record().place;
-    const Line_Place& other = b->reader->record().place;
-    if (one < other || other < one)
-        return other < one;
-    return a->order > b->order;
+    if (a.place != b.place)
+        return a.place > b.place;
+    const Local_Time one = a.stream->reader->record().place.time;
+    const Local_Time other = b.stream->reader->record().place.time;
+    return one != other ? one > other : a.stream->order > b.stream->order;
 }
 
 // Into the heap when it has a record.
@@ -130,8 +130,43 @@ void Log_Merge::queue(Stream stream)
     }
     Chain& chain = chains_[stream->chain];
     chain.is_newest_in_heap = chain.is_newest_in_heap || stream->order == chain.newest;
-    heap_.push_back(std::move(stream));
+    heap_.push_back({stream->reader->record().place.place, std::move(stream)});
     std::push_heap(heap_.begin(), heap_.end(), comes_later);
+}
+
+Log_Merge::Stream Log_Merge::remove_first()
+{
+    std::pop_heap(heap_.begin(), heap_.end(), comes_later);
+    Stream stream = std::move(heap_.back().stream);
+    heap_.pop_back();
+    return stream;
+}
+
+// The first one has got its next record.
+void Log_Merge::put_first_in_place() noexcept
+{
+    Waiting* parent = &heap_.front();
+    parent->place = parent->stream->reader->record().place.place;
+    for (std::size_t next = 1; next < heap_.size();) {
+        if (next + 1 < heap_.size() && comes_later(heap_[next], heap_[next + 1]))
+            ++next;
+        Waiting& child = heap_[next];
+        if (!comes_later(*parent, child))
+            return;
+        std::swap(parent->place, child.place);
+        std::swap(parent->stream, child.stream);
+        parent = &child;
+        next = 2 * next + 1;
+    }
+}
+
+// Part_Reader::no_limit when there is none.
+Local_Time Log_Merge::place_of_second() const noexcept
+{
+    Local_Time place = Part_Reader::no_limit;
+    for (std::size_t i = 1; i < std::min<std::size_t>(heap_.size(), 3); ++i)
+        place = std::min(place, heap_[i].place);
+    return place;
 }
 
 // The stream is at its end: on with the chain's next part, unless that has begun already.
@@ -209,34 +244,31 @@ void Log_Merge::look_for_replacement(Stream stream)
         queue(std::move(next));
 }
 
+// The next part of the stream's chain, when it is time for it.
+void Log_Merge::open_overlapping(Log_Stream& stream)
+{
+    if (!stream.awaits_overlap || !stream.reader->is_near_end())
+        return;
+    stream.awaits_overlap = false;
+    chains_[stream.chain].clock = stream.reader->clock();
+    open_next(stream.chain);
+}
+
 void Log_Merge::run(const Take& take)
 {
     wake_idle();
     while (!heap_.empty()) {
-        std::pop_heap(heap_.begin(), heap_.end(), comes_later);
-        Stream stream = std::move(heap_.back());
-        heap_.pop_back();
-        bool has_more = true;
-        do {
-            if (stream->awaits_overlap && stream->reader->is_near_end()) {
-                stream->awaits_overlap = false;
-                chains_[stream->chain].clock = stream->reader->clock();
-                open_next(stream->chain);
-                if (!heap_.empty() && comes_later(stream, heap_.front()))
-                    break;
-            }
-            if (options_.gives_runs)
-                stream->reader->extend(heap_.empty() ? Part_Reader::no_limit
-                                                     : heap_.front()->reader->record().place.place);
-            take(stream->reader->record(), *stream);
-            has_more = stream->reader->next();
-        } while (has_more && (heap_.empty() || !comes_later(stream, heap_.front())));
-        if (!has_more) {
-            end(std::move(stream));
+        Log_Stream& stream = *heap_.front().stream;
+        open_overlapping(stream);
+        if (heap_.front().stream.get() != &stream)
             continue;
-        }
-        heap_.push_back(std::move(stream));
-        std::push_heap(heap_.begin(), heap_.end(), comes_later);
+        if (options_.gives_runs)
+            stream.reader->extend(place_of_second());
+        take(stream.reader->record(), stream);
+        if (stream.reader->next())
+            put_first_in_place();
+        else
+            end(remove_first());
     }
 }
 

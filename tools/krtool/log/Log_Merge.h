@@ -68,6 +68,12 @@ private:
         bool is_newest_in_heap = false;
     };
 
+    // A stream with a record, and where that belongs: what nearly always decides is at hand.
+    struct Waiting {
+        Local_Time place = 0;
+        Stream stream;
+    };
+
     void add_parts(Chain& chain, std::vector<Log_Part> parts) const;
     void drop_parts_out_of_time(std::vector<Log_Part>& parts) const;
     bool open_next(const std::string& key);
@@ -76,13 +82,17 @@ private:
     void wake_idle();
     void look_for_replacement(Stream stream);
     void end(Stream stream);
-    static bool comes_later(const Stream& a, const Stream& b) noexcept;
+    void open_overlapping(Log_Stream& stream);
+    void put_first_in_place() noexcept;
+    Stream remove_first();
+    [[nodiscard]] Local_Time place_of_second() const noexcept;
+    static bool comes_later(const Waiting& a, const Waiting& b) noexcept;
 
     Options options_;
     Warn warn_;
     std::map<std::string, Chain> chains_;
-    std::vector<Stream> heap_; // with a record each, the earliest first
-    std::vector<Stream> idle_; // at their end, for now
+    std::vector<Waiting> heap_; // the earliest first
+    std::vector<Stream> idle_;  // at their end, for now
     std::size_t opened_ = 0;
     bool is_first_update_ = true;
 };

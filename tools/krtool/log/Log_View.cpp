@@ -7,8 +7,10 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstring>
 #include <map>
 #include <utility>
+#include <vector>
 
 namespace krtool {
 
@@ -19,30 +21,33 @@ using Json = nlohmann::ordered_json;
 // Collects small texts.
 class Text_Buffer {
 public:
-    explicit Text_Buffer(Output& output) : output_(output) { text_.reserve(limit); }
+    explicit Text_Buffer(Output& output) : output_(output), text_(limit) {}
 
     void add(std::string_view text)
     {
-        if (text_.size() + text.size() > limit)
+        if (text.size() > limit - size_)
             flush();
-        if (text.size() > limit / 4 && text_.empty())
+        if (text.size() > limit / 4 && size_ == 0) {
             output_.text(text);
-        else
-            text_.append(text);
+            return;
+        }
+        std::memcpy(text_.data() + size_, text.data(), text.size());
+        size_ += text.size();
     }
 
     void flush()
     {
-        if (!text_.empty())
-            output_.text(text_);
-        text_.clear();
+        const std::size_t size = std::exchange(size_, 0);
+        if (size > 0)
+            output_.text({text_.data(), size});
     }
 
 private:
     static constexpr std::size_t limit = 64 * 1024;
 
     Output& output_;
-    std::string text_;
+    std::vector<char> text_;
+    std::size_t size_ = 0;
 };
 
 // Lines as they stand.

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstring>
 #include <optional>
+#include <utility>
 
 namespace krtool {
 
@@ -24,6 +25,32 @@ void for_each_line(std::string_view text, Look look)
             return;
         text.remove_prefix(std::min(end + 1, text.size()));
     }
+}
+
+// So many bytes are searched for line feeds at once.
+constexpr std::ptrdiff_t feed_bits = 64;
+
+// Bit i tells whether text[i] is a line feed. The compiler makes vectors of the first loop; a search for one
+// feed after the other would cost a wrong guess of the processor for nearly every line.
+std::uint64_t feeds_of(const char* text) noexcept
+{
+    unsigned char are_feeds[feed_bits];
+    for (std::ptrdiff_t i = 0; i < feed_bits; ++i)
+        are_feeds[i] = text[i] == '\n' ? 1 : 0;
+    std::uint64_t bits = 0;
+    for (int i = 0; i < 8; ++i) {
+        std::uint64_t eight = 0;
+        std::memcpy(&eight, are_feeds + 8 * i, 8);
+        bits |= (eight * 0x0102040810204080 >> 56) << 8 * i; // the lowest bit of each byte
+    }
+    return bits;
+}
+
+// The number of the lowest bit that is set; 63 when there is none.
+int first_bit(std::uint64_t bits) noexcept
+{
+    constexpr std::uint64_t highest = std::uint64_t{1} << 63; // for none
+    return __builtin_ctzll(bits | highest);
 }
 
 struct Begin_Of_File {
@@ -150,7 +177,6 @@ bool Part_Reader::is_line_over(std::size_t next_line)
         ;
     const std::size_t rest = end_ - begin_ - offset;
     next_stamp_ = stamp_of(buffer_.data() + begin_ + offset, rest);
-    is_next_stamp_known_ = true;
     return next_stamp_ >= 0 || rest == 0 || (is_growing_ && rest < least_head);
 }
 
@@ -177,60 +203,107 @@ std::size_t Part_Reader::find_end()
     }
 }
 
-bool Part_Reader::next()
+bool Part_Reader::read_next()
 {
-    begin_ = next_;
-    if (end_ - begin_ < least_head && (!is_next_stamp_known_ || next_stamp_ < 0))
+    return gives_lines_ ? next_line() : next_record();
+}
+
+bool Part_Reader::next_record()
+{
+    if (next_stamp_ < 0) {
         while (end_ - begin_ < least_head && fill())
             ;
+        next_stamp_ = stamp_of(buffer_.data() + begin_, end_ - begin_);
+    }
     if (begin_ == end_)
         return false;
-    const std::int64_t stamp = is_next_stamp_known_ && next_stamp_ >= 0
-                                   ? next_stamp_
-                                   : stamp_of(buffer_.data() + begin_, end_ - begin_);
+    const std::int64_t stamp = std::exchange(next_stamp_, -1);
     record_.has_head = stamp >= 0;
-    is_next_stamp_known_ = false;
     const std::size_t size = find_end();
-    if (size == 0) {
-        is_next_stamp_known_ = false;
+    if (size == 0)
         return false;
-    }
-    record_.place = record_.has_head ? clock_.place(stamp) : clock_.last();
-    record_.text = {buffer_.data() + begin_, size};
-    next_ = begin_ + size;
+    take(stamp, size);
     return true;
 }
 
-// The place in the buffer up to which lines come before the time and in order.
-std::size_t Part_Reader::end_of_lines_before(Local_Time limit)
+bool Part_Reader::next_line()
 {
-    const Local_Time day = clock_.day();
-    const char* const end = buffer_.data() + end_;
-    const char* line = buffer_.data() + next_;
-    Local_Time last = clock_.last().place;
-    if (clock_.last().time != last) // a clock that was set back
-        return next_;
-    while (line < end) {
-        const auto left = static_cast<std::size_t>(end - line);
-        const std::int64_t stamp = stamp_of(line, left);
-        if (stamp >= 0 && (day + stamp < last || day + stamp >= limit)) {
-            next_stamp_ = stamp;
-            is_next_stamp_known_ = true;
-            break;
-        }
-        const auto* const feed = static_cast<const char*>(std::memchr(line, '\n', left));
-        if (feed == nullptr)
-            break;
-        if (stamp >= 0)
-            last = day + stamp;
-        line = feed + 1;
+    for (std::size_t searched = 0; !find_lines(searched);) {
+        searched = end_ - begin_;
+        if (searched < record_limit && fill())
+            continue;
+        if (searched == 0 || (is_growing_ && searched < record_limit))
+            return false;
+        take(stamp_of(buffer_.data() + begin_, searched), searched);
+        return true;
     }
-    static_cast<void>(clock_.place(last - day));
-    return static_cast<std::size_t>(line - buffer_.data());
+    return next();
 }
 
-// The place in the buffer up to which all lines are whole.
-std::size_t Part_Reader::end_of_whole_lines()
+// Finds lines from next_ on, behind those that are known; false when no end of one is there. So many
+// bytes were searched for that already.
+bool Part_Reader::find_lines(std::size_t searched)
+{
+    const char* const begin = buffer_.data();
+    const char* const end = begin + end_;
+    const char* from = begin + next_ + searched;
+    std::size_t count = 0;
+    const auto add = [&](const char* feed) {
+        lines_[count].end = static_cast<std::size_t>(feed + 1 - begin);
+    };
+    const auto has_room = [&] { return count + feed_bits <= lines_.size(); };
+    for (; end - from >= feed_bits && has_room(); from += feed_bits) {
+        std::uint64_t feeds = feeds_of(from);
+        // Two without a decision: whether there is one depends on the lengths of lines.
+        for (int i = 0; i < 2; ++i) {
+            add(from + first_bit(feeds));
+            count += feeds != 0 ? 1 : 0;
+            feeds &= feeds - 1;
+        }
+        for (; feeds != 0; feeds &= feeds - 1) {
+            add(from + first_bit(feeds));
+            ++count;
+        }
+    }
+    if (has_room())
+        for (; from < end; ++from) // the last bytes
+            if (*from == '\n') {
+                add(from);
+                ++count;
+            }
+    std::size_t line = next_;
+    for (std::size_t i = 0; i < count; ++i) {
+        lines_[i].stamp = stamp_of(begin + line, lines_[i].end - line);
+        line = lines_[i].end;
+    }
+    line_ = 0;
+    line_count_ = count;
+    return count > 0;
+}
+
+// Moves next_ over the lines that come before the time and in order.
+void Part_Reader::pass_lines_before(Local_Time limit)
+{
+    const Local_Time day = clock_.day();
+    Local_Time last = clock_.last().place;
+    if (clock_.last().time != last) // a clock that was set back
+        return;
+    while (line_ < line_count_ || find_lines()) {
+        const Line& line = lines_[line_];
+        if (line.stamp >= 0) {
+            const Local_Time time = day + line.stamp;
+            if (time < last || time >= limit)
+                break;
+            last = time;
+        }
+        next_ = line.end;
+        ++line_;
+    }
+    static_cast<void>(clock_.place(last - day));
+}
+
+// Moves next_ over all lines that are whole.
+void Part_Reader::pass_whole_lines()
 {
     const std::string_view text(buffer_.data() + next_, end_ - next_);
     const std::size_t size = text.rfind('\n') + 1; // 0 without one
@@ -243,13 +316,16 @@ std::size_t Part_Reader::end_of_whole_lines()
     }
     if (stamp >= 0)
         static_cast<void>(clock_.place(stamp));
-    return next_ + size;
+    next_ += size;
+    line_ = line_count_ = 0;
 }
 
 void Part_Reader::extend(Local_Time limit)
 {
-    is_next_stamp_known_ = false;
-    next_ = limit == no_limit ? end_of_whole_lines() : end_of_lines_before(limit);
+    if (limit == no_limit)
+        pass_whole_lines();
+    else
+        pass_lines_before(limit);
     record_.text = {buffer_.data() + begin_, next_ - begin_};
 }
 

@@ -6,6 +6,7 @@
 #include "Log_Line.h"
 #include "Log_Source.h"
 
+#include <array>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -88,7 +89,15 @@ public:
 
     /// Reads the next record, whose text lasts until the next call. False at the end; later there may
     /// be more. Of a growing file only whole lines are given. Throws Failure.
-    [[nodiscard]] bool next();
+    [[nodiscard]] bool next()
+    {
+        begin_ = next_;
+        if (line_ == line_count_)
+            return read_next();
+        const Line& line = lines_[line_++];
+        take(line.stamp, line.end - begin_);
+        return true;
+    }
 
     /// Adds to the record those behind it that were read already and come before the time, so that many
     /// lines go out at once. The clock may not notice that it was set, when nothing comes after them.
@@ -106,12 +115,29 @@ public:
     void stop_growing() noexcept { is_growing_ = false; }
 
 private:
+    struct Line {
+        std::int64_t stamp = -1;
+        std::size_t end = 0; // one past it, in the buffer
+    };
+
     bool fill();
     void begin_clock(const Begin& begin);
+    [[nodiscard]] bool read_next();
+    [[nodiscard]] bool next_line();
+    bool find_lines(std::size_t searched = 0);
+    void pass_lines_before(Local_Time limit);
+    void pass_whole_lines();
+    [[nodiscard]] bool next_record();
     [[nodiscard]] std::size_t find_end();
     [[nodiscard]] bool is_line_over(std::size_t next_line);
-    [[nodiscard]] std::size_t end_of_lines_before(Local_Time limit);
-    [[nodiscard]] std::size_t end_of_whole_lines();
+
+    void take(std::int64_t stamp, std::size_t size) noexcept
+    {
+        record_.has_head = stamp >= 0;
+        record_.place = record_.has_head ? clock_.place(stamp) : clock_.last();
+        record_.text = {buffer_.data() + begin_, size};
+        next_ = begin_ + size;
+    }
 
     Log_Source source_;
     Line_Clock clock_;
@@ -120,11 +146,16 @@ private:
     bool gives_lines_;
     bool is_near_end_ = false;
     std::vector<char> buffer_;
-    std::size_t begin_ = 0; // of the record
-    std::size_t next_ = 0;  // of the record after it
-    std::size_t end_ = 0;   // of what was read
-    std::int64_t next_stamp_ = -1;
-    bool is_next_stamp_known_ = false;
+    std::size_t begin_ = 0;        // of the record
+    std::size_t next_ = 0;         // of the record after it
+    std::size_t end_ = 0;          // of what was read
+    std::int64_t next_stamp_ = -1; // of the line there; -1: none, or it was not looked at
+
+    // Whole lines from next_ on. Found so many at once, they cost less than one by one between
+    // decisions that the processor cannot foresee.
+    std::array<Line, 128> lines_;
+    std::size_t line_ = 0; // the one at next_
+    std::size_t line_count_ = 0;
 };
 
 /// Whether the second of two parts begins before the first one ends, as when two processes write them.
