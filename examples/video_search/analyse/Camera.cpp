@@ -93,7 +93,7 @@ ACE_Time_Value Camera::end() const
 // A camera that was set up anew may send pictures of another size.
 cv::Mat Camera::picture()
 {
-    const cv::Mat picture = decoder_->picture();
+    cv::Mat picture = decoder_->picture();
     if (picture.size() == size_)
         return picture;
     cv::resize(picture, resized_, size_, 0, 0, cv::INTER_AREA);
