@@ -156,7 +156,7 @@ void ask_place(Builder& builder, const std::optional<Geom_Box2D<float>>& box)
 
 std::string order_of(const Filter& filter)
 {
-    const std::string time = "first_seen_us, sensor1, sensor2, object_id";
+    std::string time = "first_seen_us, sensor1, sensor2, object_id";
     switch (filter.order) {
     case Order::latest: return "first_seen_us DESC, sensor1 DESC, sensor2 DESC, object_id DESC";
     case Order::duration: return "duration DESC, " + time;

@@ -110,7 +110,7 @@ std::string bad_number(const std::string& name, const std::string& value)
 {
     const std::string kind =
         is_hue(name) ? " is no whole number of degrees" : " is no number from 0 to 1";
-    const std::string text = "the value " + in_quotes(value) + " of '" + name + "'" + kind;
+    std::string text = "the value " + in_quotes(value) + " of '" + name + "'" + kind;
     if (value.find_first_not_of(" \t\r\n") == std::string::npos)
         return "'" + name + "' has no value; write " +
                (is_hue(name) ? "degrees from 0 to 360" : "a number from 0 to 1") +

@@ -437,7 +437,7 @@ std::string to_bytes(const Json& record)
     if (!record.is_object())
         throw Json_Mistake("a record must be an object");
     const bool is_damage = record.contains("bytes");
-    const std::string bytes = is_damage ? base64_in(record, "bytes") : record_bytes(record);
+    std::string bytes = is_damage ? base64_in(record, "bytes") : record_bytes(record);
     const auto told = record.find("length");
     if (told == record.end())
         return bytes;
