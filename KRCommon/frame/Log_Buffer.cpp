@@ -23,9 +23,11 @@ using kr_platform::Append_File;
 
 namespace {
 
+// Never destroyed: threads may write until the process's very end.
 Log_Disk& disk() noexcept
 {
-    static Log_Disk real;
+    alignas(Log_Disk) static unsigned char place[sizeof(Log_Disk)];
+    static Log_Disk& real = *new (place) Log_Disk;
     return log_disk.in_use(real);
 }
 

@@ -316,7 +316,7 @@ cv::Mat Decoder::picture()
     sws_scale(scaler_.get(), frame_->data, frame_->linesize, 0, frame_->height, converted_->data,
               converted_->linesize);
     cv::Mat lying(converted_->height, converted_->width, CV_8UC3, converted_->data[0],
-                        static_cast<std::size_t>(converted_->linesize[0]));
+                  static_cast<std::size_t>(converted_->linesize[0]));
     constexpr cv::RotateFlags turns[] = {cv::ROTATE_90_CLOCKWISE, cv::ROTATE_180,
                                          cv::ROTATE_90_COUNTERCLOCKWISE};
     if (quarter_turns_ == 0)

@@ -105,7 +105,7 @@ bool is_measuring(int lightness, int a, int b)
 Survey::Survey(const std::string& path)
 {
     Input input(path);
-    const Json data = Json::parse(input.rest(64 * 1024 * 1024), nullptr, false);
+    const Json data = Json::parse(input.rest(std::size_t{64} << 20), nullptr, false);
     try {
         if (data.is_discarded())
             throw Failure(input.name() + " is no survey: it is no JSON");

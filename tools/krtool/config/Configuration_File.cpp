@@ -18,11 +18,11 @@ namespace krtool {
 namespace {
 
 // A byte more than the library takes: the reader says what it thinks of that.
-constexpr std::size_t most_bytes = 16 * 1024 * 1024 + 1;
+constexpr std::size_t most_bytes = (std::size_t{16} << 20) + 1;
 
 std::string read_some(Input& input)
 {
-    constexpr std::size_t step = 64 * 1024;
+    constexpr std::size_t step = std::size_t{64} << 10;
     std::string bytes;
     for (std::size_t got = 1; got != 0 && bytes.size() < most_bytes;) {
         const std::size_t size = bytes.size();

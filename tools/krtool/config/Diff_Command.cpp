@@ -80,6 +80,7 @@ std::vector<Change> changes_between(const KR_Colors& before, const KR_Colors& af
         }
     });
     std::vector<Change> list;
+    list.reserve(changes.size());
     for (auto& [names, change] : changes)
         list.push_back(std::move(change));
     std::stable_sort(list.begin(), list.end(),
