@@ -3,8 +3,6 @@
 #include "../host/Number_Text.h"
 #include "../host/Program.h"
 
-#define STB_IMAGE_WRITE_IMPLEMENTATION
-#define STB_IMAGE_WRITE_STATIC
 #define STBI_WRITE_NO_STDIO
 #include <stb_easy_font.h>
 #include <stb_image_write.h>
@@ -24,7 +22,7 @@ struct Point {
     int y;
 };
 
-ns__RgbColor rgb(int red, int green, int blue)
+ns__RgbColor rgb(int red, int green, int blue) noexcept
 {
     ns__RgbColor color;
     color.red = static_cast<std::uint8_t>(red);
@@ -143,7 +141,8 @@ public:
 private:
     static std::size_t index(int hue, int saturation, int value)
     {
-        return static_cast<std::size_t>((saturation * steps + value) * hues + hue);
+        const int place = (saturation * steps + value) * hues + hue;
+        return static_cast<std::size_t>(place);
     }
 
     const KR_Colors& colors_;

@@ -50,7 +50,7 @@ std::size_t Input::read(void* out, std::size_t size)
 
 std::string Input::rest(std::size_t limit)
 {
-    constexpr std::size_t step = 64 * 1024;
+    constexpr std::size_t step = std::size_t{64} << 10;
     std::string text;
     for (std::size_t got = step; got == step;) {
         const std::size_t size = text.size();
