@@ -97,6 +97,7 @@ std::string hours_in_words(const Hours& hours)
 std::string sensors_in_words(const std::vector<ns__SensorId>& sensors)
 {
     std::vector<std::string> names;
+    names.reserve(sensors.size());
     for (const ns__SensorId& sensor : sensors)
         names.push_back(sensor_text(sensor));
     return "sensor " + joined(names, " or ");
