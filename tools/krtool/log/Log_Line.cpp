@@ -95,9 +95,9 @@ std::string time_text(Local_Time time, char separator)
     const std::int64_t shifted_month = (5 * of_year + 2) / 153;
     const auto day = static_cast<int>(of_year - (153 * shifted_month + 2) / 5 + 1);
     const auto month = static_cast<int>(shifted_month < 10 ? shifted_month + 3 : shifted_month - 9);
-    const auto year = static_cast<long long>(year_of_era + era * 400 + (month <= 2 ? 1 : 0));
+    const auto year = static_cast<int>(year_of_era + era * 400 + (month <= 2 ? 1 : 0));
     char text[96];
-    std::snprintf(text, sizeof text, "%04lld-%02d-%02d%c%02d:%02d:%02d.%06d", year, month, day,
+    std::snprintf(text, sizeof text, "%04d-%02d-%02d%c%02d:%02d:%02d.%06d", year, month, day,
                   separator, static_cast<int>(rest / one_hour),
                   static_cast<int>(rest / one_minute % 60),
                   static_cast<int>(rest / one_second % 60), static_cast<int>(rest % one_second));

@@ -56,7 +56,7 @@ public:
 
 private:
     static constexpr int gzip_window = 15 + 16; // the widest, gzip's header
-    static constexpr std::size_t step = 64 * 1024;
+    static constexpr std::size_t step = std::size_t{64} * 1024;
 
     template <typename Read>
     bool refill(Read read_raw)

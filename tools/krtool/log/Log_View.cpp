@@ -43,7 +43,7 @@ public:
     }
 
 private:
-    static constexpr std::size_t limit = 64 * 1024;
+    static constexpr std::size_t limit = std::size_t{64} * 1024;
 
     Output& output_;
     std::vector<char> text_;
@@ -210,8 +210,8 @@ private:
     void tell(const Shape_Counts::Count& count)
     {
         char number[24];
-        std::snprintf(number, sizeof number, "%9llu",
-                      static_cast<unsigned long long>(count.lines + count.held_back));
+        const unsigned long long lines = count.lines + count.held_back;
+        std::snprintf(number, sizeof number, "%9llu", lines);
         const char* const level = count.level == Level::unknown ? "  -" : level_text(count.level);
         Line_Head head;
         head.level = count.level;

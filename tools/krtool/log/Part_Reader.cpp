@@ -11,8 +11,8 @@ namespace krtool {
 
 namespace {
 
-constexpr std::size_t block = 256 * 1024;
-constexpr std::uint64_t near_end = 1024 * 1024;
+constexpr std::size_t block = std::size_t{256} * 1024;
+constexpr std::uint64_t near_end = std::uint64_t{1024} * 1024;
 constexpr std::size_t lines_looked_at = 16;
 
 // Calls for the lines of a text, without their ends, until it says false.
@@ -38,7 +38,7 @@ std::uint64_t feeds_of(const char* text) noexcept
     for (std::ptrdiff_t i = 0; i < feed_bits; ++i)
         are_feeds[i] = text[i] == '\n' ? 1 : 0;
     std::uint64_t bits = 0;
-    for (int i = 0; i < 8; ++i) {
+    for (std::ptrdiff_t i = 0; i < 8; ++i) {
         std::uint64_t eight = 0;
         std::memcpy(&eight, are_feeds + 8 * i, 8);
         bits |= (eight * 0x0102040810204080 >> 56) << 8 * i; // the lowest bit of each byte
@@ -331,7 +331,7 @@ void Part_Reader::extend(Local_Time limit)
 
 bool do_overlap(const std::string& first, const std::string& second)
 {
-    constexpr std::uint64_t looked_at = 16 * 1024;
+    constexpr std::uint64_t looked_at = std::uint64_t{16} * 1024;
     constexpr std::int64_t longest = 10 * one_minute;
     const auto read_from = [](const std::string& path, bool is_end) {
         Shared_File file;

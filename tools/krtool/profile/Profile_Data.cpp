@@ -46,7 +46,7 @@ bool read_number(std::string_view text, double& out)
 template <typename Look>
 void for_each_line(Input& input, Look look)
 {
-    constexpr std::size_t block = 64 * 1024;
+    constexpr std::size_t block = std::size_t{64} * 1024;
     std::string text;
     std::size_t got = block;
     while (got == block) {

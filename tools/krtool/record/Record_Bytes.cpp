@@ -23,7 +23,7 @@ public:
 
     bool next(std::string& line)
     {
-        constexpr std::size_t most = 256U * 1024 * 1024;
+        constexpr std::size_t most = std::size_t{256} * 1024 * 1024;
         line.clear();
         while (true) {
             const std::size_t end = chunk_.find('\n', begin_);
@@ -38,7 +38,7 @@ public:
                 throw Failure(input_.name() + ", line " + std::to_string(number_ + 1) +
                               " is longer than 256 MiB");
             begin_ = 0;
-            chunk_.resize(64 * 1024);
+            chunk_.resize(std::size_t{64} * 1024);
             chunk_.resize(input_.read(chunk_.data(), chunk_.size()));
             if (chunk_.empty()) {
                 number_ += line.empty() ? 0 : 1;

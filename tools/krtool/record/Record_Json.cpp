@@ -74,7 +74,9 @@ Json float_json(const unsigned char* bytes)
         double shortest = 0;
         std::from_chars(text.data(), text.data() + text.size(), shortest);
         const auto back = static_cast<float>(shortest);
-        if (std::memcmp(&back, bytes, sizeof back) == 0)
+        std::uint32_t bits = 0;
+        std::memcpy(&bits, &back, sizeof bits);
+        if (bits == number_at<std::uint32_t>(bytes))
             return shortest;
     }
     return hex_bits(number_at<std::uint32_t>(bytes));

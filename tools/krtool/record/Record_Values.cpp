@@ -249,6 +249,7 @@ std::vector<std::string> preset_names(const ns__RgbColor& rgb)
     KR_Colors::instance()->rgb_to_hsv(rgb, hsv);
     KR_Colors::instance()->get_color_presets(hsv, found, ns__QueryTolerancePreset__value_0);
     std::vector<std::string> names;
+    names.reserve(found.size());
     for (const ns__ColorPreset preset : found)
         names.push_back(name_of(preset));
     return names;

@@ -8,7 +8,7 @@ namespace krtool {
 namespace {
 
 // What is read stays in the processor's second cache until it has been looked at.
-constexpr std::size_t first_capacity = 256 * 1024;
+constexpr std::size_t first_capacity = std::size_t{256} * 1024;
 
 } // namespace
 
