@@ -567,8 +567,7 @@ typedef struct kr_c_filter {
     kr_c_int32 detector_type; /* must be the record's; 7 at first */
     kr_c_int64 from;          /* first-seen time, both ends included; 0 at first */
     kr_c_int64 to;            /* KR_C_NO_END at first */
-    kr_c_int32
-        object_class; /* 1 person, 2 vehicle, 3 object; others, 0 at first, ask for no score */
+    kr_c_int32 object_class;  /* 1 person, 2 vehicle, 3 object; others, and 0 at first: no score */
     float min_score;
     float min_duration; /* seconds */
     kr_c_int32 preset;  /* below 0, and -1 at first: no colour is asked for. 0 to 13 */
@@ -786,12 +785,12 @@ KR_C_FUNCTION(kr_c_error) kr_c_sha1_create(kr_c_owned_sha1* sha1);
 KR_C_FUNCTION(kr_c_error) kr_c_sha1_destroy(kr_c_owned_sha1* sha1);
 /* Begins a new message. */
 KR_C_FUNCTION(kr_c_error) kr_c_sha1_reset(kr_c_sha1* sha1);
-/* After the digest, and for more than 2^61 bytes, KR_C_WRONG_STATE until kr_c_sha1_reset(). */
+/* After the digest KR_C_WRONG_STATE, until kr_c_sha1_reset(). */
 KR_C_FUNCTION(kr_c_error) kr_c_sha1_feed(kr_c_sha1* sha1, const void* data, kr_c_size data_size);
 /* Feeds a file. After an error it is fed with a part: reset it. */
 KR_C_FUNCTION(kr_c_error)
 kr_c_sha1_feed_file(kr_c_sha1* sha1, const char* path, kr_c_size path_length);
-/* Ends the message. May be called again.
+/* Ends the message. May be called again. KR_C_WRONG_STATE for more than 2^61 bytes.
    digest  KR_C_SHA1_SIZE bytes, in the order of the standard */
 KR_C_FUNCTION(kr_c_error) kr_c_sha1_digest(kr_c_sha1* sha1, kr_c_uint8* digest);
 /* 40 digits in upper case.
@@ -934,8 +933,9 @@ typedef struct kr_c_parameter {
     kr_c_size value_length;
 } kr_c_parameter;
 
-/* The text of an event of a notification's message and parameters, some codes without these. Of names and
-   values each UTF-16 unit's low byte is kept, and out is no UTF-8 then: letters up to U+00FF are one byte.
+/* The text of an event: a notification's message and parameters, of which some codes have none. Of the
+   message the bytes in the system's code page are kept, of names and values each UTF-16 unit's low byte,
+   so that out need not be UTF-8.
    parameters         of these, those with a reported name
    entity_parameters  of these, all */
 KR_C_FUNCTION(kr_c_error)
@@ -944,6 +944,12 @@ kr_c_event_log_text(kr_c_event_log* event_log, kr_c_int32 code, const char* mess
                     kr_c_size parameter_count, const kr_c_parameter* entity_parameters,
                     kr_c_size entity_parameter_count, char* out, kr_c_size capacity,
                     kr_c_size* length);
+/* Writes an event with that text, byte for byte; the code is its id. */
+KR_C_FUNCTION(kr_c_error)
+kr_c_event_log_notify(kr_c_event_log* event_log, kr_c_int32 type, kr_c_int32 code,
+                      const char* message, kr_c_size message_length,
+                      const kr_c_parameter* parameters, kr_c_size parameter_count,
+                      const kr_c_parameter* entity_parameters, kr_c_size entity_parameter_count);
 
 #ifdef __cplusplus
 }
