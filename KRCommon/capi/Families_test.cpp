@@ -698,7 +698,7 @@ TEST(CEventLog, MakesTheTextOfAnEvent)
         });
     };
     EXPECT_EQ("Message = lost\nVmsName = caf\xE9\nCamera = 7\n", text(1));
-    EXPECT_EQ("lost", text(15));
+    EXPECT_EQ("Message = lost", text(15));
     const kr_c_parameter wrong{nullptr, 1, "x", 1};
     std::size_t length = 0;
     EXPECT_EQ(KR_C_NULL_ARGUMENT,
