@@ -218,9 +218,9 @@ def rgb_to_hsv_batch(pixels: Array) -> Tuple[Array, Array, Array]:
 def _planes(hue: Array, saturation: Array, value: Array) -> Tuple[Array, Array, Array]:
     _need_numpy()
     planes = (
-        numpy.ascontiguousarray(hue, numpy.int32),
-        numpy.ascontiguousarray(saturation, numpy.float32),
-        numpy.ascontiguousarray(value, numpy.float32),
+        numpy.asarray(hue, numpy.int32, order="C"),
+        numpy.asarray(saturation, numpy.float32, order="C"),
+        numpy.asarray(value, numpy.float32, order="C"),
     )
     if not planes[0].shape == planes[1].shape == planes[2].shape:
         raise ValueError("hue, saturation and value are of one shape")
@@ -305,7 +305,10 @@ def count_presets(
     region.stride, region.mask_stride = width * format.size, width
     histogram = sized(c.kr_c_preset_histogram)
     count: Callable[..., int] = library.kr_c_count_color_presets
-    with bytes_at(pixels) as (address, size), bytes_at(mask or b"") as (mask_address, mask_size):
+    given_mask = b"" if mask is None else mask
+    if width < 0 or height < 0:
+        raise ValueError(f"no picture has {width} x {height} pixels")
+    with bytes_at(pixels) as (address, size), bytes_at(given_mask) as (mask_address, mask_size):
         if size < width * height * format.size or (mask is not None and mask_size < width * height):
             raise ValueError(f"{width} x {height} pixels need more bytes")
         region.pixels = address
