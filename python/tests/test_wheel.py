@@ -67,7 +67,7 @@ class Wheel(unittest.TestCase):
             self.assertEqual((given, int(size)), (f"sha256={digest}", len(data)), name)
 
     def test_it_has_what_it_needs_and_says_for_what_it_is(self):
-        libraries = ["KRCommon.dll", "ACE.dll"] if IS_WINDOWS else ["libKRCommon.so.1"]
+        libraries = ["KRCommon.dll", "libACE.dll"] if IS_WINDOWS else ["libKRCommon.so.1"]
         for name in ("__init__.py", "_declarations.py", "py.typed", "KRCommon.xml", *libraries):
             self.assertIn(f"krcommon/{name}", self.names)
         tag = "win32" if IS_WINDOWS else "linux_x86_64"
