@@ -365,6 +365,8 @@ TEST_F(EveryFunction, RefusesSizesThatNoObjectHas)
     int tried = 0;
     each_that_can_fail([&](const std::string& name, auto function) {
         if constexpr (has_parameter<Is_Size>(decltype(function){nullptr})) {
+            if (name == "kr_c_log_set_sizes") // of files; the type is the same in 32 bits
+                return;
             for (const std::size_t size :
                  {std::size_t{PTRDIFF_MAX} + 1, std::numeric_limits<std::size_t>::max()}) {
                 Good good;

@@ -15,6 +15,7 @@
 #include <chrono>
 #include <cstdint>
 #include <cstring>
+#include <filesystem>
 #include <iostream>
 #include <limits>
 #include <string>
@@ -323,7 +324,8 @@ TEST_F(CLog, WritesLinesByLevel)
     ASSERT_EQ(KR_C_OK, kr_c_log_get_status(&status));
     EXPECT_EQ(1, status.is_good);
     EXPECT_EQ(2, status.level);
-    EXPECT_EQ(all.size(), status.file_bytes);
+    EXPECT_EQ(std::filesystem::file_size(folder_.path(*folder_.names().begin())),
+              status.file_bytes);
     EXPECT_LE(3U, status.lines);
     const std::string file = text_of([](char* out, std::size_t capacity, std::size_t* length) {
         return kr_c_log_file(out, capacity, length);
@@ -673,7 +675,7 @@ TEST(CFileVersion, IsThatOfTheResources)
         });
     };
     EXPECT_EQ("6.3.2.15", part(KR_C_FILE_VERSION));
-    EXPECT_EQ("x64_6.3.2.15.dll 6.3.2.15", part(KR_C_FILE_SUMMARY));
+    EXPECT_THAT(part(KR_C_FILE_SUMMARY), EndsWith("x64_6.3.2.15.dll 6.3.2.15"));
     std::size_t length = 0;
     EXPECT_EQ(KR_C_NOT_FOUND,
               kr_c_file_version(path.data(), path.size(), KR_C_FILE_SONAME, nullptr, 0, &length));
