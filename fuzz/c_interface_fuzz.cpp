@@ -311,6 +311,7 @@ template <typename Called>
 Function calling(const char* name, Called called)
 {
     return [name, called](Input& input) {
+        static_cast<void>(name);
         const auto result = call(input, called);
         if constexpr (std::is_same_v<std::remove_cv_t<decltype(result)>, kr_c_error>)
             require(std::strcmp(kr_c_error_text(result), "unknown error") != 0,

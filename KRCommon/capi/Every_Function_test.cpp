@@ -365,6 +365,8 @@ TEST_F(EveryFunction, RefusesSizesThatNoObjectHas)
     int tried = 0;
     each_that_can_fail([&](const std::string& name, auto function) {
         if constexpr (has_parameter<Is_Size>(decltype(function){nullptr})) {
+            if (name == "kr_c_log_set_sizes") // of files; the type is the same in 32 bits
+                return;
             for (const std::size_t size :
                  {std::size_t{PTRDIFF_MAX} + 1, std::numeric_limits<std::size_t>::max()}) {
                 Good good;
@@ -393,9 +395,10 @@ TEST_F(EveryFunction, RunsOnTwoThreadsWithTheSameHandles)
     const auto work = [&handles] {
         for (int i = 0; i < 20; ++i)
             each_that_can_fail([&](const std::string& name, auto function) {
-                if (name == "kr_c_log_close" || name == "kr_c_log_open" ||
-                    name == "kr_c_event_log_declare")
-                    return; // these are told apart below
+                // These would reach the system's event log, or put the log's folder elsewhere.
+                if (name == "kr_c_log_open" || name == "kr_c_event_log_declare" ||
+                    name == "kr_c_event_log_register")
+                    return;
                 auto good = std::make_unique<Good>();
                 handles.lend(*good);
                 const kr_c_error error = call(*good, function);

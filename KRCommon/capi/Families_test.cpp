@@ -15,6 +15,7 @@
 #include <chrono>
 #include <cstdint>
 #include <cstring>
+#include <filesystem>
 #include <iostream>
 #include <limits>
 #include <string>
@@ -99,13 +100,13 @@ TEST_F(CColors, ConvertsAndCompares)
     EXPECT_EQ(0, back.blue);
     EXPECT_EQ(20.0F, kr_c_angle_distance(350, 10));
     EXPECT_EQ(-340.0F, kr_c_angle_distance(10, 350));
-    const kr_c_hsv near{350, 0.9F, 0.9F};
+    const kr_c_hsv first{350, 0.9F, 0.9F};
     const kr_c_hsv other{10, 0.9F, 0.9F};
     const kr_c_hsv tolerance{30, 0.2F, 0.2F};
     kr_c_int32 is_similar = -1;
-    ASSERT_EQ(KR_C_OK, kr_c_is_color_similar(&near, &other, 1, &tolerance, &is_similar));
+    ASSERT_EQ(KR_C_OK, kr_c_is_color_similar(&first, &other, 1, &tolerance, &is_similar));
     EXPECT_EQ(1, is_similar);
-    ASSERT_EQ(KR_C_OK, kr_c_is_color_similar(&other, &near, 1, &tolerance, &is_similar));
+    ASSERT_EQ(KR_C_OK, kr_c_is_color_similar(&other, &first, 1, &tolerance, &is_similar));
     EXPECT_EQ(0, is_similar);
 }
 
@@ -233,7 +234,9 @@ TEST(CConfiguration, OfADocumentTellsMistakesAndRanges)
     EXPECT_EQ(document, text_of([&](char* out, std::size_t capacity, std::size_t* length) {
                   return kr_c_configuration_text(configuration, out, capacity, length);
               }));
-    EXPECT_THAT(document.substr(error.begin, error.end - error.begin), HasSubstr("dark_red"));
+    EXPECT_THAT(document.substr(static_cast<std::size_t>(error.begin),
+                                static_cast<std::size_t>(error.end - error.begin)),
+                HasSubstr("dark_red"));
     EXPECT_EQ(KR_C_NOT_FOUND, kr_c_configuration_get_error(configuration, 1, &error));
     auto range = sized<kr_c_configured_range>();
     ASSERT_EQ(KR_C_OK, kr_c_configuration_get_range(configuration, 0, &range));
@@ -321,7 +324,8 @@ TEST_F(CLog, WritesLinesByLevel)
     ASSERT_EQ(KR_C_OK, kr_c_log_get_status(&status));
     EXPECT_EQ(1, status.is_good);
     EXPECT_EQ(2, status.level);
-    EXPECT_EQ(all.size(), status.file_bytes);
+    EXPECT_EQ(std::filesystem::file_size(folder_.path(*folder_.names().begin())),
+              status.file_bytes);
     EXPECT_LE(3U, status.lines);
     const std::string file = text_of([](char* out, std::size_t capacity, std::size_t* length) {
         return kr_c_log_file(out, capacity, length);
@@ -671,7 +675,7 @@ TEST(CFileVersion, IsThatOfTheResources)
         });
     };
     EXPECT_EQ("6.3.2.15", part(KR_C_FILE_VERSION));
-    EXPECT_EQ("x64_6.3.2.15.dll 6.3.2.15", part(KR_C_FILE_SUMMARY));
+    EXPECT_THAT(part(KR_C_FILE_SUMMARY), EndsWith("x64_6.3.2.15.dll 6.3.2.15"));
     std::size_t length = 0;
     EXPECT_EQ(KR_C_NOT_FOUND,
               kr_c_file_version(path.data(), path.size(), KR_C_FILE_SONAME, nullptr, 0, &length));

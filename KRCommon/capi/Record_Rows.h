@@ -9,6 +9,7 @@
 #include <KRCommon/capi/Call.h>
 #include <KRCommon/objects/Object_View.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 
@@ -31,72 +32,117 @@ void put(Number* column, std::size_t row, Value value) noexcept
         column[row] = static_cast<Number>(value);
 }
 
-/// The fields of the fixed block, for a struct and for a row of columns alike.
-template <typename Put>
-void each_field(const KR_Object_View& view, Put put_field)
+/// Of a time in normal form with seconds of 32 bits, as instances have it.
+[[nodiscard]] inline std::int64_t instance_microseconds(const ACE_Time_Value& time) noexcept
 {
-    put_field(&kr_c_record_fields::object_id, &kr_c_record_columns::object_id, view.object_id());
-    put_field(&kr_c_record_fields::detector_type, &kr_c_record_columns::detector_type,
-              static_cast<std::int32_t>(view.detector_type()));
-    put_field(&kr_c_record_fields::first_seen_time, &kr_c_record_columns::first_seen_time,
-              to_microseconds(view.first_seen_time()));
-    put_field(&kr_c_record_fields::second_time, &kr_c_record_columns::second_time,
-              to_microseconds(view.second_time()));
-    const ns__SensorId sensor = view.sensor_id();
-    put_field(&kr_c_record_fields::sensor_word1, &kr_c_record_columns::sensor_word1, sensor.word1);
-    put_field(&kr_c_record_fields::sensor_word2, &kr_c_record_columns::sensor_word2, sensor.word2);
-    put_field(&kr_c_record_fields::word1, &kr_c_record_columns::word1, view.word1());
-    put_field(&kr_c_record_fields::word2, &kr_c_record_columns::word2, view.word2());
-    put_field(&kr_c_record_fields::statistics_word1, &kr_c_record_columns::statistics_word1,
-              view.statistics_word1());
-    put_field(&kr_c_record_fields::statistics_word2, &kr_c_record_columns::statistics_word2,
-              view.statistics_word2());
-    put_field(&kr_c_record_fields::duration, &kr_c_record_columns::duration, view.duration());
-    put_field(&kr_c_record_fields::statistics_word7, &kr_c_record_columns::statistics_word7,
-              view.statistics_word7());
-    put_field(&kr_c_record_fields::statistics_word8, &kr_c_record_columns::statistics_word8,
-              view.statistics_word8());
+    return std::int64_t{time.sec()} * 1'000'000 + time.usec();
 }
+
+template <typename... Columns>
+[[nodiscard]] bool any_of(const Columns*... columns) noexcept
+{
+    return ((columns != nullptr) || ...);
+}
+
+/// A row asks for groups of columns first: with each column by itself the questions would take more time
+/// than the row.
+struct Wanted_Fields {
+    explicit Wanted_Fields(const kr_c_record_columns& c) noexcept
+        : main(any_of(c.object_id, c.detector_type, c.first_seen_time, c.duration, c.class_scores)),
+          rest(any_of(c.second_time, c.sensor_word1, c.sensor_word2, c.word1, c.word2,
+                      c.statistics_word1, c.statistics_word2, c.statistics_word7,
+                      c.statistics_word8))
+    {
+    }
+
+    bool main;
+    bool rest;
+};
 
 inline void put_fields(const KR_Object_View& view, kr_c_record_fields& fields)
 {
-    each_field(view, [&](auto member, auto, auto value) { fields.*member = value; });
+    fields.object_id = view.object_id();
+    fields.detector_type = view.detector_type();
+    fields.first_seen_time = to_microseconds(view.first_seen_time());
+    fields.second_time = to_microseconds(view.second_time());
+    const ns__SensorId sensor = view.sensor_id();
+    fields.sensor_word1 = sensor.word1;
+    fields.sensor_word2 = sensor.word2;
+    fields.word1 = view.word1();
+    fields.word2 = view.word2();
+    fields.statistics_word1 = view.statistics_word1();
+    fields.statistics_word2 = view.statistics_word2();
+    fields.duration = view.duration();
     const auto scores = view.class_scores();
-    for (std::size_t i = 0; i < scores.size(); ++i)
-        fields.class_scores[i] = scores[i];
+    std::copy(scores.begin(), scores.end(), fields.class_scores);
+    fields.statistics_word7 = view.statistics_word7();
+    fields.statistics_word8 = view.statistics_word8();
+}
+
+inline void put_main_fields(const KR_Object_View& view, const kr_c_record_columns& columns,
+                            std::size_t row)
+{
+    put(columns.object_id, row, view.object_id());
+    put(columns.detector_type, row, view.detector_type());
+    if (columns.first_seen_time != nullptr)
+        columns.first_seen_time[row] = to_microseconds(view.first_seen_time());
+    put(columns.duration, row, view.duration());
+    if (columns.class_scores != nullptr) {
+        const auto scores = view.class_scores();
+        std::copy(scores.begin(), scores.end(), columns.class_scores + row * scores.size());
+    }
+}
+
+inline void put_other_fields(const KR_Object_View& view, const kr_c_record_columns& columns,
+                             std::size_t row)
+{
+    if (columns.second_time != nullptr)
+        columns.second_time[row] = to_microseconds(view.second_time());
+    const ns__SensorId sensor = view.sensor_id();
+    put(columns.sensor_word1, row, sensor.word1);
+    put(columns.sensor_word2, row, sensor.word2);
+    put(columns.word1, row, view.word1());
+    put(columns.word2, row, view.word2());
+    put(columns.statistics_word1, row, view.statistics_word1());
+    put(columns.statistics_word2, row, view.statistics_word2());
+    put(columns.statistics_word7, row, view.statistics_word7());
+    put(columns.statistics_word8, row, view.statistics_word8());
 }
 
 inline void put_fields(const KR_Object_View& view, const kr_c_record_columns& columns,
-                       std::size_t row)
+                       const Wanted_Fields& wanted, std::size_t row)
 {
-    each_field(view, [&](auto, auto column, auto value) { put(columns.*column, row, value); });
-    if (columns.class_scores == nullptr)
-        return;
-    const auto scores = view.class_scores();
-    for (std::size_t i = 0; i < scores.size(); ++i)
-        columns.class_scores[row * scores.size() + i] = scores[i];
+    if (wanted.main)
+        put_main_fields(view, columns, row);
+    if (wanted.rest)
+        put_other_fields(view, columns, row);
 }
 
-inline void put_instance(const KR_Instance_View& instance, const kr_c_instance_columns& columns,
-                         std::size_t row)
+/// The same of an instance's columns.
+struct Wanted_Members {
+    explicit Wanted_Members(const kr_c_instance_columns& c) noexcept
+        : box(any_of(c.min_x, c.min_y, c.max_x, c.max_y)),
+          values(any_of(c.person_value, c.vehicle_value, c.object_value, c.unknown_value)),
+          place(any_of(c.record_position, c.instance)),
+          rest(any_of(c.float1, c.float2, c.group, c.point_x, c.point_y, c.number, c.flag,
+                      c.color_count))
+    {
+    }
+
+    bool box;
+    bool values;
+    bool place;
+    bool rest;
+};
+
+inline void put_other_members(const KR_Instance_View& instance,
+                              const kr_c_instance_columns& columns, std::size_t row)
 {
-    if (columns.time != nullptr)
-        columns.time[row] = to_microseconds(instance.time());
-    put(columns.person_value, row, instance.person_value());
-    put(columns.vehicle_value, row, instance.vehicle_value());
-    put(columns.object_value, row, instance.object_value());
-    put(columns.unknown_value, row, instance.unknown_value());
-    const Geom_Box2D<float> box = instance.box();
-    put(columns.min_x, row, box.MinX);
-    put(columns.min_y, row, box.MinY);
-    put(columns.max_x, row, box.MaxX);
-    put(columns.max_y, row, box.MaxY);
     put(columns.float1, row, instance.float1());
     put(columns.float2, row, instance.float2());
     if (columns.group != nullptr) {
         const auto group = instance.group();
-        for (std::size_t i = 0; i < group.size(); ++i)
-            columns.group[row * group.size() + i] = group[i];
+        std::copy(group.begin(), group.end(), columns.group + row * group.size());
     }
     put(columns.point_x, row, instance.point_x());
     put(columns.point_y, row, instance.point_y());
@@ -105,10 +151,33 @@ inline void put_instance(const KR_Instance_View& instance, const kr_c_instance_c
     put(columns.color_count, row, instance.colors().size());
 }
 
+inline void put_instance(const KR_Instance_View& instance, const kr_c_instance_columns& columns,
+                         const Wanted_Members& wanted, std::size_t row)
+{
+    if (columns.time != nullptr)
+        columns.time[row] = instance_microseconds(instance.time());
+    if (wanted.box) {
+        const Geom_Box2D<float> box = instance.box();
+        put(columns.min_x, row, box.MinX);
+        put(columns.min_y, row, box.MinY);
+        put(columns.max_x, row, box.MaxX);
+        put(columns.max_y, row, box.MaxY);
+    }
+    if (wanted.values) {
+        put(columns.person_value, row, instance.person_value());
+        put(columns.vehicle_value, row, instance.vehicle_value());
+        put(columns.object_value, row, instance.object_value());
+        put(columns.unknown_value, row, instance.unknown_value());
+    }
+    if (wanted.rest)
+        put_other_members(instance, columns, row);
+}
+
 /// The record's instances. Stops when the room is full; false when a row is left then.
 inline bool put_instances(const KR_Object_View& view, std::uint64_t position,
                           const kr_c_instance_columns& columns, Room& room)
 {
+    const Wanted_Members wanted(columns);
     std::uint32_t index = 0;
     for (const KR_Instance_View instance : view.instances()) {
         if (room.skip > 0) {
@@ -116,9 +185,11 @@ inline bool put_instances(const KR_Object_View& view, std::uint64_t position,
         } else if (room.is_full()) {
             return false;
         } else {
-            put(columns.record_position, room.next, position);
-            put(columns.instance, room.next, index);
-            put_instance(instance, columns, room.next);
+            if (wanted.place) {
+                put(columns.record_position, room.next, position);
+                put(columns.instance, room.next, index);
+            }
+            put_instance(instance, columns, wanted, room.next);
             ++room.next;
         }
         ++index;

@@ -38,10 +38,11 @@ bool has_known_end(const KR_Record_Status& status)
            status.state == KR_Record_State::trailing_bytes;
 }
 
-// The records from a cursor on.
+// The records from a cursor on. It works on copies: for all that the compiler knows, a column could be the
+// host's own structs.
 class Walk {
 public:
-    Walk(const kr_c_records& records, kr_c_cursor& cursor)
+    Walk(const kr_c_records& records, const kr_c_cursor& cursor)
         : records_(records), bytes_(static_cast<const unsigned char*>(records.bytes)),
           cursor_(cursor)
     {
@@ -56,6 +57,11 @@ public:
         ++cursor_.record;
         cursor_.row = 0;
     }
+
+    void stay(std::uint64_t rows) { cursor_.row += rows; }
+
+    [[nodiscard]] const kr_c_cursor& cursor() const { return cursor_; }
+    [[nodiscard]] std::uint64_t row() const { return cursor_.row; }
 
     [[nodiscard]] kr_c_error error() const { return error_; }
     [[nodiscard]] std::uint64_t position() const { return cursor_.position; }
@@ -109,9 +115,9 @@ private:
                                kr_internal::fixed_block::first_seen_seconds.offset);
     }
 
-    const kr_c_records& records_;
-    const unsigned char* bytes_;
-    kr_c_cursor& cursor_;
+    const kr_c_records records_;
+    const unsigned char* const bytes_;
+    kr_c_cursor cursor_;
     std::size_t size_ = 0;
     kr_c_error error_ = KR_C_OK;
 };
@@ -130,17 +136,16 @@ kr_c_error scan(const kr_c_records* records, const kr_c_filter* filter, kr_c_cur
     if (wanted.error() != KR_C_OK)
         return wanted.error();
 
-    kr_c_cursor place = *cursor;
-    place.size = sizeof place;
-    Walk walk(*records, place);
+    const Columns target = *columns;
+    Walk walk(*records, *cursor);
     Room room{0, capacity, 0};
     while (!room.is_full() && walk.find()) {
-        const bool is_begun = place.row > 0; // and was found to match
+        const bool is_begun = walk.row() > 0; // and was found to match
         if (is_begun || wanted.takes(walk.view())) {
             const std::size_t before = room.next;
-            room.skip = static_cast<std::size_t>(place.row);
-            if (!put_rows(walk, *columns, room)) {
-                place.row += room.next - before;
+            room.skip = static_cast<std::size_t>(walk.row());
+            if (!put_rows(walk, target, room)) {
+                walk.stay(room.next - before);
                 break;
             }
             room.skip = 0;
@@ -150,24 +155,38 @@ kr_c_error scan(const kr_c_records* records, const kr_c_filter* filter, kr_c_cur
     // Rows that were written before a wrong end are not lost: the next call tells of it.
     if (walk.error() != KR_C_OK && room.next == 0)
         return walk.error();
-    *cursor = place;
+    *cursor = walk.cursor();
+    cursor->size = sizeof *cursor;
     *count = room.next;
     return KR_C_OK;
 }
 
-bool put_record(const Walk& walk, const kr_c_record_columns& columns, Room& room)
-{
-    const std::size_t row = room.next++;
-    put(columns.position, row, walk.position());
-    put(columns.length, row, walk.size());
-    if (columns.state != nullptr || columns.instances != nullptr) {
-        const KR_Record_Status status = walk.status();
-        put(columns.state, row, status.state);
-        put(columns.instances, row, status.instances);
+// Rows of records: one each.
+class Put_Record {
+public:
+    explicit Put_Record(const kr_c_record_columns& columns)
+        : wanted_(columns), wants_status_(any_of(columns.state, columns.instances))
+    {
     }
-    put_fields(walk.view(), columns, row);
-    return true;
-}
+
+    bool operator()(const Walk& walk, const kr_c_record_columns& columns, Room& room) const
+    {
+        const std::size_t row = room.next++;
+        put(columns.position, row, walk.position());
+        put(columns.length, row, walk.size());
+        if (wants_status_) {
+            const KR_Record_Status status = walk.status();
+            put(columns.state, row, status.state);
+            put(columns.instances, row, status.instances);
+        }
+        put_fields(walk.view(), columns, wanted_, row);
+        return true;
+    }
+
+private:
+    Wanted_Fields wanted_;
+    bool wants_status_;
+};
 
 } // namespace
 
@@ -175,7 +194,11 @@ kr_c_error kr_c_scan_records(const kr_c_records* records, const kr_c_filter* fil
                              kr_c_cursor* cursor, const kr_c_record_columns* columns,
                              kr_c_size capacity, kr_c_size* count)
 {
-    return run([&] { return scan(records, filter, cursor, columns, capacity, count, put_record); });
+    return run([&]() -> kr_c_error {
+        if (const kr_c_error error = check_struct(columns))
+            return error;
+        return scan(records, filter, cursor, columns, capacity, count, Put_Record(*columns));
+    });
 }
 
 kr_c_error kr_c_scan_instances(const kr_c_records* records, const kr_c_filter* filter,

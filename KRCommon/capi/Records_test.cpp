@@ -323,7 +323,8 @@ TEST(CScan, FindsWhatTheLibrarysScanFinds)
 TEST(CScan, EndsBeforeDamageAndTellsWhere)
 {
     Store store(4);
-    store.bytes[store.ends[2] + 132 + 4 + 57] = 200; // a colour count below zero in the fourth
+    store.bytes[static_cast<std::size_t>(store.ends[2]) + 132 + 4 + 57] =
+        200; // a colour count below zero in the fourth
     kr_c_cursor end{};
     EXPECT_THAT(ids(store, nullptr, 10, &end), ElementsAre(0, 1, 2));
     EXPECT_EQ(KR_C_RECORD_BAD_COLOR_COUNT, end.state);
