@@ -9,8 +9,13 @@ LIBRARY_PACKAGES=(g++ cmake ninja-build libace-dev)
 WINDOWS_LIBRARY_PACKAGES=(g++-mingw-w64-i686-posix make perl xz-utils bzip2)
 
 # The tests. The googletest package brings the sources that every preset compiles with its own flags.
-# xmllint and expat give a second opinion on XML; Python runs one on object records.
-TEST_PACKAGES=(googletest pkg-config libxml2-utils libexpat1-dev python3)
+# xmllint and expat give a second opinion on XML; Python runs one on object records, and the tests of its
+# package, with arrays and a plot.
+TEST_PACKAGES=(googletest pkg-config libxml2-utils libexpat1-dev python3 python3-numpy
+               python3-matplotlib)
+
+# What makes the wheels of the Python package.
+WHEEL_PACKAGES=(python3)
 
 # 32-bit Wine, which runs them on Windows.
 WINE_PACKAGES=(wine wine32:i386)

@@ -12,6 +12,7 @@
 #   fuzz              clang with libFuzzer
 #   coverage          gcovr, and the tests
 #   checks            clang-format, clang-tidy, shellcheck
+#   wheels            Python, which makes wheels of what the library parts build
 #   demo              the recording that the demo analyses
 #
 # Root (or sudo) is needed only for packages that are missing. What is built here lies in a
@@ -121,6 +122,7 @@ packages_of() {
     fuzz) list=("${LIBRARY_PACKAGES[@]}" "${FUZZ_PACKAGES[@]}") ;;
     coverage) list=("${LIBRARY_PACKAGES[@]}" "${TEST_PACKAGES[@]}" "${COVERAGE_PACKAGES[@]}") ;;
     checks) list=("${CHECK_PACKAGES[@]}") ;;
+    wheels) list=("${WHEEL_PACKAGES[@]}") ;;
     demo) return 0 ;;
     *)
         echo "setup: unknown part '$1'; the beginning of $0 lists them" >&2
