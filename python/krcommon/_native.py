@@ -10,7 +10,44 @@ from . import _declarations as c
 from . import _loading
 from .errors import ArgumentError, error_of
 
-library = _loading.load()
+
+class _Whole:
+    """A parameter's type that refuses numbers which ctypes alone would cut to its bits. What it raises
+    comes as ctypes.ArgumentError."""
+
+    def __init__(self, ctype: Any) -> None:
+        self._ctype = ctype
+
+    def from_param(self, value: Any) -> Any:
+        """What ctypes asks for each argument."""
+        number = self._ctype(value)
+        if number.value != value:
+            bits = 8 * ctypes.sizeof(self._ctype)
+            raise OverflowError(f"{value} does not fit into {bits} bits")
+        return number
+
+
+_WHOLE = {
+    ctype: _Whole(ctype)
+    for ctype in (
+        ctypes.c_int32,
+        ctypes.c_uint32,
+        ctypes.c_int64,
+        ctypes.c_uint64,
+        ctypes.c_size_t,
+        ctypes.c_ssize_t,
+    )
+}
+
+
+def _load() -> ctypes.CDLL:
+    loaded = _loading.load()
+    for name, _, parameters in c.FUNCTIONS:
+        getattr(loaded, name).argtypes = [_WHOLE.get(p, p) for p in parameters]
+    return loaded
+
+
+library = _load()
 
 # Whatever shows its bytes: bytes, bytearray, memoryview, mmap, array.array, NumPy arrays.
 Buffer = Any
@@ -31,6 +68,15 @@ def sized(struct: Type[_Struct]) -> _Struct:
     value = struct()
     setattr(value, "size", ctypes.sizeof(struct))
     return value
+
+
+def fill(struct: _Struct, **values: Any) -> _Struct:
+    """Sets members. OverflowError for whole numbers that they have no room for."""
+    for name, value in values.items():
+        setattr(struct, name, value)
+        if isinstance(value, int) and getattr(struct, name) != value:
+            raise OverflowError(f"{name} has no room for {value}")
+    return struct
 
 
 def utf8(text: Text) -> bytes:
@@ -124,15 +170,17 @@ class Handle:
     """Owns something of the library's until close(), the end of a with, or its own end."""
 
     _destroy: Callable[..., int]
+    _handle = ctypes.c_void_p()  # null, as one has that was closed
 
     def __init__(self, make: Callable[..., int], *arguments: Any) -> None:
-        self._handle = ctypes.c_void_p()
-        check(make(*arguments, ctypes.byref(self._handle)))
+        handle = ctypes.c_void_p()
+        check(make(*arguments, ctypes.byref(handle)))
+        self._handle = handle
 
     def close(self) -> None:
         """Gives it back; what is used afterwards is refused (ArgumentError). May be called again."""
-        # One call takes it: of two threads the other finds none.
-        handle, self._handle = self._handle, ctypes.c_void_p()
+        # Of two threads one takes it, the other finds none.
+        handle = self.__dict__.pop("_handle", None)
         if handle:
             check(type(self)._destroy(ctypes.byref(handle)))
 
@@ -143,5 +191,4 @@ class Handle:
         self.close()
 
     def __del__(self) -> None:
-        if getattr(self, "_handle", None):
-            self.close()
+        self.close()

@@ -14,7 +14,7 @@ import enum
 from typing import Any, Callable, FrozenSet, List, NamedTuple, Optional, Tuple
 
 from . import _declarations as c
-from ._native import Buffer, Handle, Text, bytes_at, check, get_number, library, sized, utf8
+from ._native import Buffer, Handle, Text, bytes_at, check, fill, get_number, library, sized, utf8
 from .enums import Preset
 from .errors import ArgumentError
 
@@ -112,6 +112,10 @@ def _rgb(color: Tuple[int, int, int]) -> c.kr_c_rgb:
     return c.kr_c_rgb(*color)
 
 
+def _hsv(color: Tuple[int, float, float]) -> c.kr_c_hsv:
+    return fill(c.kr_c_hsv(), **HSV(*color)._asdict())
+
+
 def rgb_to_hsv(color: Tuple[int, int, int]) -> HSV:
     """Hues are truncated to degrees."""
     hsv = c.kr_c_hsv()
@@ -122,7 +126,7 @@ def rgb_to_hsv(color: Tuple[int, int, int]) -> HSV:
 def hsv_to_rgb(color: Tuple[int, float, float]) -> RGB:
     """Components are truncated to whole numbers. Numbers outside of their ranges are calculated with."""
     rgb = c.kr_c_rgb()
-    check(library.kr_c_hsv_to_rgb(ctypes.byref(c.kr_c_hsv(*color)), ctypes.byref(rgb)))
+    check(library.kr_c_hsv_to_rgb(ctypes.byref(_hsv(color)), ctypes.byref(rgb)))
     return RGB(rgb.red, rgb.green, rgb.blue)
 
 
@@ -138,7 +142,7 @@ def is_similar(
     use_hue: bool = True,
 ) -> bool:
     """Whether b is like a; not symmetric."""
-    colors = [ctypes.byref(c.kr_c_hsv(*color)) for color in (a, b, tolerance)]
+    colors = [ctypes.byref(_hsv(color)) for color in (a, b, tolerance)]
     return bool(
         get_number(
             ctypes.c_int32, library.kr_c_is_color_similar, colors[0], colors[1], use_hue, colors[2]
@@ -154,7 +158,7 @@ def presets(
         ctypes.c_uint32,
         library.kr_c_color_presets,
         native_classifier(classifier),
-        ctypes.byref(c.kr_c_hsv(*color)),
+        ctypes.byref(_hsv(color)),
     )
     return presets_of_mask(mask)
 
@@ -301,15 +305,15 @@ def count_presets(
     mask    a byte for each pixel, not 0 if it counts; None: all do
     """
     region = sized(c.kr_c_color_region)
-    region.format, region.width, region.height = PixelFormat(format), width, height
-    region.stride, region.mask_stride = width * format.size, width
+    fill(region, format=PixelFormat(format), width=width, height=height)
+    fill(region, stride=width * PixelFormat(format).size, mask_stride=width)
     histogram = sized(c.kr_c_preset_histogram)
     count: Callable[..., int] = library.kr_c_count_color_presets
     given_mask = b"" if mask is None else mask
     if width < 0 or height < 0:
         raise ValueError(f"no picture has {width} x {height} pixels")
     with bytes_at(pixels) as (address, size), bytes_at(given_mask) as (mask_address, mask_size):
-        if size < width * height * format.size or (mask is not None and mask_size < width * height):
+        if size < width * height * PixelFormat(format).size or (mask is not None and mask_size < width * height):
             raise ValueError(f"{width} x {height} pixels need more bytes")
         region.pixels = address
         region.mask = mask_address if mask is not None else None

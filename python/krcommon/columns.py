@@ -33,7 +33,7 @@ from typing import (
 )
 
 from . import _declarations as c
-from ._native import Buffer, bytes_at, check, library, sized
+from ._native import Buffer, bytes_at, check, fill, library, sized
 from .enums import NO_END, Preset, State
 from .errors import InternalError
 
@@ -128,15 +128,18 @@ class Filter:
     def native(self) -> c.kr_c_filter:
         """As the C interface has it. It refers to the classifier, which must stay open."""
         result = sized(c.kr_c_filter)
-        setattr(result, "detector_type", self.detector_type)
-        setattr(result, "from", self.from_time)  # a word of Python's
-        result.to = self.to_time
-        result.object_class = self.object_class
-        result.min_score = self.min_score
-        result.min_duration = self.min_duration
-        result.preset = -1 if self.preset is None else self.preset
-        result.min_percent = self.min_percent
-        result.colors = None if self.classifier is None else self.classifier.native()
+        fill(
+            result,
+            detector_type=self.detector_type,
+            to=self.to_time,
+            object_class=self.object_class,
+            min_score=self.min_score,
+            min_duration=self.min_duration,
+            preset=-1 if self.preset is None else self.preset,
+            min_percent=self.min_percent,
+            colors=None if self.classifier is None else self.classifier.native(),
+        )
+        fill(result, **{"from": self.from_time})  # a word of Python's
         return result
 
 

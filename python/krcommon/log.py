@@ -19,8 +19,8 @@ import threading
 from typing import NamedTuple, Optional, Tuple
 
 from . import _declarations as c
-from ._native import Handle, Text, check, get_number, get_text, library, sized, utf8
-from .errors import ArgumentError
+from ._native import Handle, Text, check, fill, get_number, get_text, library, sized, utf8
+from .errors import ArgumentError, InUseError
 
 __all__ = [
     "Flag",
@@ -91,8 +91,8 @@ class Log(Handle):
             atexit.register(self.close)
 
     def _look_after(self) -> None:
-        # The log may be closed before this is there.
-        with contextlib.suppress(ArgumentError):
+        # The log may be closed before this is there, or the host may be.
+        with contextlib.suppress(ArgumentError, InUseError):
             self.run()
 
     def run(self, seconds: Optional[float] = None) -> None:
@@ -206,8 +206,7 @@ class Options(NamedTuple):
 
 def set_options(value: Options) -> None:
     """Flags that the library does not know are refused."""
-    native = sized(c.kr_c_log_options)
-    native.flags, native.early_bytes, native.ring_lines = value
+    native = fill(sized(c.kr_c_log_options), **value._asdict())
     check(library.kr_c_log_set_options(ctypes.byref(native)))
 
 

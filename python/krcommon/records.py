@@ -17,7 +17,7 @@ import dataclasses
 from typing import Any, Callable, List, NamedTuple, Optional, Sequence, Tuple
 
 from . import _declarations as c
-from ._native import Buffer, Handle, bytes_at, check as _check, get_bytes, get_number, library, sized
+from ._native import Buffer, Handle, bytes_at, check as _check, fill, get_bytes, get_number, library, sized
 from .colors import Classifier, native_classifier
 from .columns import Filter, make_array, native_filter, point_to
 from .enums import State
@@ -277,7 +277,7 @@ class _Builder(Handle):
             value = getattr(record, name)
             if name == "class_scores":
                 value = (ctypes.c_float * 3)(*_numbers(name, value))
-            setattr(fields, name, value)
+            fill(fields, **{name: value})
         _check(library.kr_c_record_set_fields(self._handle, ctypes.byref(fields)))
         self._add_instances(record.instances)
         for index, instance in enumerate(record.instances):

@@ -8,7 +8,7 @@ import enum
 from typing import NamedTuple, Tuple
 
 from . import _declarations as c
-from ._native import Text, check, get_text, library, utf8
+from ._native import Text, check, fill, get_text, library, utf8
 
 __all__ = [
     "Date",
@@ -73,7 +73,7 @@ def date_of(time: int) -> Date:
 def from_date(date: Date) -> int:
     """Fields beyond their ranges are carried, the microsecond apart. From 1970 to the year 3000."""
     time = ctypes.c_int64()
-    check(library.kr_c_time_from_date(ctypes.byref(c.kr_c_date(*date)), ctypes.byref(time)))
+    check(library.kr_c_time_from_date(ctypes.byref(fill(c.kr_c_date(), **date._asdict())), ctypes.byref(time)))
     return time.value
 
 

@@ -33,6 +33,8 @@ class Singles(unittest.TestCase):
             colors.rgb_to_hsv((256, 0, 0))
         with self.assertRaises(ValueError):
             colors.rgb_to_hsv((-1, 0, 0))
+        with self.assertRaises(OverflowError):
+            colors.hsv_to_rgb((2**32, 1.0, 1.0))
 
     def test_angles_and_likeness_are_not_symmetric(self):
         self.assertEqual(colors.angle_distance(350, 10), 20)

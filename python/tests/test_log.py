@@ -17,7 +17,7 @@ class Log(unittest.TestCase):
 
     def run_host(self, code):
         """Runs a host in the folder and gives the lines of its log, without their times."""
-        host = "import threading, time\nfrom krcommon import errors, log\n" + textwrap.dedent(code)
+        host = "import ctypes, threading, time\nfrom krcommon import errors, log\n" + textwrap.dedent(code)
         done = subprocess.run(
             [sys.executable, "-B", "-c", host],
             cwd=self.folder, capture_output=True, text=True, errors="backslashreplace", timeout=60,
@@ -149,6 +149,13 @@ class Log(unittest.TestCase):
                 except errors.ArgumentError:
                     continue
                 raise SystemExit("not refused")
+            for call in (lambda: log.set_sizes(2**32, 5), lambda: log.set_level(-1),
+                         lambda: log.set_options(log.Options(ring_lines=2**32))):
+                try:
+                    call()
+                except (ctypes.ArgumentError, OverflowError):
+                    continue
+                raise SystemExit("cut to its bits")
             assert log.last_error() == ""
             """
         )

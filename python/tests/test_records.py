@@ -1,5 +1,6 @@
 """Records as objects and as columns, beside the independent reader and writer."""
 
+import ctypes
 import dataclasses
 import math
 import random
@@ -212,8 +213,17 @@ class Objects(unittest.TestCase):
             Record(instances=[Instance(colors=[Color()] * 128)]).encode()
         with self.assertRaises(ArgumentError):
             Record().encode(limit=3)
+        for wrong in (
+            Record(instances=[Instance(colors=[Color(red=256)])]), Record(object_id=2**64),
+            Record(object_id=-1), Record(duration=2**32), Record(first_seen_time=2**63),
+            Record(instances=[Instance(time=2**63)]), Record(word1=-(2**31) - 1),
+        ):  # fmt: skip
+            with self.assertRaises(OverflowError):
+                wrong.encode()
+        with self.assertRaises(ctypes.ArgumentError):
+            Record().encode(limit=2**32 + 4)
         with self.assertRaises(OverflowError):
-            Record(instances=[Instance(colors=[Color(red=256)])]).encode()
+            records.matches(b"", Filter(from_time=-(2**63) - 1))
 
     def test_127_colours_are_not_too_many(self):
         record = Record(instances=[Instance(colors=[Color(n, n, n) for n in range(127)])])

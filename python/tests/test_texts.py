@@ -1,5 +1,6 @@
 """Time, GUID, Base64, SHA-1, string encryption, the library itself, and errors."""
 
+import ctypes
 import datetime
 import hashlib
 import pathlib
@@ -87,6 +88,12 @@ class Times(unittest.TestCase):
             times.iso8601(0, Fraction.NONE, 24 * 60)
         with self.assertRaises(ArgumentError):
             times.from_date(Date(1969, 1, 1))
+        for call in (
+            lambda: times.text(2**64), lambda: times.duration_text(-(2**63) - 1),
+            lambda: times.date_of(2**63), lambda: times.from_date(Date(2**32 + 2024, 1, 1)),
+        ):  # fmt: skip
+            with self.assertRaises((ctypes.ArgumentError, OverflowError)):
+                call()
 
 
 class Guids(unittest.TestCase):
@@ -184,6 +191,11 @@ class Sha(unittest.TestCase):
         in_threads(4, work)
         self.assertGreater(sum(fed), 0)
         self.assertEqual(sha1.digest(), hashlib.sha1(piece * sum(fed)).digest())
+
+    def test_of_threads_that_close_it_one_does(self):
+        for _ in range(200):
+            sha1 = Sha1()
+            in_threads(3, lambda _: sha1.close())
 
     def test_closing_under_another_thread_s_hand_harms_nobody(self):
         for _ in range(50):
