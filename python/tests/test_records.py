@@ -3,6 +3,7 @@
 import ctypes
 import dataclasses
 import math
+import os
 import random
 import struct
 import unittest
@@ -18,7 +19,7 @@ except ImportError:
     numpy = None
 
 ORACLE = oracle()
-COUNT = 10000
+COUNT = int(os.environ.get("KR_TEST_RECORDS", 10000))
 LAST = 2**63 - 1
 
 
@@ -372,7 +373,14 @@ class Columns(unittest.TestCase):
             self.assertEqual(empty.instances().rows, 0)
             self.assertEqual(empty.colors().rows, 0)
             self.assertEqual(list(empty), [])
-        self.assertEqual(Records(b"x" * 10, []).records().rows, 0)
+        self.assertEqual(Records(Record().encode(), []).records().rows, 0)
+
+    def test_records_that_are_as_small_as_they_can_be_have_room(self):
+        self.assertEqual(Records(Record().encode() * 1000).records().rows, 1000)
+        bare = Record(instances=[Instance()] * 1000).encode()
+        self.assertEqual(Records(bare).instances().rows, 1000)
+        full = Record(instances=[Instance(colors=[Color()] * 127)] * 100).encode()
+        self.assertEqual(Records(full).colors().rows, 12700)
 
     def test_a_record_of_no_bytes_has_a_row(self):
         table = Records.join([b"", Record(object_id=3).encode(), b""]).records()
