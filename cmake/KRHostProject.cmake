@@ -15,7 +15,9 @@ function(kr_host_project name source)
   endif()
 
   set(options -DCMAKE_BUILD_TYPE=${CMAKE_BUILD_TYPE} -DCMAKE_PREFIX_PATH=${stage}
-      -DCMAKE_EXPORT_COMPILE_COMMANDS=ON ${arg_OPTIONS})
+      -DCMAKE_EXPORT_COMPILE_COMMANDS=ON ${arg_OPTIONS}
+      # functions and lines alone: a quarter less to compile
+      "-DCMAKE_CXX_FLAGS_RELWITHDEBINFO=-O2 -g1 -DNDEBUG" "-DCMAKE_CXX_FLAGS_DEBUG=-g1")
   if(KR_SANITIZE)
     set(flags "-fsanitize=${KR_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all")
   elseif(KR_COVERAGE)
