@@ -62,8 +62,12 @@ function(kr_test name)
     target_compile_options(${name} PRIVATE -fpch-preprocess)
     target_precompile_headers(${name} REUSE_FROM ${headers})
   endif()
+  set(timeout 120)
+  if(KR_SANITIZE)
+    set(timeout 300)
+  endif()
   gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST TEST_FILTER "-*_Slow.*"
-                       PROPERTIES TIMEOUT 120)
+                       PROPERTIES TIMEOUT ${timeout})
   gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST TEST_FILTER "*_Slow.*"
                        PROPERTIES TIMEOUT 300 LABELS slow COST 1000)
 endfunction()
