@@ -15,6 +15,9 @@ TEST_PACKAGES=(googletest pkg-config libxml2-utils libexpat1-dev python3)
 # 32-bit Wine, which runs them on Windows.
 WINE_PACKAGES=(wine wine32:i386)
 
+# Another compiler for Windows, its linker and what makes import libraries: a host in C is made with them.
+C_HOST_PACKAGES=(clang-14 lld-14 llvm-14)
+
 # What the hosts in examples/video_search use: video and vision, the store, command line and page.
 EXAMPLE_PACKAGES=(libopencv-objdetect-dev libopencv-video-dev libopencv-imgcodecs-dev
                   libavformat-dev libavcodec-dev libavutil-dev libswscale-dev

@@ -110,7 +110,7 @@ packages_of() {
     linux) list=("${linux[@]}") ;;
     windows)
         list=("${linux[@]}" "${WINDOWS_LIBRARY_PACKAGES[@]}" "${WINE_PACKAGES[@]}"
-              "${WINDOWS_EXAMPLE_PACKAGES[@]}" "${WINDOWS_TOOL_PACKAGES[@]}")
+              "${WINDOWS_EXAMPLE_PACKAGES[@]}" "${WINDOWS_TOOL_PACKAGES[@]}" "${C_HOST_PACKAGES[@]}")
         ;;
     windows-bench)
         list=("${LIBRARY_PACKAGES[@]}" "${WINDOWS_LIBRARY_PACKAGES[@]}" "${WINE_PACKAGES[@]}")

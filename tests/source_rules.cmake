@@ -21,7 +21,8 @@ foreach(file ${files})
   # The operating system's differences live in platform/ alone.
   if(NOT file MATCHES "^(KRCommon|tools/krtool)/platform/(windows|linux)/" AND
      NOT file STREQUAL "KRCommon/platform/Minidump_Type.h" AND
-     NOT file STREQUAL "KRCommon/KRCommon_Export.h")
+     NOT file STREQUAL "KRCommon/KRCommon_Export.h" AND
+     NOT file STREQUAL "KRCommon/capi/krcommon_c.h") # stands alone, with the calling convention in it
     if(text MATCHES "_WIN32|__MINGW32__|__linux__|ACE_WIN32|<windows\\.h>|<unistd\\.h>")
       string(APPEND failures "${file}: ${CMAKE_MATCH_0} belongs into platform/\n")
     endif()
@@ -50,6 +51,11 @@ foreach(file ${files})
   if(file MATCHES "^KRCommon/kernels/" AND NOT file MATCHES "_bench\\.cpp$" AND
      text_without_own_includes MATCHES "#include <KRCommon/")
     string(APPEND failures "${file}: kernels/ includes nothing of the library but platform/ and text/\n")
+  endif()
+  # capi/ is for hosts: nothing of the library calls it.
+  if(file MATCHES "^KRCommon/" AND NOT file MATCHES "^KRCommon/capi/" AND
+     text MATCHES "#include <KRCommon/capi/")
+    string(APPEND failures "${file}: capi/ is above all of the library\n")
   endif()
   if(file MATCHES "\\.h$" AND NOT text MATCHES "^#pragma once\n")
     string(APPEND failures "${file}: a header begins with #pragma once\n")
