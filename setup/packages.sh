@@ -20,6 +20,9 @@ EXAMPLE_PACKAGES=(libopencv-objdetect-dev libopencv-video-dev libopencv-imgcodec
                   libavformat-dev libavcodec-dev libavutil-dev libswscale-dev
                   libsqlite3-dev libsqlitecpp-dev libcli11-dev libkainjow-mustache-dev)
 
+# The browser in which the page of kr_serve is tested, and what drives it.
+PAGE_TEST_PACKAGES=(chromium chromium-driver python3-selenium)
+
 # Tcl makes SQLite's one-file form, which is compiled for Windows.
 WINDOWS_EXAMPLE_PACKAGES=(tcl)
 

@@ -51,8 +51,8 @@ export const address_of = {
   density: (query, from, to, buckets) => {
     const all = new URLSearchParams(query);
     all.delete("sort");
-    if (from) all.set("from", from);
-    if (to) all.set("to", to);
+    all.set("from", from ?? all.get("from") ?? "1970-01-01T00:00:00.000000Z"); // it wants both
+    all.set("to", to ?? all.get("to") ?? "2999-12-31T23:59:59.000000Z");
     all.set("buckets", buckets);
     return `/api/density?${all}`;
   },

@@ -15,7 +15,7 @@ export function make(name, attributes = {}, ...children) {
     else if (value === true) element.setAttribute(key, "");
     else if (value !== false && value !== null && value !== undefined) element.setAttribute(key, value);
   }
-  element.append(...children.flat().filter((child) => child !== null && child !== undefined));
+  element.append(...children.flat(Infinity).filter((child) => child !== null && child !== undefined));
   return element;
 }
 

@@ -103,6 +103,7 @@ function listen() {
   for (const name of ["min", "max"]) {
     const soon = later(500, () => change_duration(`${name}-duration`, `${name}_duration`));
     by_id(`${name}-duration`).addEventListener("input", soon);
+    by_id(`${name}-duration`).addEventListener("change", soon);
   }
   by_id("hour-from").addEventListener("change", change_hours);
   by_id("hour-to").addEventListener("change", change_hours);

@@ -6,6 +6,7 @@ import {address_of} from "./api.js";
 const pause = 1500; // milliseconds, however many objects come
 
 export function start(refresh) {
+  let source = null;
   let timer = 0;
   const soon = () => {
     if (timer) return;
@@ -16,6 +17,27 @@ export function start(refresh) {
       timer = 0;
     }, pause);
   };
-  const source = new EventSource(address_of.events());
-  source.addEventListener("object", soon);
+  const listen = () => {
+    source?.close();
+    source = new EventSource(address_of.events());
+    source.addEventListener("object", soon);
+  };
+  const rest = () => {
+    source?.close();
+    source = null;
+  };
+  // Browsers have few connections for a service: a page that nobody sees, in another tab or kept for
+  // "back", would keep one of them. What it has missed is counted when it is seen again.
+  const follow = () => {
+    if (document.visibilityState === "hidden") {
+      rest();
+    } else if (!source) {
+      listen();
+      soon();
+    }
+  };
+  document.addEventListener("visibilitychange", follow);
+  addEventListener("pagehide", rest);
+  addEventListener("pageshow", follow);
+  listen();
 }

@@ -162,10 +162,12 @@ function scene(object) {
   const recording = recordings.get(object.run);
   if (!recording?.width) return null;
   const {width, height, run} = recording;
-  return make("span", {class: "card-scene"},
+  const pane = make("span", {class: "card-scene"},
     make("img", {src: address_of.still(run), alt: "", width, height, loading: "lazy", decoding: "async"}),
-    make("svg", {viewBox: `0 0 ${width} ${height}`, "aria-hidden": "true", focusable: "false"},
+    make("svg", {viewBox: `0 0 ${width} ${height}`, preserveAspectRatio: "xMidYMid slice", "aria-hidden": "true", focusable: "false"},
       path_marks(object.path, width / 320)));
+  pane.style.setProperty("--ratio", `${width} / ${Math.max(height, width * 0.7)}`); // upright ones are cut
+  return pane;
 }
 
 function time_text(object) {
@@ -179,7 +181,8 @@ function spoken(object) {
 
 function card(object) {
   const key = key_of(object);
-  const picture = make("img", {src: object.thumbnail, alt: "", loading: "lazy", decoding: "async"});
+  const picture = make("img", {src: object.thumbnail ?? null, class: object.thumbnail ? null : "none", alt: "", loading: "lazy", decoding: "async"});
+  picture.addEventListener("load", () => picture.classList.toggle("wide", picture.naturalWidth > picture.naturalHeight));
   picture.addEventListener("error", () => picture.classList.add("none"));
   const link = make("a", {class: `card ${object.class}`, href: `#object=${key}`, "data-key": key, "aria-label": spoken(object)},
     make("span", {class: "card-pictures"}, make("span", {class: "thumb"}, picture), scene(object)),

@@ -81,7 +81,7 @@ async function load() {
   request?.abort();
   request = new AbortController();
   const {from, to} = view;
-  const buckets = clamp(Math.floor(width() / 7), 20, 240);
+  const buckets = clamp(Math.floor(width() / 9), 20, 200);
   const ask = (query) => fetch_json(address_of.density(query, iso(from), iso(to), buckets), request.signal);
   const filter = state.query_of(state.current(), ["from", "to", "sort"]);
   try {

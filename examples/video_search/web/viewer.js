@@ -134,6 +134,7 @@ function nearest(text) {
 function fetch_frame(i) {
   if (frames.has(i)) return frames.get(i);
   const image = new Image();
+  image.fetchPriority = "high"; // before the pictures of the list
   image.src = address_of.frame(key_of(object), object.instances[i].time);
   const promise = image.decode().then(() => image).catch(() => null);
   frames.set(i, promise);
