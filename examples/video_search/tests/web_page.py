@@ -36,7 +36,8 @@ programs = None
 
 try:
     from selenium import webdriver
-    from selenium.common.exceptions import StaleElementReferenceException, WebDriverException
+    from selenium.common.exceptions import (NoSuchElementException, StaleElementReferenceException,
+                                            WebDriverException)
     from selenium.webdriver.chrome.service import Service
     from selenium.webdriver.common.action_chains import ActionChains
     from selenium.webdriver.common.by import By
@@ -178,7 +179,7 @@ class Page(unittest.TestCase):
                 value = condition()
                 if value:
                     return value
-            except StaleElementReferenceException:
+            except (NoSuchElementException, StaleElementReferenceException):
                 pass
             time.sleep(0.05)
         self.fail(f"{message}; address {self.driver.current_url}")
