@@ -17,6 +17,7 @@ namespace {
 // What a thread is busy with.
 struct Exchange {
     Client_Stream* stream = nullptr;
+    bool is_request = false; // what came could be read as one
     bool has_unread_body = false;
 };
 
@@ -147,7 +148,7 @@ void Http_Server::serve_connection(socket_t socket)
     Client_Stream stream(socket, limits_, place);
     bool goes_on = true;
     for (std::size_t k = 1; goes_on && !is_stopping_ && stream.await_request(); ++k) {
-        exchange = {&stream, false};
+        exchange = {&stream, false, false};
         goes_on = serve_request(stream, k == limits_.requests_per_connection);
         exchange = {};
     }
@@ -165,9 +166,10 @@ bool Http_Server::serve_request(Client_Stream& stream, bool is_last)
                                                "the request is too large");
         stream.write(text.data(), text.size());
     }
-    if (stream.is_refused() || exchange.has_unread_body)
+    const bool is_whole = exchange.is_request && !exchange.has_unread_body && !stream.is_refused();
+    if (!is_whole)
         stream.drain();
-    return is_done && !is_closed && !is_last && !stream.is_refused() && !exchange.has_unread_body;
+    return is_done && !is_closed && !is_last && is_whole;
 }
 
 // Ranges of ranges and compressed answers cost more than they are worth here.
@@ -178,8 +180,10 @@ void Http_Server::prepare(httplib::Request& request, Client_Stream& stream) cons
     request.headers.erase("Accept-Encoding");
     const bool is_soap = request.method == "POST" && request.path == soap_path_;
     const std::string length = request.get_header_value("Content-Length");
-    exchange.has_unread_body =
-        request.has_header("Transfer-Encoding") || !(length.empty() || length == "0");
+    exchange.is_request = true;
+    exchange.has_unread_body = request.method == "POST" ||
+                               request.has_header("Transfer-Encoding") ||
+                               !(length.empty() || length == "0");
     if (is_soap)
         stream.allow(limits_.body_bytes);
 }

@@ -402,3 +402,20 @@ TEST(Access, KnowsLoopback)
     EXPECT_TRUE(is_loopback("127.0.0.1") && is_loopback("::1") && is_loopback("localhost"));
     EXPECT_FALSE(is_loopback("0.0.0.0") || is_loopback("::") || is_loopback("192.168.0.1"));
 }
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
+
+// The fuzz target on its corpus, and on each beginning of what is there.
+TEST(ServeFuzz, ReadsItsCorpus)
+{
+    int files = 0;
+    for (const auto& file : std::filesystem::directory_iterator(VIDEO_SEARCH_TEST_CORPUS)) {
+        const std::string text = text_of(file.path().string());
+        for (std::size_t size = 0; size <= text.size(); ++size)
+            EXPECT_EQ(
+                LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t*>(text.data()), size),
+                0);
+        ++files;
+    }
+    EXPECT_GE(files, 8);
+}

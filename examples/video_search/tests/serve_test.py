@@ -8,7 +8,6 @@ Either COMMAND may begin with an emulator.
 """
 
 import argparse
-import base64
 import http.client
 import json
 import os
@@ -18,10 +17,10 @@ import shutil
 import signal
 import socket
 import sqlite3
+import struct
 import subprocess
 import sys
 import tempfile
-import threading
 import time
 import unittest
 import urllib.parse
@@ -135,8 +134,8 @@ def iso(text):
     return f"{day.replace('/', '-')}T{seconds}.{fraction:0<6}Z"
 
 
-class Results(Served):
-    """What kr_search finds, by other ways."""
+class Searched(Served):
+    """Compares with what kr_search finds."""
 
     def searched(self, criteria):
         """The hits of kr_search."""
@@ -148,6 +147,10 @@ class Results(Served):
                               capture_output=True, text=True)
         self.assertEqual((0, ""), (done.returncode, done.stderr), options)
         return json.loads(found.read_text())
+
+
+class Results(Searched):
+    """What kr_search finds, by other ways."""
 
     def test_by_json_are_those_of_kr_search_field_by_field(self):
         found = 0
@@ -229,6 +232,15 @@ class Results(Served):
             self.assertEqual(("s:Client", message), (raised.exception.code, raised.exception.message))
 
 
+def floats(value):
+    """The value with the floats that are nearest to its numbers."""
+    if isinstance(value, dict):
+        return {name: floats(each) for name, each in value.items()}
+    if isinstance(value, list):
+        return [floats(each) for each in value]
+    return struct.unpack("f", struct.pack("f", value))[0] if isinstance(value, float) else value
+
+
 def iso_back(text):
     """A time as kr_search takes it: with six digits or none."""
     seconds, dot, fraction = text.partition(".")
@@ -263,6 +275,47 @@ def soap_hit(found):
                        for each in found.color],
             "instances": found.observations,
             "path": [[digits(point.x), digits(point.y)] for point in found.path]}
+
+
+class Generated(Searched):
+    """A C++ client that gSOAP generates from the WSDL."""
+
+    @unittest.skipUnless(all(map(shutil.which, ("wsdl2h", "soapcpp2", "g++"))) and
+                         os.path.exists("/usr/include/stdsoap2.h"),
+                         "gSOAP (gsoap, libgsoap-dev) or g++ is not installed")
+    def test_finds_what_kr_search_finds_field_by_field(self):
+        folder = self.service.folder / "client"
+        folder.mkdir()
+
+        def run(*command, **settings):
+            done = subprocess.run(command, cwd=folder, capture_output=True, text=True, timeout=170,
+                                  **settings)
+            self.assertEqual(0, done.returncode, done.stderr)
+            return done.stdout
+        (folder / "krsearch.wsdl").write_bytes(self.service.get("/soap?wsdl")[1])
+        (folder / "types.dat").write_text("xsd__dateTime = | std::string\n")  # time_t has no fractions
+        run("wsdl2h", "-t", "types.dat", "-o", "krsearch.h", "krsearch.wsdl")
+        run("soapcpp2", "-j", "-C", "-x", "-I/usr/share/gsoap/import", "krsearch.h")
+        source = pathlib.Path(__file__).resolve().parent / "soap_client.cpp"
+        run("g++", "-std=c++17", "-O0", "-I.", str(source), "soapC.cpp", "soapKRSearchProxy.cpp",
+            "-lgsoap++", "-o", "client")
+        lines = [" ".join(self.word(name, value) for name, value in criteria.items())
+                 for criteria in SEARCHES] + ["minArea=3"]
+        answers = run("./client", f"http://127.0.0.1:{self.service.port}/soap",
+                      input="".join(line + "\n" for line in lines)).splitlines()
+        self.assertEqual("fault: needs a color", answers.pop())
+        self.assertEqual(len(SEARCHES), len(answers))
+        for criteria, answer in zip(SEARCHES, answers):
+            found = json.loads(answer)
+            for each in found:
+                for name in ("first_seen", "last_seen"):
+                    each[name] = each[name].replace("-", "/").replace("T", " ").rstrip("Z")
+            self.assertEqual(floats(self.searched(criteria)), floats(found), criteria)
+
+    def word(self, name, value):
+        if name in ("from", "to"):
+            value = iso(value)
+        return camel_case(name) + "=" + value.replace(" ", ";")
 
 
 class Clients(Served):
