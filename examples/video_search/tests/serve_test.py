@@ -449,8 +449,7 @@ class Hostile(Served):
     def test_ambiguous_requests_are_refused(self):
         for headers in (b"Content-Length: 4\r\nContent-Length: 5\r\n",
                         b"Content-Length: 4\r\nTransfer-Encoding: chunked\r\n",
-                        b"Transfer-Encoding: gzip\r\n", b"",
-                        b"Content-Length: 4\r\nHost: localhost\r\n"):
+                        b"Transfer-Encoding: gzip\r\n", b""):
             answer = self.service.raw(b"POST /soap HTTP/1.1\r\nHost: localhost\r\nContent-Type: text/xml\r\n" +
                                       headers + b"\r\n<a/>\r\nGET /health HTTP/1.1\r\nHost: localhost\r\n\r\n")
             self.assertEqual(1, answer.count(b"HTTP/1.1 "), answer)
