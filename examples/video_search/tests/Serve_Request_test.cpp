@@ -131,6 +131,10 @@ TEST(SearchRequest, NamesTheParameterThatIsWrong)
               "400 bad_parameter min_duration: the duration must be 0 seconds or more");
     EXPECT_EQ(search_error("window=-2"),
               "400 bad_parameter window: '-2' is no whole number from -1 to 1000");
+    EXPECT_EQ(search_error("window=51&limit=51"),
+              "400 bad_parameter window: a window of more than 50 goes with a limit of so many at "
+              "most");
+    EXPECT_EQ(search_error("window=-1&limit=50"), "");
     EXPECT_EQ(search_error("stood_in=1,2"),
               "400 bad_parameter stood_in: '1,2' is no area; write two opposite corners of a "
               "rectangle, like \"0,300 767,575\", or three corners and more of a polygon");

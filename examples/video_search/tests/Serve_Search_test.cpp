@@ -8,9 +8,12 @@
 
 #include <KRCommon/colors/Colors.h>
 
+#include <SQLiteCpp/SQLiteCpp.h>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <regex>
 #include <set>
@@ -103,6 +106,43 @@ TEST_F(ServeSearch, RepeatsAndSkipsNothingWhileObjectsArrive)
     EXPECT_THAT(page(api, "limit=2", cursor), ElementsAre(6, 3));
     EXPECT_THAT(page(api, "limit=2", cursor), ElementsAre(4));
     EXPECT_FALSE(cursor);
+}
+
+TEST_F(ServeSearch, WritesCsvInPartsAsOneList)
+{
+    constexpr std::size_t count = 4100; // three parts
+    {
+        Store store(path, Store::Access::write);
+        SQLite::Database database(path, SQLite::OPEN_READWRITE);
+        SQLite::Transaction transaction(database);
+        SQLite::Statement insertion(database, "INSERT INTO object VALUES (3, 1, ?, 'run-1', ?, ?)");
+        for (std::size_t id = 1; id <= count; ++id) {
+            const KR_ObjectBase object = test_object(id, 0, 1);
+            const Bytes record = encode(object, 1'000'000);
+            insertion.reset();
+            insertion.bind(1, static_cast<std::int64_t>(id));
+            insertion.bind(2, std::int64_t{object.FirstSeenTime.sec()} * 1'000'000);
+            insertion.bindNoCopy(3, record.data(), static_cast<int>(record.size()));
+            insertion.exec();
+        }
+        transaction.commit();
+    }
+    Serve_Options options;
+    options.store = path;
+    Web_Api api(options, "", profile);
+    httplib::Request request;
+    request.method = "GET";
+    request.headers = {{"Host", "localhost"}};
+    const auto lines = [&](const std::string& target) {
+        request.target = target;
+        httplib::Response response;
+        api.answer(request, response);
+        return std::count(response.body.begin(), response.body.end(), '\n') - 1;
+    };
+    EXPECT_EQ(lines("/api/search.csv"), count);
+    EXPECT_EQ(lines("/api/search.csv?limit=2001"), 2001);
+    EXPECT_EQ(lines("/api/search.csv?limit=2000"), 2000);
+    EXPECT_EQ(lines("/api/search.csv?class=vehicle"), 0);
 }
 
 TEST_F(ServeSearch, CountsObjectsInPartsOfTheTime)
