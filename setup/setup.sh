@@ -4,7 +4,8 @@
 #   library           the library for Linux: compiler, CMake, ACE
 #   windows-library   the library for Windows: cross compiler, ACE built for it
 #   linux             library, tests and examples for Linux
-#   windows           the same for Windows: 32-bit Wine, SQLite built for it; and the part linux
+#   windows           the same for Windows: 32-bit Wine, SQLite and expat built for it; and the part
+#                     linux
 #   bench             the benchmarks and the libraries that they compare with
 #   windows-bench     the benchmarks for Windows, Google Benchmark built for it
 #   clang             the second compiler, and the tests
@@ -102,7 +103,7 @@ same_source_at() {
 # The packages of one part, one a line.
 packages_of() {
     local linux=("${LIBRARY_PACKAGES[@]}" "${TEST_PACKAGES[@]}" "${EXAMPLE_PACKAGES[@]}"
-           "${TOOL_PACKAGES[@]}" "${PAGE_TEST_PACKAGES[@]}")
+           "${TOOL_PACKAGES[@]}" "${CLIENT_PACKAGES[@]}" "${PAGE_TEST_PACKAGES[@]}")
     local list
     case $1 in
     library) list=("${LIBRARY_PACKAGES[@]}") ;;
@@ -138,6 +139,7 @@ build_for() {
     case $1 in
     windows)
         "$here/build-sqlite-windows.sh"
+        "$here/build-serve-windows.sh"
         "$here/wine-run.sh" cmd /c ver >/dev/null # makes the Wine prefix: 15 s the first time
         ;;
     windows-bench)

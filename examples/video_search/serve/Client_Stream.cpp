@@ -84,6 +84,12 @@ void Client_Stream::begin_response()
     has_end_ = true;
 }
 
+void Client_Stream::begin_events()
+{
+    place_.set(Connections::Wait::none);
+    has_end_ = false;
+}
+
 bool Client_Stream::is_writable() const
 {
     return !is_broken_;

@@ -28,7 +28,7 @@ public:
     /// The request has been read as far as it will be.
     void begin_response();
     /// The response goes on for as long as it likes; each piece has the usual time.
-    void begin_events() noexcept { has_end_ = false; }
+    void begin_events();
     /// Whether the request went beyond its bounds.
     [[nodiscard]] bool is_refused() const noexcept { return is_refused_; }
 

@@ -17,6 +17,7 @@ namespace {
 // What a thread is busy with.
 struct Exchange {
     Client_Stream* stream = nullptr;
+    bool is_request = false; // what came could be read as one
     bool has_unread_body = false;
 };
 
@@ -41,12 +42,24 @@ void own_port(socket_t socket)
                        sizeof yes);
 }
 
+std::string json_of_error(const std::string& code, const std::string& message)
+{
+    return R"({"schema_version": 1, "error": {"code": ")" + code + R"(", "message": ")" + message +
+           "\", \"parameter\": null}}\n";
+}
+
+std::string error_text(int status)
+{
+    if (status == 413)
+        return json_of_error("too_large", "the body is too large");
+    return json_of_error("bad_request", "the request cannot be read");
+}
+
 // For clients with whom httplib does not get as far as a response.
 std::string bare_response(int status, const std::string& reason, const std::string& code,
                           const std::string& message)
 {
-    const std::string body = R"({"schema_version": 1, "error": {"code": ")" + code +
-                             R"(", "message": ")" + message + "\"}}\n";
+    const std::string body = json_of_error(code, message);
     return "HTTP/1.1 " + std::to_string(status) + ' ' + reason +
            "\r\nContent-Type: application/json\r\nConnection: close\r\nRetry-After: 1\r\n"
            "Content-Length: " +
@@ -62,6 +75,12 @@ Http_Server::Http_Server(const Limits& limits, std::string soap_path, Answer ans
     set_tcp_nodelay(true); // else a call on a kept connection waits for the one before
     set_socket_options(own_port);
     set_payload_max_length(limits_.body_bytes);
+    set_keep_alive_max_count(limits_.requests_per_connection); // told to clients, as the next one
+    set_keep_alive_timeout(std::chrono::duration_cast<std::chrono::seconds>(limits_.idle).count());
+    set_error_handler([](const httplib::Request&, httplib::Response& response) {
+        if (response.body.empty()) // httplib's own
+            response.set_content(error_text(response.status), "application/json");
+    });
     set_pre_routing_handler([this](const httplib::Request& request, httplib::Response& response) {
         return route(request, response);
     });
@@ -129,7 +148,7 @@ void Http_Server::serve_connection(socket_t socket)
     Client_Stream stream(socket, limits_, place);
     bool goes_on = true;
     for (std::size_t k = 1; goes_on && !is_stopping_ && stream.await_request(); ++k) {
-        exchange = {&stream, false};
+        exchange = {&stream, false, false};
         goes_on = serve_request(stream, k == limits_.requests_per_connection);
         exchange = {};
     }
@@ -147,9 +166,10 @@ bool Http_Server::serve_request(Client_Stream& stream, bool is_last)
                                                "the request is too large");
         stream.write(text.data(), text.size());
     }
-    if (stream.is_refused() || exchange.has_unread_body)
+    const bool is_whole = exchange.is_request && !exchange.has_unread_body && !stream.is_refused();
+    if (!is_whole)
         stream.drain();
-    return is_done && !is_closed && !is_last && !stream.is_refused() && !exchange.has_unread_body;
+    return is_done && !is_closed && !is_last && is_whole;
 }
 
 // Ranges of ranges and compressed answers cost more than they are worth here.
@@ -160,18 +180,30 @@ void Http_Server::prepare(httplib::Request& request, Client_Stream& stream) cons
     request.headers.erase("Accept-Encoding");
     const bool is_soap = request.method == "POST" && request.path == soap_path_;
     const std::string length = request.get_header_value("Content-Length");
-    exchange.has_unread_body =
-        request.has_header("Transfer-Encoding") || !(length.empty() || length == "0");
+    exchange.is_request = true;
+    exchange.has_unread_body = request.method == "POST" ||
+                               request.has_header("Transfer-Encoding") ||
+                               !(length.empty() || length == "0");
     if (is_soap)
         stream.allow(limits_.body_bytes);
 }
 
+namespace {
+
+// Without a clear end a body could be taken for the next request, or that for a body.
+bool has_clear_length(const httplib::Request& request)
+{
+    const std::size_t lengths = request.get_header_value_count("Content-Length");
+    const std::size_t codings = request.get_header_value_count("Transfer-Encoding");
+    return lengths + codings == 1 &&
+           (lengths == 1 || request.get_header_value("Transfer-Encoding") == "chunked");
+}
+
+} // namespace
+
 bool Http_Server::takes_body(const httplib::Request& request) const
 {
-    const bool is_single =
-        request.get_header_value_count("Content-Length") <= 1 &&
-        !(request.has_header("Content-Length") && request.has_header("Transfer-Encoding"));
-    return request.method == "POST" && request.target == soap_path_ && is_single &&
+    return request.method == "POST" && request.target == soap_path_ && has_clear_length(request) &&
            request.get_header_value("Content-Type").rfind("text/xml", 0) == 0 &&
            !request.has_header("Content-Encoding");
 }

@@ -191,6 +191,16 @@ Criteria read_criteria(Taker& taker, const Limits& limits)
     }
 }
 
+// A long list of objects, or one of long objects, but not both.
+void check_size(const Criteria& criteria, const Limits& limits)
+{
+    const bool has_long_objects =
+        criteria.window < 0 || criteria.window > static_cast<int>(limits.page);
+    if (has_long_objects && criteria.limit > limits.page)
+        throw bad_parameter("window", "a window of more than " + std::to_string(limits.page) +
+                                          " goes with a limit of so many at most");
+}
+
 } // namespace
 
 Search_Request read_search(const Parameters& parameters, const Limits& limits, std::size_t usual,
@@ -205,6 +215,7 @@ Search_Request read_search(const Parameters& parameters, const Limits& limits, s
     request.criteria.limit = limit ? static_cast<std::size_t>(read_whole(
                                          "limit", *limit, 1, static_cast<std::int64_t>(most)))
                                    : usual;
+    check_size(request.criteria, limits);
     if (cursor)
         request.after = parse_cursor(*cursor, request.criteria);
     return request;

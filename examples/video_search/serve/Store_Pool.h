@@ -2,7 +2,7 @@
 
 /// \file
 /// Stores to read from, each lent to one thread at a time. As many searches run at once as there are
-/// stores; the others wait for their turn, in no order.
+/// stores; the others wait for their turn, in the order in which they came.
 ///
 /// Threads: all functions may be called from any.
 
@@ -11,6 +11,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstddef>
+#include <list>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -45,11 +46,18 @@ public:
     [[nodiscard]] Lease lend(std::chrono::steady_clock::time_point deadline);
 
 private:
+    struct Waiter {
+        std::condition_variable may_be_turn;
+    };
+
+    void wait_for_turn(std::unique_lock<std::mutex>& lock,
+                       std::chrono::steady_clock::time_point deadline);
+    void tell_next();
     void give_back(std::unique_ptr<Store> store);
 
     const std::string path_;
-    std::mutex mutex_; // guards the next two
-    std::condition_variable is_given_back_;
+    std::mutex mutex_;          // guards the next three
+    std::list<Waiter> waiting_; // in the order of their turns
     std::vector<std::unique_ptr<Store>> free_;
     std::size_t unopened_;
 };

@@ -194,21 +194,35 @@ Parameters Web_Api::parameters_of(const Call& call) const
 void Web_Api::search(const Call& call)
 {
     const auto begin = std::chrono::steady_clock::now();
-    const Search_Request request =
+    Search_Request request =
         read_search(parameters_of(call), limits_, limits_.page, limits_.most_per_page);
+    request.criteria.window = 0; // no instances are shown
     const Hit_Page page = api_.search(request);
     const auto duration = std::chrono::duration_cast<std::chrono::milliseconds>(
         std::chrono::steady_clock::now() - begin);
     set_json(call, json_of(page, limits_.path_points, duration));
 }
 
+// In parts, since hits are much larger than their lines.
 void Web_Api::search_csv(const Call& call)
 {
-    const Search_Request request =
+    constexpr std::size_t part = 2000;
+    Search_Request request =
         read_search(parameters_of(call), limits_, limits_.most_csv_rows, limits_.most_csv_rows);
-    Result result;
-    result.hits = api_.search(request).hits;
-    call.response.set_content(csv_of(result), "text/csv; charset=utf-8");
+    request.criteria.window = 0;
+    std::string csv = csv_of({});
+    const std::size_t header = csv.size();
+    for (std::size_t left = *request.criteria.limit; left > 0;) {
+        request.criteria.limit = std::min(left, part);
+        Hit_Page page = api_.search(request);
+        left = page.next ? left - page.hits.size() : 0;
+        if (page.next)
+            request.after = cursor_of(page.hits.back());
+        Result result;
+        result.hits = std::move(page.hits);
+        csv.append(csv_of(result), header);
+    }
+    call.response.set_content(csv, "text/csv; charset=utf-8");
     call.response.set_header("Content-Disposition", "attachment; filename=\"objects.csv\"");
 }
 

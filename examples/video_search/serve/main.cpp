@@ -7,6 +7,7 @@
 #include "../host/Program.h"
 #include "Serve_Component.h"
 #include "Serve_Options.h"
+#include "search/Upgrade.h"
 
 #include <KRCommon/frame/Log.h>
 
@@ -31,6 +32,7 @@ void check_store(const std::string& store)
 
 int serve(Host& host, const Serve_Options& options)
 {
+    upgrade(options.store, host.profile(), [&] { return host.is_interrupted(); });
     Serve_Component service(host, options);
     std::printf("kr_serve: %s\n", service.address().c_str());
     std::fflush(stdout);
