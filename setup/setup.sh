@@ -4,8 +4,7 @@
 #   library           the library for Linux: compiler, CMake, ACE
 #   windows-library   the library for Windows: cross compiler, ACE built for it
 #   linux             library, tests and examples for Linux
-#   windows           the same for Windows: 32-bit Wine, SQLite and expat built for it; and the part
-#                     linux
+#   windows           the same for Windows: 32-bit Wine, SQLite built for it; and the part linux
 #   bench             the benchmarks and the libraries that they compare with
 #   windows-bench     the benchmarks for Windows, Google Benchmark built for it
 #   clang             the second compiler, and the tests
@@ -139,7 +138,6 @@ build_for() {
     case $1 in
     windows)
         "$here/build-sqlite-windows.sh"
-        "$here/build-serve-windows.sh"
         "$here/wine-run.sh" cmd /c ver >/dev/null # makes the Wine prefix: 15 s the first time
         ;;
     windows-bench)
