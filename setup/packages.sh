@@ -18,10 +18,18 @@ WINE_PACKAGES=(wine wine32:i386)
 # Another compiler for Windows, its linker and what makes import libraries: a host in C is made with them.
 C_HOST_PACKAGES=(clang-14 lld-14 llvm-14)
 
-# What the hosts in examples/video_search use: video and vision, the store, command line and page.
+# What the hosts in examples/video_search use: video and vision, the store, command line, page and
+# service.
 EXAMPLE_PACKAGES=(libopencv-objdetect-dev libopencv-video-dev libopencv-imgcodecs-dev
                   libavformat-dev libavcodec-dev libavutil-dev libswscale-dev
-                  libsqlite3-dev libsqlitecpp-dev libcli11-dev libkainjow-mustache-dev)
+                  libsqlite3-dev libsqlitecpp-dev libcli11-dev libkainjow-mustache-dev
+                  libcpp-httplib-dev libexpat1-dev pkg-config)
+
+# Clients of kr_serve, whom its tests and the demo bring together with it.
+CLIENT_PACKAGES=(curl python3 python3-zeep)
+
+# The browser in which the page of kr_serve is tested, and what drives it.
+PAGE_TEST_PACKAGES=(chromium chromium-driver python3-selenium)
 
 # Tcl makes SQLite's one-file form, which is compiled for Windows.
 WINDOWS_EXAMPLE_PACKAGES=(tcl)

@@ -102,7 +102,7 @@ same_source_at() {
 # The packages of one part, one a line.
 packages_of() {
     local linux=("${LIBRARY_PACKAGES[@]}" "${TEST_PACKAGES[@]}" "${EXAMPLE_PACKAGES[@]}"
-           "${TOOL_PACKAGES[@]}")
+           "${TOOL_PACKAGES[@]}" "${CLIENT_PACKAGES[@]}" "${PAGE_TEST_PACKAGES[@]}")
     local list
     case $1 in
     library) list=("${LIBRARY_PACKAGES[@]}") ;;
