@@ -70,9 +70,11 @@ export async function load_more() {
   is_loading = true;
   const {signal} = request;
   try {
-    take(await fetch_json(address_of.search(state.query_of(), cursor, page_size), signal));
+    const answer = await fetch_json(address_of.search(state.query_of(), cursor, page_size), signal);
+    if (signal.aborted) return; // another load has begun
+    take(answer);
   } catch (error) {
-    if (is_abort(error)) return; // another load has begun
+    if (is_abort(error) || signal.aborted) return;
     is_complete = true;
     show_error(error, "The rest of the list cannot be had.");
   }
