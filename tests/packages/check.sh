@@ -109,7 +109,7 @@ check_installer() { # FILE
     expect [ "$($wine "$folder/bin/krtool.exe" --version | tr -d '\r')" = "krtool $VERSION" ]
     expect $wine "$folder/bin/krtool.exe" config check "$folder/bin/KRCommon.xml"
     expect [ "$($wine "$folder/bin/kr_search.exe" --version | tr -d '\r')" = "kr_search $VERSION" ]
-    expect [ -s "$folder/bin/krtool.exe.debug" ]
+    expect [ -s "$folder/bin/KRCommon.dll.debug" ]
     expect [ -s "$folder/include/KRCommon/frame/Log.h" ]
     expect $wine reg query "$key" >/dev/null
 

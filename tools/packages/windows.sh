@@ -35,17 +35,15 @@ move() { # FROM TO PATH...
 }
 
 stage_components() {
-    local program
     rm -rf "$stage"
     mkdir -p "$stage"
     cmake --install "$build" --prefix "$stage/library" >/dev/null
     cmake --install "$build/krtool" --prefix "$stage/krtool" >/dev/null
     cmake --install "$build/video_search" --prefix "$stage/video-search" >/dev/null
     cp LICENSE "$stage/library/$documents/LICENSE"
-    for program in library/bin/KRCommon.dll krtool/bin/krtool.exe video-search/bin/kr_search.exe; do
-        split_debug "$stage/$program"
-        move "${program%%/*}" symbols "${program#*/}.debug"
-    done
+    i686-w64-mingw32-strip "$stage"/*/bin/*.exe
+    split_debug "$stage/library/bin/KRCommon.dll"
+    move library symbols bin/KRCommon.dll.debug
     move library development include lib share/KRCommon "$documents/using.md"
     notices windows-library library
     notices windows-krtool krtool
@@ -58,10 +56,9 @@ make_zip() {
     local folder=$stage/zip/$name
     mkdir -p "$folder"
     cp -rp "$stage"/{library,development,symbols}/. "$folder/"
-    rm -f "$folder/bin"/kr*.exe.debug
     same_for_all "$folder"
     rm -f "$PACKAGES/$name.zip"
-    (cd "$stage/zip" && find "$name" -type f | LC_ALL=C sort | zip -X -q -9 "$PACKAGES/$name.zip" -@)
+    (cd "$stage/zip" && find "$name" -type f | LC_ALL=C sort | zip -X -q "$PACKAGES/$name.zip" -@)
     bill_of_materials windows-library "$PACKAGES/$name.zip"
 }
 
@@ -100,7 +97,7 @@ make_installer() {
     bill_of_materials windows-installer "$PACKAGES/$name.exe"
 }
 
-rm -f "$PACKAGES"/*windows*
+rm -f "$PACKAGES"/krcommon-*-windows-*
 stage_components
 make_zip
 make_installer
