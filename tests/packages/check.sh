@@ -43,7 +43,7 @@ check_debian() {
         -o "$work/consumer/by_pkg_config" $(pkg-config --cflags --libs KRCommon)
     (cd "$work/consumer" && expect ./by_pkg_config)
 
-    expect "$root/usr/bin/krtool" config check "$root/etc/krcommon/KRCommon.xml"
+    expect "$root/usr/bin/krtool" config check "$root/etc/krcommon/KRCommon.xml" >/dev/null
     expect [ "$("$root/usr/bin/kr_search" --version)" = "kr_search $VERSION" ]
     expect [ "$("$root/usr/bin/kr_analyse" --version)" = "kr_analyse $VERSION" ]
     unset LD_LIBRARY_PATH PKG_CONFIG_PATH
@@ -78,7 +78,7 @@ build_consumer() { # PREFIX FOLDER [CMAKE-OPTION...]
 }
 
 check_zip() { # FILE
-    local folder
+    local folder command
     folder=$work/zip/$(basename "$1" .zip)
     expect unzip -q "$1" -d "$work/zip"
     expect [ "$(i686-w64-mingw32-objdump -sj .gnu_debuglink "$folder/bin/KRCommon.dll" |
@@ -95,7 +95,10 @@ check_zip() { # FILE
     # By the command of the documentation.
     command=$(sed -n '/^i686-w64-mingw32-g++-posix/,/^```/{/^```/d;p}' "$folder/share/doc/KRCommon/using.md")
     command=${command/host.cpp -o host.exe/"'-DPACKAGE_VERSION=\"$VERSION\"' tests/consumer/main.cpp -o $work/windows/build/by_hand.exe"}
-    PREFIX=$folder expect sh -c "$command"
+    PREFIX=$folder sh -c "$command" 2>"$work/warnings" || {
+        cat "$work/warnings"
+        fail "the command of the documentation fails"
+    }
     (cd "$work/windows" && expect "$OLDPWD/setup/wine-run.sh" build/by_hand.exe)
     check_bills "$1"
 }
@@ -107,7 +110,7 @@ check_installer() { # FILE
     target="Z:${folder//\//\\}"
     expect $wine "$1" /S "/D=$target"
     expect [ "$($wine "$folder/bin/krtool.exe" --version | tr -d '\r')" = "krtool $VERSION" ]
-    expect $wine "$folder/bin/krtool.exe" config check "$folder/bin/KRCommon.xml"
+    expect $wine "$folder/bin/krtool.exe" config check "$folder/bin/KRCommon.xml" >/dev/null
     expect [ "$($wine "$folder/bin/kr_search.exe" --version | tr -d '\r')" = "kr_search $VERSION" ]
     expect [ -s "$folder/bin/KRCommon.dll.debug" ]
     expect [ -s "$folder/include/KRCommon/frame/Log.h" ]
