@@ -44,6 +44,7 @@ function(kr_host_project name source)
     INSTALL_COMMAND ""
     BUILD_ALWAYS ON
     USES_TERMINAL_BUILD ON
+    STEP_TARGETS configure # ./kr package builds the programs alone
     DEPENDS stage)
 
   if(KR_TESTS)

@@ -5,7 +5,7 @@
 #   windows-library   the library for Windows: cross compiler, ACE built for it
 #   linux             library, tests and examples for Linux
 #   windows           the same for Windows: 32-bit Wine, SQLite built for it; and the part linux
-#   linux-package     what makes and checks Debian packages; and the programs for Linux
+#   linux-package     what makes and checks Debian packages; and the part linux
 #   windows-package   what makes and checks zip and installer; and the part windows
 #   docs              what makes the API reference
 #   bench             the benchmarks and the libraries that they compare with
@@ -116,8 +116,7 @@ packages_of() {
               "${WINDOWS_EXAMPLE_PACKAGES[@]}" "${WINDOWS_TOOL_PACKAGES[@]}")
         ;;
     linux-package)
-        list=("${LIBRARY_PACKAGES[@]}" "${EXAMPLE_PACKAGES[@]}" "${TOOL_PACKAGES[@]}" pkg-config python3
-              "${LINUX_PACKAGE_PACKAGES[@]}")
+        list=("${linux[@]}" "${LINUX_PACKAGE_PACKAGES[@]}")
         ;;
     windows-package)
         mapfile -t list < <(packages_of windows)

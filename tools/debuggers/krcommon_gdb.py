@@ -1,7 +1,10 @@
 """gdb's printers of KRCommon's types: records and their instances, boxes, GUIDs, colours and times.
 
 The package libkrcommon-dev lets gdb load them with the library. By hand: source .../krcommon_gdb.py
+A record's members are known where the library's debug symbols are.
 """
+
+import struct
 
 import gdb
 import gdb.printing
@@ -18,8 +21,18 @@ class Time:
         self.value = value
 
     def to_string(self):
-        time = self.value["tv_"]
-        return f"{int(time['tv_sec'])}.{int(time['tv_usec']):06d} s"
+        seconds, microseconds = self.parts()
+        return f"{seconds}.{microseconds:06d} s"
+
+    def parts(self):
+        try:
+            time = self.value["tv_"]
+            return int(time["tv_sec"]), int(time["tv_usec"])
+        except gdb.error:
+            # Without ACE's own debug symbols its members are not known. On both systems the seconds have 64
+            # bits and stand behind the pointer to the table of functions.
+            memory = gdb.selected_inferior().read_memory(int(self.value.address) + 8, 12)
+            return struct.unpack("<qi", bytes(memory))
 
 
 class Box:

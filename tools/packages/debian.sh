@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# Makes the Debian packages of the build of the preset linux-package, in build/packages.
+# Makes the Debian packages, in build/packages: the library of the preset linux-package, the programs of linux.
 cd "$(dirname "${BASH_SOURCE[0]}")/../.."
 . tools/packages/common.sh
 

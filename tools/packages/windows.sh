@@ -1,10 +1,11 @@
 #!/usr/bin/env bash
-# Makes the zip and the installer for Windows of the build of the preset windows-x86-package, in
-# build/packages. Their names tell the tool chain: a DLL for hosts of MinGW-w64 with GCC's major version.
+# Makes the zip and the installer for Windows, in build/packages: the library of the preset
+# windows-x86-install, the programs of windows-x86. Their names tell the tool chain: a DLL for hosts of MinGW-w64 with GCC's major version.
 cd "$(dirname "${BASH_SOURCE[0]}")/../.."
 . tools/packages/common.sh
 
 build=$PWD/build/windows-x86-install
+programs=$PWD/build/windows-x86
 compiler=i686-w64-mingw32-g++-posix
 name=krcommon-$VERSION-windows-x86-mingw-w64-gcc$($compiler -dumpversion | sed 's/[.-].*//')
 stage=$PACKAGES/work-windows # one folder for each component
@@ -38,8 +39,9 @@ stage_components() {
     rm -rf "$stage"
     mkdir -p "$stage"
     cmake --install "$build" --prefix "$stage/library" >/dev/null
-    cmake --install "$build/krtool" --prefix "$stage/krtool" >/dev/null
-    cmake --install "$build/video_search" --prefix "$stage/video-search" >/dev/null
+    cmake --install "$programs/krtool" --prefix "$stage/krtool" --component programs >/dev/null
+    cmake --install "$programs/video_search" --prefix "$stage/video-search" \
+        --component programs >/dev/null
     cp LICENSE "$stage/library/$documents/LICENSE"
     i686-w64-mingw32-strip "$stage"/*/bin/*.exe
     split_debug "$stage/library/bin/KRCommon.dll"
