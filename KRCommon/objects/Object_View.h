@@ -280,7 +280,7 @@ public:
         ++*this;
         return before;
     }
-    /// Whether both have as many instances before them: of one record.
+    /// Whether as many instances follow on both, which must be of one record.
     [[nodiscard]] bool operator==(const KR_Instance_Iterator& other) const noexcept
     {
         return count_ == other.count_;

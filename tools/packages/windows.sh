@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Makes the zip and the installer for Windows, in build/packages: the library of the preset
-# windows-x86-install, the programs of windows-x86. Their names tell the tool chain: a DLL for hosts of MinGW-w64 with GCC's major version.
+# windows-x86-install, the programs of windows-x86. Their names tell the tool chain: a DLL for hosts of
+# MinGW-w64 with GCC's major version.
 cd "$(dirname "${BASH_SOURCE[0]}")/../.."
 . tools/packages/common.sh
 
