@@ -26,6 +26,10 @@ function(kr_host_project name source)
   if(flags)
     list(APPEND options -DCMAKE_CXX_FLAGS=${flags})
   endif()
+  if(KR_REPRODUCIBLE)
+    list(APPEND options -DCMAKE_PROJECT_INCLUDE=${PROJECT_SOURCE_DIR}/cmake/KRReproducible.cmake
+         -DKR_ACE_ROOT=${KR_ACE_ROOT} -DKR_SQLITE_ROOT=${KR_SQLITE_ROOT})
+  endif()
   if(WIN32)
     list(PREPEND arg_FIND_ROOTS ${stage})
     list(JOIN arg_FIND_ROOTS "$<SEMICOLON>" roots)
@@ -42,6 +46,7 @@ function(kr_host_project name source)
     INSTALL_COMMAND ""
     BUILD_ALWAYS ON
     USES_TERMINAL_BUILD ON
+    STEP_TARGETS configure # ./kr package builds the programs alone
     DEPENDS stage)
 
   if(KR_TESTS)

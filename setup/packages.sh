@@ -9,8 +9,8 @@ LIBRARY_PACKAGES=(g++ cmake ninja-build libace-dev)
 WINDOWS_LIBRARY_PACKAGES=(g++-mingw-w64-i686-posix make perl xz-utils bzip2)
 
 # The tests. The googletest package brings the sources that every preset compiles with its own flags.
-# xmllint and expat give a second opinion on XML; Python runs one on object records.
-TEST_PACKAGES=(googletest pkg-config libxml2-utils libexpat1-dev python3)
+# xmllint and expat give a second opinion on XML; Python runs one on object records; gdb tries its printers.
+TEST_PACKAGES=(googletest pkg-config libxml2-utils libexpat1-dev python3 gdb)
 
 # 32-bit Wine, which runs them on Windows.
 WINE_PACKAGES=(wine wine32:i386)
@@ -37,6 +37,14 @@ WINDOWS_EXAMPLE_PACKAGES=(tcl)
 # What krtool uses: command line, stores, JSON, pictures, compressed log files.
 TOOL_PACKAGES=(libcli11-dev libsqlite3-dev nlohmann-json3-dev libstb-dev zlib1g-dev)
 WINDOWS_TOOL_PACKAGES=(libz-mingw-w64-dev)
+
+# Debian packages, a zip and an installer, and what checks them. The page checker knows man pages; Wine
+# runs the installer.
+LINUX_PACKAGE_PACKAGES=(debhelper dpkg-dev lintian mandoc python3-jsonschema git)
+WINDOWS_PACKAGE_PACKAGES=(nsis zip unzip python3-jsonschema git)
+
+# The API reference.
+DOCS_PACKAGES=(doxygen doxygen-awesome-css graphviz python3 cmake)
 
 # The generator of web-service types and its imports, for the test with generated types alone.
 SOAP_PACKAGES=(gsoap)
