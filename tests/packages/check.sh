@@ -46,6 +46,7 @@ check_debian() {
     expect "$root/usr/bin/krtool" config check "$root/etc/krcommon/KRCommon.xml" >/dev/null
     expect [ "$("$root/usr/bin/kr_search" --version)" = "kr_search $VERSION" ]
     expect [ "$("$root/usr/bin/kr_analyse" --version)" = "kr_analyse $VERSION" ]
+    expect [ "$("$root/usr/bin/kr_serve" --version)" = "kr_serve $VERSION" ]
     unset LD_LIBRARY_PATH PKG_CONFIG_PATH
     check_pages "$root/usr/share"
     expect lintian --allow-root --fail-on error,warning "$PACKAGES"/*.deb
