@@ -27,6 +27,10 @@ install(FILES KRCommon_Export.h ${kr_version_header}
         DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/KRCommon)
 
 install(FILES ${PROJECT_SOURCE_DIR}/docs/using.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
+# How debuggers show the library's types.
+install(FILES ${PROJECT_SOURCE_DIR}/tools/debuggers/krcommon_gdb.py
+              ${PROJECT_SOURCE_DIR}/tools/debuggers/KRCommon.natvis
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/KRCommon)
 
 # The configuration lies beside the library, where it is looked for; its schema is for editors.
 if(WIN32)

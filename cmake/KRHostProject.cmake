@@ -15,7 +15,9 @@ function(kr_host_project name source)
   endif()
 
   set(options -DCMAKE_BUILD_TYPE=${CMAKE_BUILD_TYPE} -DCMAKE_PREFIX_PATH=${stage}
-      -DCMAKE_EXPORT_COMPILE_COMMANDS=ON ${arg_OPTIONS})
+      -DCMAKE_EXPORT_COMPILE_COMMANDS=ON ${arg_OPTIONS}
+      # functions and lines alone: a quarter less to compile
+      "-DCMAKE_CXX_FLAGS_RELWITHDEBINFO=-O2 -g1 -DNDEBUG" "-DCMAKE_CXX_FLAGS_DEBUG=-g1")
   if(KR_SANITIZE)
     set(flags "-fsanitize=${KR_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all")
   elseif(KR_COVERAGE)
@@ -23,6 +25,10 @@ function(kr_host_project name source)
   endif()
   if(flags)
     list(APPEND options -DCMAKE_CXX_FLAGS=${flags})
+  endif()
+  if(KR_REPRODUCIBLE)
+    list(APPEND options -DCMAKE_PROJECT_INCLUDE=${PROJECT_SOURCE_DIR}/cmake/KRReproducible.cmake
+         -DKR_ACE_ROOT=${KR_ACE_ROOT} -DKR_SQLITE_ROOT=${KR_SQLITE_ROOT})
   endif()
   if(WIN32)
     list(PREPEND arg_FIND_ROOTS ${stage})
@@ -40,6 +46,7 @@ function(kr_host_project name source)
     INSTALL_COMMAND ""
     BUILD_ALWAYS ON
     USES_TERMINAL_BUILD ON
+    STEP_TARGETS configure # ./kr package builds the programs alone
     DEPENDS stage)
 
   if(KR_TESTS)

@@ -22,5 +22,6 @@ else()
   list(APPEND names KRCommon.xml)
 endif()
 foreach(name ${names})
-  file(INSTALL "${KR_CONFIGURATION}" DESTINATION "${folder}" RENAME ${name})
+  file(INSTALL "${KR_CONFIGURATION}" DESTINATION "${CMAKE_INSTALL_PREFIX}/${KR_FOLDER}"
+       RENAME ${name}) # which heeds DESTDIR itself
 endforeach()

@@ -10,9 +10,9 @@ WINDOWS_LIBRARY_PACKAGES=(g++-mingw-w64-i686-posix make perl xz-utils bzip2)
 
 # The tests. The googletest package brings the sources that every preset compiles with its own flags.
 # xmllint and expat give a second opinion on XML; Python runs one on object records, and the tests of its
-# package, with arrays and a plot.
+# package, with arrays and a plot; gdb tries its printers.
 TEST_PACKAGES=(googletest pkg-config libxml2-utils libexpat1-dev python3 python3-numpy
-               python3-matplotlib)
+               python3-matplotlib gdb)
 
 # What makes the wheels of the Python package.
 WHEEL_PACKAGES=(python3)
@@ -23,10 +23,18 @@ WINE_PACKAGES=(wine wine32:i386)
 # Another compiler for Windows, its linker and what makes import libraries: a host in C is made with them.
 C_HOST_PACKAGES=(clang-14 lld-14 llvm-14)
 
-# What the hosts in examples/video_search use: video and vision, the store, command line and page.
+# What the hosts in examples/video_search use: video and vision, the store, command line, page and
+# service.
 EXAMPLE_PACKAGES=(libopencv-objdetect-dev libopencv-video-dev libopencv-imgcodecs-dev
                   libavformat-dev libavcodec-dev libavutil-dev libswscale-dev
-                  libsqlite3-dev libsqlitecpp-dev libcli11-dev libkainjow-mustache-dev)
+                  libsqlite3-dev libsqlitecpp-dev libcli11-dev libkainjow-mustache-dev
+                  libcpp-httplib-dev libexpat1-dev pkg-config)
+
+# Clients of kr_serve, whom its tests and the demo bring together with it.
+CLIENT_PACKAGES=(curl python3 python3-zeep)
+
+# The browser in which the page of kr_serve is tested, and what drives it.
+PAGE_TEST_PACKAGES=(chromium chromium-driver python3-selenium)
 
 # Tcl makes SQLite's one-file form, which is compiled for Windows.
 WINDOWS_EXAMPLE_PACKAGES=(tcl)
@@ -34,6 +42,14 @@ WINDOWS_EXAMPLE_PACKAGES=(tcl)
 # What krtool uses: command line, stores, JSON, pictures, compressed log files.
 TOOL_PACKAGES=(libcli11-dev libsqlite3-dev nlohmann-json3-dev libstb-dev zlib1g-dev)
 WINDOWS_TOOL_PACKAGES=(libz-mingw-w64-dev)
+
+# Debian packages, a zip and an installer, and what checks them. The page checker knows man pages; Wine
+# runs the installer.
+LINUX_PACKAGE_PACKAGES=(debhelper dpkg-dev lintian mandoc python3-jsonschema git)
+WINDOWS_PACKAGE_PACKAGES=(nsis zip unzip python3-jsonschema git)
+
+# The API reference.
+DOCS_PACKAGES=(doxygen doxygen-awesome-css graphviz python3 cmake)
 
 # The generator of web-service types and its imports, for the test with generated types alone.
 SOAP_PACKAGES=(gsoap)

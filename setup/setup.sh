@@ -5,6 +5,9 @@
 #   windows-library   the library for Windows: cross compiler, ACE built for it
 #   linux             library, tests and examples for Linux
 #   windows           the same for Windows: 32-bit Wine, SQLite built for it; and the part linux
+#   linux-package     what makes and checks Debian packages; and the part linux
+#   windows-package   what makes and checks zip and installer; and the part windows
+#   docs              what makes the API reference
 #   bench             the benchmarks and the libraries that they compare with
 #   windows-bench     the benchmarks for Windows, Google Benchmark built for it
 #   clang             the second compiler, and the tests
@@ -103,7 +106,7 @@ same_source_at() {
 # The packages of one part, one a line.
 packages_of() {
     local linux=("${LIBRARY_PACKAGES[@]}" "${TEST_PACKAGES[@]}" "${EXAMPLE_PACKAGES[@]}"
-           "${TOOL_PACKAGES[@]}")
+           "${TOOL_PACKAGES[@]}" "${CLIENT_PACKAGES[@]}" "${PAGE_TEST_PACKAGES[@]}")
     local list
     case $1 in
     library) list=("${LIBRARY_PACKAGES[@]}") ;;
@@ -113,6 +116,14 @@ packages_of() {
         list=("${linux[@]}" "${WINDOWS_LIBRARY_PACKAGES[@]}" "${WINE_PACKAGES[@]}"
               "${WINDOWS_EXAMPLE_PACKAGES[@]}" "${WINDOWS_TOOL_PACKAGES[@]}" "${C_HOST_PACKAGES[@]}")
         ;;
+    linux-package)
+        list=("${linux[@]}" "${LINUX_PACKAGE_PACKAGES[@]}")
+        ;;
+    windows-package)
+        mapfile -t list < <(packages_of windows)
+        list+=("${WINDOWS_PACKAGE_PACKAGES[@]}")
+        ;;
+    docs) list=("${DOCS_PACKAGES[@]}") ;;
     windows-bench)
         list=("${LIBRARY_PACKAGES[@]}" "${WINDOWS_LIBRARY_PACKAGES[@]}" "${WINE_PACKAGES[@]}")
         ;;
@@ -135,10 +146,10 @@ packages_of() {
 # What a part needs beside packages.
 build_for() {
     case $1 in
-    windows | windows-library | windows-bench) "$here/build-ace-windows.sh" ;;
+    windows | windows-library | windows-bench | windows-package) "$here/build-ace-windows.sh" ;;
     esac
     case $1 in
-    windows)
+    windows | windows-package)
         "$here/build-sqlite-windows.sh"
         "$here/wine-run.sh" cmd /c ver >/dev/null # makes the Wine prefix: 15 s the first time
         ;;

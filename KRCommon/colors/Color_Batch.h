@@ -68,10 +68,10 @@ constexpr Pixel_Layout layout_of(KR_Pixel_Format format) noexcept
 ///     KR_Rgb_Source::packed(frame, KR_Pixel_Format::bgr24)  pixels
 ///     KR_Rgb_Source::of(colors.data())                  objects
 struct KR_Rgb_Source {
-    const std::uint8_t* red = nullptr;
-    const std::uint8_t* green = nullptr;
-    const std::uint8_t* blue = nullptr;
-    std::ptrdiff_t step = 1;
+    const std::uint8_t* red = nullptr;   ///< of the first colour, 0-255; null is no colours
+    const std::uint8_t* green = nullptr; ///< of the first colour, 0-255
+    const std::uint8_t* blue = nullptr;  ///< of the first colour, 0-255
+    std::ptrdiff_t step = 1;             ///< bytes from a colour to the next
 
     /// Null when pixels is null, or the format is none of those above.
     static KR_Rgb_Source packed(const void* pixels, KR_Pixel_Format format) noexcept
@@ -94,11 +94,13 @@ struct KR_Rgb_Source {
 
 /// Where the components of colours are written, as in KR_Rgb_Source.
 struct KR_Rgb_Target {
-    std::uint8_t* red = nullptr;
-    std::uint8_t* green = nullptr;
-    std::uint8_t* blue = nullptr;
-    std::ptrdiff_t step = 1;
+    std::uint8_t* red = nullptr;   ///< of the first colour; null is no room
+    std::uint8_t* green = nullptr; ///< of the first colour
+    std::uint8_t* blue = nullptr;  ///< of the first colour
+    std::ptrdiff_t step = 1;       ///< bytes from a colour to the next
 
+    /// Pixels that lie one after the other. Null when pixels is null, or the format is none of
+    /// those above.
     static KR_Rgb_Target packed(void* pixels, KR_Pixel_Format format) noexcept
     {
         const kr_internal::Pixel_Layout layout = kr_internal::layout_of(format);
@@ -108,6 +110,7 @@ struct KR_Rgb_Target {
         return {bytes + layout.red, bytes + layout.green, bytes + layout.blue, layout.step};
     }
 
+    /// Objects that lie one after the other. Null when colors is null.
     static KR_Rgb_Target of(ns__RgbColor* colors) noexcept
     {
         if (colors == nullptr)
@@ -123,11 +126,13 @@ struct KR_Rgb_Target {
 ///     {&c->hue, &c->saturation, &c->value, sizeof *c}       records of the host's own
 ///     KR_Hsv_Source::of(colors.data())                      objects
 struct KR_Hsv_Source {
+    /// Of the first colour, degrees, -1 for none; null is no colours.
     const std::int32_t* hue = nullptr;
-    const float* saturation = nullptr;
-    const float* value = nullptr;
-    std::ptrdiff_t step = sizeof(float);
+    const float* saturation = nullptr;   ///< of the first colour, 0.0-1.0
+    const float* value = nullptr;        ///< of the first colour, 0.0-1.0
+    std::ptrdiff_t step = sizeof(float); ///< bytes from a colour to the next
 
+    /// Objects that lie one after the other. Null when colors is null.
     static KR_Hsv_Source of(const ns__HsvColor* colors) noexcept
     {
         if (colors == nullptr)
@@ -138,11 +143,12 @@ struct KR_Hsv_Source {
 
 /// Where hue, saturation and value of colours are written, as in KR_Hsv_Source.
 struct KR_Hsv_Target {
-    std::int32_t* hue = nullptr;
-    float* saturation = nullptr;
-    float* value = nullptr;
-    std::ptrdiff_t step = sizeof(float);
+    std::int32_t* hue = nullptr;         ///< of the first colour; null is no room
+    float* saturation = nullptr;         ///< of the first colour
+    float* value = nullptr;              ///< of the first colour
+    std::ptrdiff_t step = sizeof(float); ///< bytes from a colour to the next
 
+    /// Objects that lie one after the other. Null when colors is null.
     static KR_Hsv_Target of(ns__HsvColor* colors) noexcept
     {
         if (colors == nullptr)
@@ -155,9 +161,9 @@ struct KR_Hsv_Target {
 /// these width x height pixels and the mask's width x height bytes.
 struct KR_Color_Region {
     const void* pixels = nullptr; ///< the first pixel of the first row; null is a region of none
-    KR_Pixel_Format format = KR_Pixel_Format::bgr24;
-    std::int32_t width = 0;    ///< pixels; 0 and less is a region of none
-    std::int32_t height = 0;   ///< rows; 0 and less is a region of none
+    KR_Pixel_Format format = KR_Pixel_Format::bgr24; ///< how a pixel lies in memory
+    std::int32_t width = 0;                          ///< pixels; 0 and less is a region of none
+    std::int32_t height = 0;                         ///< rows; 0 and less is a region of none
     std::ptrdiff_t stride = 0; ///< bytes from a row to the next; negative when that lies before it
     const std::uint8_t* mask = nullptr; ///< a byte for each pixel, not 0 if it counts; null: all do
     std::ptrdiff_t mask_stride = 0;     ///< bytes from a row of the mask to the next

@@ -1,6 +1,26 @@
 #pragma once
 
 /// \file
+/// The colour classifier KR_Colors.
+
+#include <KRCommon/KRCommon_Export.h>
+#include <KRCommon/colors/Color_Batch.h>
+#include <KRCommon/colors/Configuration.h>
+
+#include <krsoap/krsoap.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+namespace kr_internal {
+class Color_Table;
+class Colored_Areas;
+class Configured_Colors;
+class Start_Up;
+} // namespace kr_internal
+
 /// The colour classifier: which named colour presets (white, black, red, ...) a colour falls into,
 /// whether two colours are alike, and the conversions between 8-bit RGB and hue, saturation, value.
 ///
@@ -28,25 +48,6 @@
 /// Threads: all public operations that are const may be called from any thread at once. Nothing is
 /// locked. Failure: none is reported. What fills a vector may throw std::bad_alloc.
 /// Exceptions: std::bad_alloc alone, see KRCommon_Export.h.
-
-#include <KRCommon/KRCommon_Export.h>
-#include <KRCommon/colors/Color_Batch.h>
-#include <KRCommon/colors/Configuration.h>
-
-#include <krsoap/krsoap.h>
-
-#include <cstddef>
-#include <cstdint>
-#include <memory>
-#include <vector>
-
-namespace kr_internal {
-class Color_Table;
-class Colored_Areas;
-class Configured_Colors;
-class Start_Up;
-} // namespace kr_internal
-
 class KRCOMMON_EXPORT KR_Colors {
 public:
     /// The one classifier, never null; the library owns it. It lives until the library is unloaded.
@@ -55,6 +56,7 @@ public:
     /// Copies are independent classifiers with presets and available colours of their own. Nobody
     /// may read the object that is assigned to meanwhile; when copying throws, it is unchanged.
     KR_Colors(const KR_Colors& other);
+    /// As the copy constructor.
     KR_Colors& operator=(const KR_Colors& other);
     ~KR_Colors();
 

@@ -1,19 +1,7 @@
 #pragma once
 
 /// \file
-/// What the library thinks of a configuration file, for programs that help to write one: its own
-/// verdict, every further mistake that it can find, the ranges that it reads, and a classifier of
-/// these. The reader is the one that reads KRCommon.xml while the library is loaded.
-///
-///     const KR_Configuration_Report report = kr_check_configuration(bytes);
-///     for (const KR_Configuration_Error& error : report.errors)
-///         std::printf("%s\n", error.text.c_str()); // line:7-'color'-Value does not match ...
-///     std::vector<ns__ColorPreset> presets;
-///     report.colors->get_color_presets(hsv, presets, ns__QueryTolerancePreset__value_0);
-///
-/// Threads: no state; a report belongs to one thread at a time. Nothing is logged, and the presets
-/// of KR_Colors::instance() stay as they are. Same on Windows and Linux.
-/// Exceptions: std::bad_alloc alone, see KRCommon_Export.h.
+/// kr_check_configuration() and its KR_Configuration_Report: what the library thinks of a file.
 
 #include <KRCommon/KRCommon_Export.h>
 #include <KRCommon/colors/Colors.h>
@@ -42,7 +30,7 @@ struct KR_Configuration_Error {
     /// What is at fault, [begin, end). Where something is missing it is what stands before it or in
     /// its place, which may be another line than the text's. Never beyond the text; may be empty.
     std::size_t begin = 0;
-    std::size_t end = 0;
+    std::size_t end = 0; ///< behind the last byte
 };
 
 /// The attributes of a preset, in the order of KR_Configured_Range::attributes.
@@ -66,30 +54,44 @@ KRCOMMON_EXPORT std::string_view kr_color_preset_name(ns__ColorPreset preset) no
 
 /// One preset element as the library reads it. Offsets are bytes in KR_Configuration_Report::text.
 struct KR_Configured_Range {
+    /// An attribute as it stands in the file.
     struct Attribute {
-        bool is_present = false;
-        std::string value;     ///< with references resolved
-        std::size_t begin = 0; ///< of the name
-        std::size_t end = 0;   ///< behind the closing quote
+        bool is_present = false; ///< whether the file has it
+        std::string value;       ///< with references resolved
+        std::size_t begin = 0;   ///< of the name
+        std::size_t end = 0;     ///< behind the closing quote
     };
 
     ns__ColorPreset preset{};  ///< 0 without a colour name
     ns__RgbColor rgb;          ///< of the palette, which reads any text
     std::int32_t hue_from = 0; ///< as in the file, not taken modulo 360
-    std::int32_t hue_to = 0;
-    float sat_from = 0.0F;
-    float sat_to = 0.0F;
-    float val_from = 0.0F;
-    float val_to = 0.0F;
+    std::int32_t hue_to = 0;   ///< as hue_from
+    float sat_from = 0.0F;     ///< the saturation's lower end
+    float sat_to = 0.0F;       ///< the saturation's upper end
+    float val_from = 0.0F;     ///< the value's lower end
+    float val_to = 0.0F;       ///< the value's upper end
 
-    std::array<Attribute, KR_PRESET_ATTRIBUTES> attributes;
-    std::size_t begin = 0; ///< of the tag
-    std::size_t end = 0;   ///< behind its ">"
+    std::array<Attribute, KR_PRESET_ATTRIBUTES> attributes; ///< by KR_Preset_Attribute
+    std::size_t begin = 0;                                  ///< of the tag
+    std::size_t end = 0;                                    ///< behind its ">"
 
     /// Whether the range holds the colour: KR_Colors reports a preset when one of its ranges does.
     KRCOMMON_EXPORT bool holds(const ns__HsvColor& color) const noexcept;
 };
 
+/// What the library thinks of a configuration file, for programs that help to write one: its own
+/// verdict, every further mistake that it can find, the ranges that it reads, and a classifier of
+/// these. The reader is the one that reads KRCommon.xml while the library is loaded.
+///
+///     const KR_Configuration_Report report = kr_check_configuration(bytes);
+///     for (const KR_Configuration_Error& error : report.errors)
+///         std::printf("%s\n", error.text.c_str()); // line:7-'color'-Value does not match ...
+///     std::vector<ns__ColorPreset> presets;
+///     report.colors->get_color_presets(hsv, presets, ns__QueryTolerancePreset__value_0);
+///
+/// Threads: no state; a report belongs to one thread at a time. Nothing is logged, and the presets
+/// of KR_Colors::instance() stay as they are. Same on Windows and Linux.
+/// Exceptions: std::bad_alloc alone, see KRCommon_Export.h.
 struct KR_Configuration_Report {
     /// The document as UTF-8, without its byte order mark, and with its line ends. Up to the first
     /// byte that is no character, but in UTF-8 and US-ASCII, where such bytes stand as they are.

@@ -1,6 +1,22 @@
 #pragma once
 
 /// \file
+/// The event log writer KR_Event_Log.
+
+#include <KRCommon/KRCommon_Export.h>
+
+#include <krsoap/krsoap.h>
+
+#include <mutex>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace kr_platform {
+class Event_System;
+struct Event_Source;
+} // namespace kr_platform
+
 /// KR_Event_Log writes a service's notifications into the system's event log: it declares the
 /// service as a source of events, writes events under that name, and makes an event's text of a
 /// notification and its parameters.
@@ -30,21 +46,6 @@
 ///
 /// Linux: there is no registry, so createRegistry() fails with error 95; events go to syslog.
 /// Exceptions: std::bad_alloc alone, see KRCommon_Export.h.
-
-#include <KRCommon/KRCommon_Export.h>
-
-#include <krsoap/krsoap.h>
-
-#include <mutex>
-#include <set>
-#include <string>
-#include <vector>
-
-namespace kr_platform {
-class Event_System;
-struct Event_Source;
-} // namespace kr_platform
-
 class KRCOMMON_EXPORT KR_Event_Log {
 public:
     /// An unregistered writer. Touches neither registry nor event log and logs nothing.
@@ -64,14 +65,15 @@ public:
     KR_Event_Log& operator=(const KR_Event_Log&) = delete;
 
     /// Makes the registry key of the source and fills it, unless it is there: then nothing is
-    /// changed. All is below HKEY_LOCAL_MACHINE\SYSTEM\CurrentControlSet\Services\Eventlog:
+    /// changed. All is below
+    /// `HKEY_LOCAL_MACHINE\SYSTEM\CurrentControlSet\Services\Eventlog`:
     ///
     /// | exclusive | key                      | value              | type      | data             |
     /// |-----------|--------------------------|--------------------|-----------|------------------|
-    /// | no        | Application\<log_name>   | EventMessageFile   | REG_SZ    | as below         |
-    /// | yes       | <log_name>               | AutoBackupLogFiles | REG_DWORD | 0                |
+    /// | no        | `Application\<log_name>` | EventMessageFile   | REG_SZ    | as below         |
+    /// | yes       | `<log_name>`             | AutoBackupLogFiles | REG_DWORD | 0                |
     /// |           |                          | MaxSize            | REG_DWORD | 524,288 (bytes)  |
-    /// | yes       | <log_name>\<log_name>    | EventMessageFile   | REG_SZ    | as below         |
+    /// | yes       | `<log_name>\<log_name>`  | EventMessageFile   | REG_SZ    | as below         |
     ///
     /// EventMessageFile is the first 520 bytes of the process's working folder, followed by
     /// "\..\common\eventMessages.dll;", the semicolon included: the message table lies in a folder

@@ -1,6 +1,16 @@
 #pragma once
 
 /// \file
+/// The base of service components, KR_Component_Base.
+
+#include <KRCommon/KRCommon_Export.h>
+#include <KRCommon/frame/Mutex.h>
+
+#include <cstdint>
+#include <string>
+
+class ACE_Reactor;
+
 /// The base of a long-lived service component: it gives the component a name, a state and a start
 /// and a stop that check the state, call the derived class's hooks and log the outcome.
 ///
@@ -66,15 +76,6 @@
 ///
 /// Same on Windows and Linux, but for how the process ends in ~KR_Component_Base().
 /// Exceptions: std::bad_alloc alone, see KRCommon_Export.h, and those of the host's hooks.
-
-#include <KRCommon/KRCommon_Export.h>
-#include <KRCommon/frame/Mutex.h>
-
-#include <cstdint>
-#include <string>
-
-class ACE_Reactor;
-
 class KRCOMMON_EXPORT KR_Component_Base {
 public:
     /// Only 0 has a meaning here. A derived class may use any other value for its running states,

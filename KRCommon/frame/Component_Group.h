@@ -1,6 +1,16 @@
 #pragma once
 
 /// \file
+/// Components that start and stop as one, KR_Component_Group.
+
+#include <KRCommon/KRCommon_Export.h>
+#include <KRCommon/frame/Component_Base.h>
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
 /// Components that start and stop as one: in order, with the ones before rolled back when one fails,
 /// and stopped in reverse. No component keeps the others waiting: each has a limit, and one that hangs
 /// is named.
@@ -39,15 +49,6 @@
 /// of the limits, and whoever asks the group for anything meanwhile waits as Mutex.h says, for 130 seconds
 /// at most: keep the sum below when other threads ask. Same on Windows and Linux.
 /// Exceptions: std::bad_alloc alone, see KRCommon_Export.h.
-
-#include <KRCommon/KRCommon_Export.h>
-#include <KRCommon/frame/Component_Base.h>
-
-#include <cstdint>
-#include <memory>
-#include <string>
-#include <vector>
-
 class KRCOMMON_EXPORT KR_Component_Group final : public KR_Component_Base {
 public:
     /// An empty, stopped group. name  as of a component

@@ -1,6 +1,12 @@
 #pragma once
 
 /// \file
+/// What became of the configuration file: kr_configuration_status().
+
+#include <KRCommon/KRCommon_Export.h>
+
+#include <string>
+
 /// What became of the configuration file KRCommon.xml. It is read while the library is loaded, when
 /// no log is open: the line "Failed to read ..." goes where ACE's lines go then, to stderr, and a
 /// Windows service has none. A host asks here once its log is open, and says it in its own words:
@@ -13,11 +19,6 @@
 /// Threads: the status is set while the library is loaded, before any host can ask, and never again:
 /// any thread may ask and read at any time. Same on Windows and Linux.
 /// Exceptions: std::bad_alloc where a status is copied, see KRCommon_Export.h.
-
-#include <KRCommon/KRCommon_Export.h>
-
-#include <string>
-
 struct KR_Configuration_Status {
     /// The file was accepted, and its presets are those of KR_Colors.
     bool is_read = false;

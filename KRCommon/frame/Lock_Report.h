@@ -86,7 +86,7 @@ struct KR_Lock_End {
     /// write them, when the log is stuck; at once when already the line about the delay is. The other
     /// threads run on, and still hold what they hold: what waits for one of their locks waits for ever.
     void (*hook)(void* argument) = nullptr;
-    void* argument = nullptr;
+    void* argument = nullptr; ///< handed to the hook
 
     /// So long the hook has; then the process ends all the same. At most 600,000 count.
     ///

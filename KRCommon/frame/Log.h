@@ -213,6 +213,7 @@ void log_checked(Text text, Rate&& rate, const KR_Log_Site& site, const char (&f
 
 } // namespace kr_internal
 
+/// The first of its arguments; for kr_log() alone.
 #define KR_LOG_FIRST(first, ...) first
 
 /// kr_log(site, format, arguments...): logs one line at the site's priority, or nothing when the

@@ -1,36 +1,7 @@
 #pragma once
 
 /// \file
-/// The owner of the process's log file: dated, numbered files that are rotated by size and day
-/// and pruned to a total size, and the debug level.
-///
-///     KR_LOG_MANAGER* logs = KR_LOG_MANAGER::instance();
-///     logs->set_debug_level(3);
-///     logs->open(ACE_Reactor::instance(), "C:\\Logs", "server");
-///     ...                    // the reactor's event loop runs, lines go into the files
-///     logs->close();         // before the reactor ends
-///
-/// Files are named <directory>\<prefix>_<year>_<month>_<day>_part_<number>.log (on Linux with
-/// '/'), in local time: C:\Logs\server_2014_03_05_part_03.log. docs/log_format.md tells more.
-///
-/// Nothing here reports an error or logs one: a folder that cannot be made, a file that cannot be
-/// opened or deleted is passed over, and logging goes on as well as it can. What status() tells, and
-/// what KR_Log_Options add, is for those who want to know.
-///
-/// Files: no child process inherits the log file, and it never takes one of the descriptors 0 to 2,
-/// closed though they may be. Several processes may have one directory and prefix: lines stay whole and
-/// none is lost. Each process rotates by itself.
-///
-/// Forks (Linux): a child goes on with the same file, and its first thread with its settings. It has no
-/// timer: open() again, with a reactor and better a prefix of its own, starts one. A process forks
-/// when no line is being written: fork() waits for those under way. What the library cannot
-/// make good are the C library's own locks: a stamp that ACE or the host makes ("%T" in ACE's macros,
-/// localtime()) may wait for ever in the child when another thread was making one. Lines of kr_log() do
-/// not. A reactor of the parent's must not be touched: end the child by _exit() or exec().
-///
-/// Threads: every operation may be called from any thread at any time; ACE's log lock guards
-/// what they share. No operation may be called while the caller holds that lock.
-/// Exceptions: std::bad_alloc alone, see KRCommon_Export.h.
+/// The log manager KR_LOG_MANAGER.
 
 #include <KRCommon/KRCommon_Export.h>
 #include <KRCommon/frame/Log_Options.h>
@@ -51,6 +22,36 @@ namespace kr_internal {
 class Saved_Log_Attributes;
 }
 
+/// The owner of the process's log file: dated, numbered files that are rotated by size and day
+/// and pruned to a total size, and the debug level.
+///
+///     KR_LOG_MANAGER* logs = KR_LOG_MANAGER::instance();
+///     logs->set_debug_level(3);
+///     logs->open(ACE_Reactor::instance(), "C:\\Logs", "server");
+///     ...                    // the reactor's event loop runs, lines go into the files
+///     logs->close();         // before the reactor ends
+///
+/// Files are named `<directory>\<prefix>_<year>_<month>_<day>_part_<number>.log` (on Linux with
+/// '/'), in local time: `C:\Logs\server_2014_03_05_part_03.log`. docs/log_format.md tells more.
+///
+/// Nothing here reports an error or logs one: a folder that cannot be made, a file that cannot be
+/// opened or deleted is passed over, and logging goes on as well as it can. What status() tells, and
+/// what KR_Log_Options add, is for those who want to know.
+///
+/// Files: no child process inherits the log file, and it never takes one of the descriptors 0 to 2,
+/// closed though they may be. Several processes may have one directory and prefix: lines stay whole and
+/// none is lost. Each process rotates by itself.
+///
+/// Forks (Linux): a child goes on with the same file, and its first thread with its settings. It has no
+/// timer: open() again, with a reactor and better a prefix of its own, starts one. A process forks
+/// when no line is being written: fork() waits for those under way. What the library cannot
+/// make good are the C library's own locks: a stamp that ACE or the host makes ("%T" in ACE's macros,
+/// localtime()) may wait for ever in the child when another thread was making one. Lines of kr_log() do
+/// not. A reactor of the parent's must not be touched: end the child by _exit() or exec().
+///
+/// Threads: every operation may be called from any thread at any time; ACE's log lock guards
+/// what they share. No operation may be called while the caller holds that lock.
+/// Exceptions: std::bad_alloc alone, see KRCommon_Export.h.
 class KRCOMMON_EXPORT KR_LOG_MANAGER : public ACE_Event_Handler {
 public:
     /// The process's log manager, built on the first call. At process exit it cancels its timer,
@@ -62,6 +63,7 @@ public:
     /// A copy has the same settings, date, part and open flag, but no timer and no reactor: these
     /// belong to the manager that was opened. An assignment leaves the timer of its target alone.
     KR_LOG_MANAGER(const KR_LOG_MANAGER& other);
+    /// As the copy constructor.
     KR_LOG_MANAGER& operator=(const KR_LOG_MANAGER& other);
     ~KR_LOG_MANAGER() override;
 
@@ -112,6 +114,7 @@ public:
     /// effect at once, those that concern the opening of a file with the next one. Those of the
     /// manager that was opened last hold for the process.
     void set_options(const KR_Log_Options& options);
+    /// The options as they were set last.
     KR_Log_Options options() const;
 
     /// Closes the file in use and opens the file of its name anew: for a host that is told, by SIGHUP as
@@ -149,7 +152,9 @@ protected:
 
     /// Makes the directory each time it is called.
     std::string log_file_name_left();
+    /// The name behind the day: "_part_", the file's number and ".log".
     std::string log_file_name_right();
+    /// The path of the file in use: both sides joined.
     std::string log_file_name();
 
 private:

@@ -1,6 +1,10 @@
 #pragma once
 
 /// \file
+/// What the log does only when the host asks for it, KR_Log_Options.
+
+#include <cstdint>
+
 /// What the log does only when the host asks for it. Without it, a file that fails stays silent until
 /// the next day, and nobody is told.
 ///
@@ -12,9 +16,6 @@
 ///
 /// docs/log_format.md has the lines that come of it.
 /// Exceptions: std::bad_alloc alone, see KRCommon_Export.h.
-
-#include <cstdint>
-
 struct KR_Log_Options {
     /// A file that cannot be opened or written is tried again at each tick. Until then its lines are
     /// lost, but counted. A rotation or reopen() whose new file cannot be opened goes on with the old

@@ -1,12 +1,13 @@
 #pragma once
 
 /// \file
-/// How the log file is: what a host reports to those who operate it. KR_LOG_MANAGER::status() fills it.
-/// Exceptions: std::bad_alloc alone, see KRCommon_Export.h.
+/// How the log file is, KR_Log_Status.
 
 #include <cstdint>
 #include <string>
 
+/// How the log file is: what a host reports to those who operate it. KR_LOG_MANAGER::status() fills it.
+/// Exceptions: std::bad_alloc alone, see KRCommon_Export.h.
 struct KR_Log_Status {
     /// Path of the file in use, or of the one that lines should go to when is_good is false. Empty
     /// before the first KR_LOG_MANAGER::open().
@@ -38,7 +39,7 @@ struct KR_Log_Status {
     /// Linux, GetLastError() on Windows. 0 and empty when there was none. It stays when all is well
     /// again.
     int last_error = 0;
-    std::string last_error_text;
+    std::string last_error_text; ///< the system's text; empty when there was none
 
     /// When that was, in microseconds since 1970-01-01 UTC; 0 when there was none.
     std::int64_t last_error_time = 0;

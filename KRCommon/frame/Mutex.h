@@ -137,7 +137,9 @@ private:
     int acquisitions_ = 0;
 };
 
+/// Joins two names; for KR_GUARD alone.
 #define KR_GUARD_JOIN2(a, b) a##b
+/// Joins two names, expanded before; for KR_GUARD alone.
 #define KR_GUARD_JOIN(a, b) KR_GUARD_JOIN2(a, b)
 
 /// Guards the mutex until the end of the scope, with the mutex's name, the file and the line of

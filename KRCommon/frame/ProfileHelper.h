@@ -142,8 +142,11 @@ public:
     /// tag     is copied
     ProfileHelperBlock(ProfileHelper* helper, const std::string& tag);
 
+    /// Copied and moved as a whole, member by member.
+    /// @{
     ProfileHelperBlock(const ProfileHelperBlock&) = default;
     ProfileHelperBlock& operator=(const ProfileHelperBlock&) = default;
+    /// @}
 
     /// Adds the sample; never throws. When memory is short the sample is lost.
     /// Quirk: the elapsed milliseconds are cut to 32 bits: 49.7 days count as none, and a clock
@@ -163,8 +166,11 @@ public:
     /// As of ProfileHelperBlock, copies too.
     ProfileHelperSteadyBlock(ProfileHelper* helper, const std::string& tag);
 
+    /// Copied and moved as a whole, member by member.
+    /// @{
     ProfileHelperSteadyBlock(const ProfileHelperSteadyBlock&) = default;
     ProfileHelperSteadyBlock& operator=(const ProfileHelperSteadyBlock&) = default;
+    /// @}
 
     /// Adds the sample; never throws. When memory is short the sample is lost.
     ~ProfileHelperSteadyBlock();

@@ -1,6 +1,11 @@
 #pragma once
 
 /// \file
+/// The crash-dump setting KR_SEH.
+
+#include <KRCommon/KRCommon_Export.h>
+#include <KRCommon/platform/Minidump_Type.h>
+
 /// The host's choice of what a crash dump is to hold. The library stores the choice for whoever
 /// writes dumps; it writes none itself.
 ///
@@ -8,10 +13,6 @@
 ///
 /// Threads: the choice is not locked; make it before other threads read it.
 /// Exceptions: std::bad_alloc alone, see KRCommon_Export.h.
-
-#include <KRCommon/KRCommon_Export.h>
-#include <KRCommon/platform/Minidump_Type.h>
-
 class KRCOMMON_EXPORT KR_SEH {
 public:
     /// The process's settings, built on the first call.
@@ -22,6 +23,7 @@ public:
 
     /// The type is stored as it is, without a check. At first it is 0, MiniDumpNormal.
     void set_dump_type(_MINIDUMP_TYPE type) noexcept;
+    /// The type that was set last.
     _MINIDUMP_TYPE get_dump_type() const noexcept;
 
 private:

@@ -1,10 +1,18 @@
 #pragma once
 
 /// \file
-/// An axis-aligned box. Threads: a value; one thread at a time.
+/// The box Geom_Box2D.
 
 #include <cstdint>
 
+/// An axis-aligned box: its smaller coordinates and its larger ones.
+///
+/// The library compares and joins the numbers and asks for no more: where the origin lies, in which
+/// direction y grows and what one unit is, is the affair of those who write the boxes. The video search
+/// hosts count pixels of the picture, from its upper left corner, x to the right and y downwards, so that
+/// MinY is a box's upper edge and MaxY its foot.
+///
+/// Threads: a value; one thread at a time.
 template <typename T>
 class Geom_Box2D {
 public:
@@ -17,10 +25,13 @@ public:
     {
     }
 
+    /// Copied and moved as a whole, member by member.
+    /// @{
     Geom_Box2D(const Geom_Box2D&) = default;
     Geom_Box2D(Geom_Box2D&&) noexcept = default;
     Geom_Box2D& operator=(const Geom_Box2D&) = default;
     Geom_Box2D& operator=(Geom_Box2D&&) noexcept = default;
+    /// @}
     virtual ~Geom_Box2D() { IsSet = 0; }
 
     /// Takes the smaller minima and the larger maxima of both boxes and sets the flag, whatever
@@ -34,9 +45,9 @@ public:
         IsSet = 1;
     }
 
-    T MinX = 0;
-    T MinY = 0;
-    T MaxX = 0;
-    T MaxY = 0;
+    T MinX = 0;             ///< the smaller x
+    T MinY = 0;             ///< the smaller y
+    T MaxX = 0;             ///< the larger x
+    T MaxY = 0;             ///< the larger y
     std::uint8_t IsSet = 0; ///< 1 once the box holds a value
 };

@@ -36,17 +36,17 @@
 
 /// What records are asked for: the parameters of KR_ObjectBase::test(), and a colour.
 struct KR_Object_Filter {
-    ACE_Time_Value from; ///< 1970 at first
-    ACE_Time_Value to = ACE_Time_Value::max_time;
-    ns__DetectorType detector = ns__DetectorType__value_7;
+    ACE_Time_Value from;                          ///< 1970 at first
+    ACE_Time_Value to = ACE_Time_Value::max_time; ///< the last first-seen time that matches
+    ns__DetectorType detector = ns__DetectorType__value_7;   ///< must be the record's
     ns__ObjectClass object_class = ns__ObjectClass__unknown; ///< at first no score is asked for
-    float min_score = 0.0F;
-    float min_duration = 0.0F; ///< seconds
+    float min_score = 0.0F;                                  ///< least score of object_class
+    float min_duration = 0.0F;                               ///< seconds
 
     /// The record must have this preset with this share at least, as KR_Object_View::has_color() says.
     /// Without a preset no colour is asked for.
     std::optional<ns__ColorPreset> preset;
-    float min_percent = 0.0F;
+    float min_percent = 0.0F;          ///< least share of preset, in percent
     const KR_Colors* colors = nullptr; ///< null is the library's own, KR_Colors::instance()
 };
 

@@ -1,33 +1,7 @@
 #pragma once
 
 /// \file
-/// A record of a detected object read where it lies: its bytes are checked, tested against a query
-/// and walked over without an object being made of them, which costs a small part of decoding them.
-///
-///     const KR_Object_View view(bytes.data(), bytes.size());
-///     if (view.check().state != KR_Record_State::whole)
-///         return; // check() says what is wrong with it, and where
-///     if (view.test(from, to, detector, ns__ObjectClass__person, 0.5F, 2.0F))
-///         for (const KR_Instance_View instance : view.instances())
-///             draw(instance.time(), instance.box());
-///
-/// A view says of any bytes what an object says into which KR_ObjectBase::deserialize() has read
-/// them, provided that it was new before: the same fields, instances, colours, auxiliary data and the
-/// same answer to test(). So what is cut short counts as far as whole parts go, a list that counts
-/// more than it holds goes on into the auxiliary data, and of an instance with a colour count below
-/// zero no colours are read. Where deserialize() ends the process, a view has no instances. Bytes
-/// too short for a fixed block, and a null pointer, which has no bytes, leave an object as new: a
-/// view of them has the fields of a new object, detector type 7 and sensor 0, 1, all else zero.
-///
-/// docs/record_format.md has the byte map and says what of a record can be cut and damaged.
-///
-/// Ownership: a view and what it gives, spans and views of instances and colours, point into the
-/// bytes, which somebody else owns. The bytes must outlive them and must not change meanwhile. Nothing
-/// is allocated, copied or kept.
-/// Bounds: no byte outside of those given is read, whatever they hold. They need no alignment.
-/// Threads: values. Any number of threads may look at the same bytes at once.
-/// Failure: none is reported but by check(). Nothing throws.
-/// Exceptions: std::bad_alloc alone, see KRCommon_Export.h; nothing here throws it.
+/// A record read where it lies, KR_Object_View, with its instances and colours.
 
 #include <KRCommon/KRCommon_Export.h>
 #include <KRCommon/objects/Geom_Box2D.h>
@@ -50,22 +24,28 @@ class KR_Colors;
 
 /// Bytes that somebody else owns. The pointer may be null when there are none.
 struct KR_Byte_Span {
-    const unsigned char* data = nullptr;
-    std::size_t size = 0;
+    const unsigned char* data = nullptr; ///< the first byte
+    std::size_t size = 0;                ///< bytes
 
+    /// The first byte.
     [[nodiscard]] const unsigned char* begin() const noexcept { return data; }
+    /// Behind the last byte.
     [[nodiscard]] const unsigned char* end() const noexcept { return data + size; }
+    /// Whether there are no bytes.
     [[nodiscard]] bool empty() const noexcept { return size == 0; }
 };
 
 /// A colour of an instance, with the numbers that an ns__RgbColorArea would have.
 class KR_Color_View {
 public:
+    /// 0 to 255.
     [[nodiscard]] std::uint8_t red() const noexcept { return get(kr_internal::color_entry::red); }
+    /// 0 to 255.
     [[nodiscard]] std::uint8_t green() const noexcept
     {
         return get(kr_internal::color_entry::green);
     }
+    /// 0 to 255.
     [[nodiscard]] std::uint8_t blue() const noexcept { return get(kr_internal::color_entry::blue); }
     /// -128 to 127, whole.
     [[nodiscard]] float area() const noexcept { return get(kr_internal::color_entry::area); }
@@ -123,31 +103,38 @@ private:
 /// A forward iterator; it gives values, not references.
 class KR_Color_Iterator {
 public:
-    using iterator_category = std::forward_iterator_tag;
-    using value_type = KR_Color_View;
-    using difference_type = std::ptrdiff_t;
-    using pointer = kr_internal::Arrow<KR_Color_View>;
-    using reference = KR_Color_View;
+    using iterator_category = std::forward_iterator_tag; ///< forward
+    using value_type = KR_Color_View;                    ///< what it gives
+    using difference_type = std::ptrdiff_t;              ///< of the standard's name
+    using pointer = kr_internal::Arrow<KR_Color_View>;   ///< holds the value while it is asked
+    using reference = KR_Color_View;                     ///< a value
 
+    /// Points nowhere.
     KR_Color_Iterator() = default;
 
+    /// The colour.
     [[nodiscard]] KR_Color_View operator*() const noexcept { return KR_Color_View(bytes_); }
+    /// The colour.
     [[nodiscard]] pointer operator->() const noexcept { return pointer(**this); }
+    /// Goes on to the next colour.
     KR_Color_Iterator& operator++() noexcept
     {
         bytes_ += kr_internal::color_size;
         return *this;
     }
+    /// Goes on to the next colour; answers where it was.
     KR_Color_Iterator operator++(int) noexcept
     {
         const KR_Color_Iterator before = *this;
         ++*this;
         return before;
     }
+    /// Whether both point at the same colour.
     [[nodiscard]] bool operator==(const KR_Color_Iterator& other) const noexcept
     {
         return bytes_ == other.bytes_;
     }
+    /// Whether they do not.
     [[nodiscard]] bool operator!=(const KR_Color_Iterator& other) const noexcept
     {
         return bytes_ != other.bytes_;
@@ -164,15 +151,19 @@ private:
 /// The colours of an instance, in their order: 0 to 127.
 class KR_Color_Range {
 public:
-    using iterator = KR_Color_Iterator;
-    using const_iterator = KR_Color_Iterator;
+    using iterator = KR_Color_Iterator;       ///< of the standard's name
+    using const_iterator = KR_Color_Iterator; ///< the same: colours cannot be changed
 
+    /// The first colour.
     [[nodiscard]] iterator begin() const noexcept { return iterator(first_); }
+    /// Behind the last colour.
     [[nodiscard]] iterator end() const noexcept
     {
         return iterator(first_ + count_ * kr_internal::color_size);
     }
+    /// How many colours there are.
     [[nodiscard]] std::size_t size() const noexcept { return count_; }
+    /// Whether there is no colour.
     [[nodiscard]] bool empty() const noexcept { return count_ == 0; }
     /// The index is not checked.
     [[nodiscard]] KR_Color_View operator[](std::size_t index) const noexcept
@@ -209,8 +200,11 @@ public:
 
     /// Whole numbers from -128 to 127; above 0 the object was taken for that class.
     [[nodiscard]] float person_value() const noexcept { return get(kr_internal::entry::person); }
+    /// As person_value().
     [[nodiscard]] float vehicle_value() const noexcept { return get(kr_internal::entry::vehicle); }
+    /// As person_value().
     [[nodiscard]] float object_value() const noexcept { return get(kr_internal::entry::object); }
+    /// As person_value().
     [[nodiscard]] float unknown_value() const noexcept { return get(kr_internal::entry::unknown); }
 
     /// Ordered and marked as set. A pair with a NaN in it stays as it is stored.
@@ -219,18 +213,25 @@ public:
         return kr_internal::ordered_box(bytes_);
     }
 
+    /// Carried as it is.
     [[nodiscard]] float float1() const noexcept { return get(kr_internal::entry::floats[0]); }
+    /// Carried as it is.
     [[nodiscard]] float float2() const noexcept { return get(kr_internal::entry::floats[1]); }
+    /// Carried as it is.
     [[nodiscard]] std::uint8_t flag() const noexcept { return get(kr_internal::entry::flag); }
+    /// Carried as it is.
     [[nodiscard]] std::array<float, 4> group() const noexcept
     {
         return kr_internal::get_all(bytes_, kr_internal::entry::group);
     }
     /// -128 to 127.
     [[nodiscard]] std::int32_t number() const noexcept { return get(kr_internal::entry::number); }
+    /// The observation's point, in the box's coordinates.
     [[nodiscard]] float point_x() const noexcept { return get(kr_internal::entry::point[0]); }
+    /// The observation's point, in the box's coordinates.
     [[nodiscard]] float point_y() const noexcept { return get(kr_internal::entry::point[1]); }
 
+    /// The instance's colours; none where their count is below zero.
     [[nodiscard]] KR_Color_Range colors() const noexcept
     {
         return {bytes_ + kr_internal::entry_size, kr_internal::readable_colors(bytes_)};
@@ -253,32 +254,38 @@ private:
 /// A forward iterator; it gives values, not references.
 class KR_Instance_Iterator {
 public:
-    using iterator_category = std::forward_iterator_tag;
-    using value_type = KR_Instance_View;
-    using difference_type = std::ptrdiff_t;
-    using pointer = kr_internal::Arrow<KR_Instance_View>;
-    using reference = KR_Instance_View;
+    using iterator_category = std::forward_iterator_tag;  ///< forward
+    using value_type = KR_Instance_View;                  ///< what it gives
+    using difference_type = std::ptrdiff_t;               ///< of the standard's name
+    using pointer = kr_internal::Arrow<KR_Instance_View>; ///< holds the value while it is asked
+    using reference = KR_Instance_View;                   ///< a value
 
     /// The end of any range.
     KR_Instance_Iterator() = default;
 
+    /// The instance.
     [[nodiscard]] KR_Instance_View operator*() const noexcept { return KR_Instance_View(entry_); }
+    /// The instance.
     [[nodiscard]] pointer operator->() const noexcept { return pointer(**this); }
+    /// Goes on to the next whole instance.
     KR_Instance_Iterator& operator++() noexcept
     {
         *this = KR_Instance_Iterator(entry_ + size_, left_ - size_, count_ - 1);
         return *this;
     }
+    /// Goes on to the next whole instance; answers where it was.
     KR_Instance_Iterator operator++(int) noexcept
     {
         const KR_Instance_Iterator before = *this;
         ++*this;
         return before;
     }
+    /// Whether as many instances follow on both, which must be of one record.
     [[nodiscard]] bool operator==(const KR_Instance_Iterator& other) const noexcept
     {
         return count_ == other.count_;
     }
+    /// Whether they have not.
     [[nodiscard]] bool operator!=(const KR_Instance_Iterator& other) const noexcept
     {
         return count_ != other.count_;
@@ -304,9 +311,10 @@ private:
 /// The instances of a record, in their order, as far as they are whole.
 class KR_Instance_Range {
 public:
-    using iterator = KR_Instance_Iterator;
-    using const_iterator = KR_Instance_Iterator;
+    using iterator = KR_Instance_Iterator;       ///< of the standard's name
+    using const_iterator = KR_Instance_Iterator; ///< the same: instances cannot be changed
 
+    /// The first instance.
     [[nodiscard]] iterator begin() const noexcept
     {
         using namespace kr_internal;
@@ -315,7 +323,9 @@ public:
         return iterator(list_ + count_size, length_ - count_size,
                         kr_internal::get(list_, instance_list::count));
     }
+    /// Behind the last whole instance.
     [[nodiscard]] iterator end() const noexcept { return {}; }
+    /// Whether there is no whole instance.
     [[nodiscard]] bool empty() const noexcept { return begin() == end(); }
 
     /// There are no more than so many: what the list counts, but not more than its bytes can hold.
@@ -393,6 +403,33 @@ inline constexpr std::array<unsigned char, fixed_block_size> new_fixed_block = [
 
 } // namespace kr_internal
 
+/// A record of a detected object read where it lies: its bytes are checked, tested against a query
+/// and walked over without an object being made of them, which costs a small part of decoding them.
+///
+///     const KR_Object_View view(bytes.data(), bytes.size());
+///     if (view.check().state != KR_Record_State::whole)
+///         return; // check() says what is wrong with it, and where
+///     if (view.test(from, to, detector, ns__ObjectClass__person, 0.5F, 2.0F))
+///         for (const KR_Instance_View instance : view.instances())
+///             draw(instance.time(), instance.box());
+///
+/// A view says of any bytes what an object says into which KR_ObjectBase::deserialize() has read
+/// them, provided that it was new before: the same fields, instances, colours, auxiliary data and the
+/// same answer to test(). So what is cut short counts as far as whole parts go, a list that counts
+/// more than it holds goes on into the auxiliary data, and of an instance with a colour count below
+/// zero no colours are read. Where deserialize() ends the process, a view has no instances. Bytes
+/// too short for a fixed block, and a null pointer, which has no bytes, leave an object as new: a
+/// view of them has the fields of a new object, detector type 7 and sensor 0, 1, all else zero.
+///
+/// docs/record_format.md has the byte map and says what of a record can be cut and damaged.
+///
+/// Ownership: a view and what it gives, spans and views of instances and colours, point into the
+/// bytes, which somebody else owns. The bytes must outlive them and must not change meanwhile. Nothing
+/// is allocated, copied or kept.
+/// Bounds: no byte outside of those given is read, whatever they hold. They need no alignment.
+/// Threads: values. Any number of threads may look at the same bytes at once.
+/// Failure: none is reported but by check(). Nothing throws.
+/// Exceptions: std::bad_alloc alone, see KRCommon_Export.h; nothing here throws it.
 class KR_Object_View {
 public:
     /// Of no bytes.
@@ -411,6 +448,7 @@ public:
     /// What the bytes are found to be, and where: Record_Status.h. Walks over all instances, some 2 ns
     /// for each.
     [[nodiscard]] KR_Record_Status check() const noexcept { return check(bytes_, length_); }
+    /// The same of bytes without a view.
     [[nodiscard]] KRCOMMON_EXPORT static KR_Record_Status check(const unsigned char* bytes,
                                                                 std::size_t length) noexcept;
 
@@ -420,6 +458,7 @@ public:
     // The fixed block. What these are is told where KR_ObjectBase has members of their names; times
     // and numbers are as they stand, in normal form or not.
 
+    /// KR_ObjectBase::SensorId.
     [[nodiscard]] ns__SensorId sensor_id() const
     {
         ns__SensorId id;
@@ -427,40 +466,49 @@ public:
         id.word2 = get(kr_internal::fixed_block::sensor_word2);
         return id;
     }
+    /// KR_ObjectBase::ObjectId.
     [[nodiscard]] std::uint64_t object_id() const noexcept
     {
         return get(kr_internal::fixed_block::object_id);
     }
+    /// KR_ObjectBase::DetectorType.
     [[nodiscard]] ns__DetectorType detector_type() const noexcept
     {
         return static_cast<ns__DetectorType>(get(kr_internal::fixed_block::detector_type));
     }
+    /// KR_ObjectBase::FirstSeenTime.
     [[nodiscard]] ACE_Time_Value first_seen_time() const noexcept
     {
         return kr_internal::time_of(get(kr_internal::fixed_block::first_seen_seconds),
                                     get(kr_internal::fixed_block::first_seen_microseconds));
     }
+    /// KR_ObjectBase::Word1.
     [[nodiscard]] std::int32_t word1() const noexcept
     {
         return get(kr_internal::fixed_block::word1);
     }
+    /// KR_ObjectBase::Word2.
     [[nodiscard]] std::int32_t word2() const noexcept
     {
         return get(kr_internal::fixed_block::word2);
     }
+    /// KR_ObjectBase::SecondTime.
     [[nodiscard]] ACE_Time_Value second_time() const noexcept
     {
         return kr_internal::time_of(get(kr_internal::fixed_block::second_time_seconds),
                                     get(kr_internal::fixed_block::second_time_microseconds));
     }
+    /// KR_ObjectBase::StatisticsWord1.
     [[nodiscard]] std::int32_t statistics_word1() const noexcept
     {
         return get(kr_internal::fixed_block::statistics_word1);
     }
+    /// KR_ObjectBase::StatisticsWord2.
     [[nodiscard]] std::int32_t statistics_word2() const noexcept
     {
         return get(kr_internal::fixed_block::statistics_word2);
     }
+    /// Whole seconds.
     [[nodiscard]] std::uint32_t duration() const noexcept
     {
         return get(kr_internal::fixed_block::duration);
@@ -470,10 +518,12 @@ public:
     {
         return kr_internal::get_all(fixed_block_, kr_internal::fixed_block::class_scores);
     }
+    /// KR_ObjectBase::StatisticsWord7.
     [[nodiscard]] std::int32_t statistics_word7() const noexcept
     {
         return get(kr_internal::fixed_block::statistics_word7);
     }
+    /// KR_ObjectBase::StatisticsWord8.
     [[nodiscard]] std::int32_t statistics_word8() const noexcept
     {
         return get(kr_internal::fixed_block::statistics_word8);
@@ -489,6 +539,7 @@ public:
                                    {from, to, detector, object_class, min_score, min_duration});
     }
 
+    /// The instances, as far as they are whole.
     [[nodiscard]] KR_Instance_Range instances() const noexcept
     {
         if (length_ < kr_internal::fixed_block_size)

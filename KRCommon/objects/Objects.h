@@ -1,6 +1,55 @@
 #pragma once
 
 /// \file
+/// The record of a detected object, KR_ObjectBase, and what goes with it.
+
+#include <KRCommon/KRCommon_Export.h>
+#include <KRCommon/objects/Geom_Box2D.h>
+#include <KRCommon/objects/Record_Status.h>
+
+#include <krsoap/krsoap.h>
+
+#include <ace/Time_Value.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+/// Bytes that an object carries without looking into them; shared among its copies.
+using KR_Auxiliary_Data = std::shared_ptr<std::vector<unsigned char>>;
+
+/// A query's filter, as services pass it around. The library carries it.
+struct QueryCriteria {
+    std::int32_t Words1[6] = {}; ///< carried as it is
+    ns__HsvColor Color;          ///< zero at first
+    std::int32_t Words2[5] = {}; ///< carried as it is
+};
+
+/// What a service knows of an object beside its record.
+class ObjectMetadata {
+public:
+    /// Copied and moved as a whole, member by member.
+    /// @{
+    ObjectMetadata() = default;
+    ObjectMetadata(const ObjectMetadata&) = default;
+    ObjectMetadata(ObjectMetadata&&) noexcept = default;
+    ObjectMetadata& operator=(const ObjectMetadata&) = default;
+    ObjectMetadata& operator=(ObjectMetadata&&) noexcept = default;
+    virtual ~ObjectMetadata() = default;
+    /// @}
+
+    ACE_Time_Value Time;   ///< carried as it is
+    Geom_Box2D<float> Box; ///< carried as it is
+};
+
+/// The same with a block of bytes of its own, which its copies share.
+class ObjectMetadataWithAuxilaryData : public ObjectMetadata {
+public:
+    /// Never null in a new one.
+    KR_Auxiliary_Data AuxiliaryData = std::make_shared<std::vector<unsigned char>>();
+};
+
 /// The record of one detected object: who saw it and when, its class scores, and the observations
 /// (instances) of it, each with a time, a box and colours; its compact binary form for storage and
 /// transport; and what queries ask of it.
@@ -30,56 +79,13 @@
 /// nothing locks.
 /// Failure: copying and decoding may throw std::bad_alloc; moving never throws.
 /// Exceptions: std::bad_alloc alone, see KRCommon_Export.h.
-
-#include <KRCommon/KRCommon_Export.h>
-#include <KRCommon/objects/Geom_Box2D.h>
-#include <KRCommon/objects/Record_Status.h>
-
-#include <krsoap/krsoap.h>
-
-#include <ace/Time_Value.h>
-
-#include <cstddef>
-#include <cstdint>
-#include <memory>
-#include <vector>
-
-/// Bytes that an object carries without looking into them; shared among its copies.
-using KR_Auxiliary_Data = std::shared_ptr<std::vector<unsigned char>>;
-
-/// A query's filter, as services pass it around. The library carries it.
-struct QueryCriteria {
-    std::int32_t Words1[6] = {};
-    ns__HsvColor Color; ///< zero at first
-    std::int32_t Words2[5] = {};
-};
-
-/// What a service knows of an object beside its record.
-class ObjectMetadata {
-public:
-    ObjectMetadata() = default;
-    ObjectMetadata(const ObjectMetadata&) = default;
-    ObjectMetadata(ObjectMetadata&&) noexcept = default;
-    ObjectMetadata& operator=(const ObjectMetadata&) = default;
-    ObjectMetadata& operator=(ObjectMetadata&&) noexcept = default;
-    virtual ~ObjectMetadata() = default;
-
-    ACE_Time_Value Time;
-    Geom_Box2D<float> Box;
-};
-
-/// The same with a block of bytes of its own, which its copies share.
-class ObjectMetadataWithAuxilaryData : public ObjectMetadata {
-public:
-    KR_Auxiliary_Data AuxiliaryData = std::make_shared<std::vector<unsigned char>>();
-};
-
 class KRCOMMON_EXPORT KR_ObjectBase {
 public:
     /// One observation of the object.
     struct Instance {
         // Written out: with a defaulted one a new element of a vector is cleared as a whole before
         // its members are, which takes a quarter of the time of decoding.
+        /// Zero throughout; the box holds no value.
         Instance() noexcept {} // NOLINT(modernize-use-equals-default)
 
         ACE_Time_Value Time;    ///< the binary form keeps the low 32 bits of the seconds, signed
@@ -88,18 +94,18 @@ public:
         /// A value above 0: the object was taken for that class. The binary form keeps them
         /// truncated to signed bytes, so -128 to 127: 1.9 comes back as 1, 200 as -56.
         float PersonValue = 0.0F;
-        float VehicleValue = 0.0F;
-        float ObjectValue = 0.0F;
-        float UnknownValue = 0.0F;
-        Geom_Box2D<float> Box;
-        float Float1 = 0.0F;
-        float Float2 = 0.0F;
-        std::uint8_t Flag = 0;
-        float Group[4] = {};
+        float VehicleValue = 0.0F; ///< as PersonValue
+        float ObjectValue = 0.0F;  ///< as PersonValue
+        float UnknownValue = 0.0F; ///< as PersonValue
+        Geom_Box2D<float> Box;     ///< where the object is in the picture, see Geom_Box2D
+        float Float1 = 0.0F;       ///< carried as it is
+        float Float2 = 0.0F;       ///< carried as it is; reported with debug instances
+        std::uint8_t Flag = 0;     ///< carried as it is
+        float Group[4] = {}; ///< carried as it is; three of them are reported with debug instances
         std::int32_t Number = 0;              ///< the binary form keeps its low 8 bits, signed
         std::vector<ns__RgbColorArea> Colors; ///< fewer than 128, see serialize_instances()
-        float PointX = 0.0F;
-        float PointY = 0.0F;
+        float PointX = 0.0F; ///< a point of the observation, in the box's coordinates
+        float PointY = 0.0F; ///< see PointX
     };
 
     /// No instances, detector type 7, an empty auxiliary data block; all else zero.
@@ -108,11 +114,13 @@ public:
     /// A copy has everything of its own but the auxiliary data block, which it shares: a change of
     /// the block's bytes through one object is seen through the other. What was moved from may be
     /// assigned to or destroyed; it has no block.
+    /// @{
     KR_ObjectBase(const KR_ObjectBase& other);
     KR_ObjectBase(KR_ObjectBase&& other) noexcept;
     KR_ObjectBase& operator=(const KR_ObjectBase& other);
     KR_ObjectBase& operator=(KR_ObjectBase&& other) noexcept;
     virtual ~KR_ObjectBase();
+    /// @}
 
     /// Makes the object what a new one is, and keeps its memory for what it is to hold next: the
     /// room for instances, the lists of their colours, and the auxiliary data block, unless the
@@ -123,6 +131,7 @@ public:
 
     /// Whether object id and sensor are the same; nothing else counts.
     bool operator==(const KR_ObjectBase& other) const;
+    /// The opposite of ==.
     bool operator!=(const KR_ObjectBase& other) const { return !(*this == other); }
 
     /// How many bytes serialize() writes with the same limit, provided that it is 4 or more. Throws
@@ -216,6 +225,7 @@ public:
     /// An instance list in binary form that the object holds until deserialize_instances() is
     /// called. Replaces one that it held; the bytes are copied. A null list has no bytes.
     void set_pending_instances(const unsigned char* list, unsigned length);
+    /// How many bytes are pending; 0 when none are.
     unsigned pending_instances_length() const noexcept;
 
     /// Whether the object matches a query. The first-seen time alone must lie in the window [from,
@@ -250,22 +260,23 @@ public:
     void Fill(ns__QueryResultObject& result, const ACE_Time_Value& time, float percent, int window,
               bool debug) const;
 
-    ns__SensorId SensorId;
-    std::uint64_t ObjectId = 0;
+    ns__SensorId SensorId;      ///< who saw the object
+    std::uint64_t ObjectId = 0; ///< with the sensor the identity of the object
+    /// Carried as it is; test() compares it.
     ns__DetectorType DetectorType = ns__DetectorType__value_7;
-    ACE_Time_Value FirstSeenTime;
-    std::int32_t Word1 = 0;
-    std::int32_t Word2 = 0;
-    ACE_Time_Value SecondTime;
-    std::int32_t StatisticsWord1 = 0;
-    std::int32_t StatisticsWord2 = 0;
-    std::uint32_t Duration = 0; ///< whole seconds
-    float ClassScores[3] = {};  ///< of the object classes 1, 2 and 3
-    std::int32_t StatisticsWord7 = 0;
-    std::int32_t StatisticsWord8 = 0;
-    std::vector<ObjectMetadataWithAuxilaryData> Metadata;
-    std::vector<Instance> Instances; ///< in time order as appended
-    KR_Auxiliary_Data AuxiliaryData; ///< may be null, which counts as empty
+    ACE_Time_Value FirstSeenTime;                         ///< of the first observation
+    std::int32_t Word1 = 0;                               ///< carried as it is
+    std::int32_t Word2 = 0;                               ///< carried as it is
+    ACE_Time_Value SecondTime;                            ///< carried as it is
+    std::int32_t StatisticsWord1 = 0;                     ///< carried as it is
+    std::int32_t StatisticsWord2 = 0;                     ///< carried as it is
+    std::uint32_t Duration = 0;                           ///< whole seconds
+    float ClassScores[3] = {};                            ///< of the object classes 1, 2 and 3
+    std::int32_t StatisticsWord7 = 0;                     ///< carried as it is
+    std::int32_t StatisticsWord8 = 0;                     ///< carried as it is
+    std::vector<ObjectMetadataWithAuxilaryData> Metadata; ///< not part of the binary form
+    std::vector<Instance> Instances;                      ///< in time order as appended
+    KR_Auxiliary_Data AuxiliaryData;                      ///< may be null, which counts as empty
 
 private:
     // Empty lists whose memory the next instances take. Copies of an object get none of it.

@@ -1,26 +1,7 @@
 #pragma once
 
 /// \file
-/// The byte map of a record of a detected object, for those who show, compare or make its bytes one by
-/// one: which parts it has and where they lie, and the fields of each part with their types. Who wants
-/// the numbers of a record looks at it with KR_Object_View.
-///
-///     KR_Record_Map map(bytes.data(), bytes.size());
-///     KR_Record_Piece piece;
-///     while (map.next(piece))
-///         for (const KR_Record_Field& field : kr_record_fields(piece.part))
-///             if (field.offset + field.size <= piece.size)
-///                 print(field.name, bytes.data() + piece.offset + field.offset, field.size);
-///
-/// The walk is that of the reader, its quirks included: an instance with a colour count below zero has
-/// no colours, and a list that counts more than it holds goes on into the auxiliary data. Of what is
-/// cut short it shows the part that is there. docs/record_format.md has the same map for people.
-///
-/// Bounds: no byte outside of those given is read. They need no alignment, must outlive the walk and
-/// must not change meanwhile. Numbers are little-endian, floats IEEE-754 single precision.
-/// Threads: a map belongs to one thread at a time; the tables never change.
-/// Failure: none. Same on Windows and Linux.
-/// Exceptions: std::bad_alloc alone, see KRCommon_Export.h; nothing here throws it.
+/// The byte map of a record, KR_Record_Map.
 
 #include <KRCommon/KRCommon_Export.h>
 
@@ -53,18 +34,20 @@ enum class KR_Field_Type : std::int32_t {
 
 /// A field of a part. Where it has several numbers they stand side by side, size / size of one.
 struct KR_Record_Field {
-    const char* name; ///< as the member of KR_Object_View and its kin: "object_id"; static
-    KR_Field_Type type;
+    const char* name;     ///< as the member of KR_Object_View and its kin: "object_id"; static
+    KR_Field_Type type;   ///< how its bytes are read
     std::uint32_t offset; ///< from the first byte of the part
     std::uint32_t size;   ///< bytes
 };
 
 /// The fields of a part: they fill it, in their order, without a gap.
 struct KR_Record_Fields {
-    const KR_Record_Field* first = nullptr;
-    std::size_t count = 0;
+    const KR_Record_Field* first = nullptr; ///< null when there is none
+    std::size_t count = 0;                  ///< how many
 
+    /// The first field.
     [[nodiscard]] const KR_Record_Field* begin() const noexcept { return first; }
+    /// Behind the last field.
     [[nodiscard]] const KR_Record_Field* end() const noexcept { return first + count; }
 };
 
@@ -77,16 +60,37 @@ struct KR_Record_Fields {
 
 /// A part in its place.
 struct KR_Record_Piece {
-    KR_Record_Part part = KR_Record_Part::fixed_block;
-    std::size_t offset = 0;     ///< from the record's first byte
-    std::size_t size = 0;       ///< bytes of it that are there, at least 1
-    std::size_t whole_size = 0; ///< bytes that it should have
+    KR_Record_Part part = KR_Record_Part::fixed_block; ///< which part
+    std::size_t offset = 0;                            ///< from the record's first byte
+    std::size_t size = 0;                              ///< bytes of it that are there, at least 1
+    std::size_t whole_size = 0;                        ///< bytes that it should have
     std::uint32_t instance = 0; ///< of an instance and its colours: which one, from 0
     std::uint32_t color = 0;    ///< of a colour: which one of the instance's, from 0
 
+    /// Whether all its bytes are there.
     [[nodiscard]] bool is_whole() const noexcept { return size == whole_size; }
 };
 
+/// The byte map of a record of a detected object, for those who show, compare or make its bytes one by
+/// one: which parts it has and where they lie, and the fields of each part with their types. Who wants
+/// the numbers of a record looks at it with KR_Object_View.
+///
+///     KR_Record_Map map(bytes.data(), bytes.size());
+///     KR_Record_Piece piece;
+///     while (map.next(piece))
+///         for (const KR_Record_Field& field : kr_record_fields(piece.part))
+///             if (field.offset + field.size <= piece.size)
+///                 print(field.name, bytes.data() + piece.offset + field.offset, field.size);
+///
+/// The walk is that of the reader, its quirks included: an instance with a colour count below zero has
+/// no colours, and a list that counts more than it holds goes on into the auxiliary data. Of what is
+/// cut short it shows the part that is there. docs/record_format.md has the same map for people.
+///
+/// Bounds: no byte outside of those given is read. They need no alignment, must outlive the walk and
+/// must not change meanwhile. Numbers are little-endian, floats IEEE-754 single precision.
+/// Threads: a map belongs to one thread at a time; the tables never change.
+/// Failure: none. Same on Windows and Linux.
+/// Exceptions: std::bad_alloc alone, see KRCommon_Export.h; nothing here throws it.
 class KR_Record_Map {
 public:
     /// A null pointer has no bytes.

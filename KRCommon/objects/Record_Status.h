@@ -1,12 +1,7 @@
 #pragma once
 
 /// \file
-/// What the bytes of a record of a detected object are found to be: whole, or where they are not and
-/// how far they can be read. KR_Object_View::check() and KR_ObjectBase::decode() say it in these
-/// terms; docs/record_format.md has the byte map.
-///
-/// Threads: values.
-/// Exceptions: none.
+/// What the bytes of a record are found to be, KR_Record_Status.
 
 #include <cstddef>
 #include <cstdint>
@@ -32,8 +27,14 @@ enum class KR_Record_State : std::int32_t {
     trailing_bytes = 6,
 };
 
+/// What the bytes of a record of a detected object are found to be: whole, or where they are not and
+/// how far they can be read. KR_Object_View::check() and KR_ObjectBase::decode() say it in these
+/// terms; docs/record_format.md has the byte map.
+///
+/// Threads: values.
+/// Exceptions: none.
 struct KR_Record_Status {
-    KR_Record_State state = KR_Record_State::cut_in_fixed_block;
+    KR_Record_State state = KR_Record_State::cut_in_fixed_block; ///< what the bytes are
 
     /// Where the state applies, counted from the record's first byte: the first byte of the part
     /// that is cut short (the count, an instance, the length of the auxiliary data), of the instance
@@ -49,12 +50,14 @@ struct KR_Record_Status {
     std::uint32_t instances = 0;
 };
 
+/// Whether all members are equal.
 inline bool operator==(const KR_Record_Status& left, const KR_Record_Status& right) noexcept
 {
     return left.state == right.state && left.position == right.position &&
            left.consumed == right.consumed && left.instances == right.instances;
 }
 
+/// The opposite.
 inline bool operator!=(const KR_Record_Status& left, const KR_Record_Status& right) noexcept
 {
     return !(left == right);

@@ -12,6 +12,8 @@
 
 #else
 
+/// What a crash dump is to hold, bits that are joined with OR; what each does, the declaration of
+/// the system tells.
 enum _MINIDUMP_TYPE : unsigned {
     MiniDumpNormal = 0x00000000,
     MiniDumpWithDataSegs = 0x00000001,

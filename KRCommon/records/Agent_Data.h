@@ -1,6 +1,14 @@
 #pragma once
 
 /// \file
+/// The record of an agent, KR_Agent_Data.
+
+#include <KRCommon/KRCommon_Export.h>
+
+#include <krsoap/krsoap.h>
+
+#include <cstdint>
+
 /// What the services know of one agent: the web-service record, and behind it what they add.
 ///
 ///     ns__Agent agent;
@@ -12,13 +20,6 @@
 /// Threads: a value; it belongs to one thread at a time.
 /// Failure: copying may throw std::bad_alloc; moving never throws.
 /// Exceptions: std::bad_alloc alone, see KRCommon_Export.h.
-
-#include <KRCommon/KRCommon_Export.h>
-
-#include <krsoap/krsoap.h>
-
-#include <cstdint>
-
 class KRCOMMON_EXPORT KR_Agent_Data : public ns__Agent {
 public:
     /// The web-service record with its own defaults and no values; everything added is zero.
@@ -28,17 +29,20 @@ public:
     /// assignment from a record clears what was added.
     KR_Agent_Data(const ns__Agent& agent); // NOLINT(google-explicit-constructor): a conversion
 
+    /// Copied and moved as a whole, member by member.
+    /// @{
     KR_Agent_Data(const KR_Agent_Data& other);
     KR_Agent_Data(KR_Agent_Data&& other) noexcept;
     KR_Agent_Data& operator=(const KR_Agent_Data& other);
     KR_Agent_Data& operator=(KR_Agent_Data&& other) noexcept;
     ~KR_Agent_Data() override;
+    /// @}
 
-    std::uint32_t AddedWord = 0;
-    std::uint64_t AddedValues[6] = {};
-    std::uint32_t AddedWords[9] = {};
-    std::uint8_t AddedByte = 0;
-    std::uint32_t LastWords[4] = {};
+    std::uint32_t AddedWord = 0;       ///< carried as it is
+    std::uint64_t AddedValues[6] = {}; ///< carried as it is
+    std::uint32_t AddedWords[9] = {};  ///< carried as it is
+    std::uint8_t AddedByte = 0;        ///< carried as it is
+    std::uint32_t LastWords[4] = {};   ///< carried as it is
 
     /// All values of the record joined with OR, 0 where it had none. The conversion from the record
     /// sets it, and nothing keeps it up to date when the values change later.

@@ -1,6 +1,16 @@
 #pragma once
 
 /// \file
+/// The record of a scheduled task, KR_Scheduled_Task.
+
+#include <KRCommon/KRCommon_Export.h>
+
+#include <krsoap/krsoap.h>
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
 /// A task that services carry out at given times: when, and a list of what to do. It converts to
 /// and from the web-service record, which holds exactly one action.
 ///
@@ -17,15 +27,6 @@
 /// Threads: a value; it belongs to one thread at a time.
 /// Failure: copying and converting may throw std::bad_alloc; moving never throws.
 /// Exceptions: std::bad_alloc alone, see KRCommon_Export.h.
-
-#include <KRCommon/KRCommon_Export.h>
-
-#include <krsoap/krsoap.h>
-
-#include <cstdint>
-#include <string>
-#include <vector>
-
 class KRCOMMON_EXPORT KR_Scheduled_Task {
 public:
     /// One thing to do.
@@ -38,11 +39,14 @@ public:
         KR_Action(unsigned target_id, ns__ObjectType object_type, ns__ObjectAction action,
                   const std::string& argument);
 
+        /// Copied and moved as a whole, member by member.
+        /// @{
         KR_Action(const KR_Action& other);
         KR_Action(KR_Action&& other) noexcept;
         KR_Action& operator=(const KR_Action& other);
         KR_Action& operator=(KR_Action&& other) noexcept;
         ~KR_Action();
+        /// @}
 
         std::uint32_t FirstWord = 0; ///< not part of the web-service record
         std::uint32_t TargetId = 0;  ///< the object that the action applies to
@@ -72,18 +76,21 @@ public:
     /// the task comes back with one action.
     operator ns__ScheduledTask() const; // NOLINT(google-explicit-constructor)
 
+    /// Copied and moved as a whole, member by member.
+    /// @{
     KR_Scheduled_Task(const KR_Scheduled_Task& other);
     KR_Scheduled_Task(KR_Scheduled_Task&& other) noexcept;
     KR_Scheduled_Task& operator=(const KR_Scheduled_Task& other);
     KR_Scheduled_Task& operator=(KR_Scheduled_Task&& other) noexcept;
     ~KR_Scheduled_Task();
+    /// @}
 
-    std::uint32_t Id = 0;
-    std::wstring Name;
+    std::uint32_t Id = 0;        ///< the task's number
+    std::wstring Name;           ///< for people
     std::uint32_t StateFlag = 0; ///< the inverse of the record's flag: 0 here is 1 there
-    std::int64_t FirstTime = 0;
-    std::int64_t SecondTime = 0;
+    std::int64_t FirstTime = 0;  ///< carried as it is
+    std::int64_t SecondTime = 0; ///< carried as it is
     ns__ScheduledTaskRecurrence Recurrence{}; ///< how the task repeats; 0 at first
-    std::uint32_t Parameter = 0;
-    std::vector<KR_Action> Actions;
+    std::uint32_t Parameter = 0;              ///< carried as it is
+    std::vector<KR_Action> Actions;           ///< what to do, in order
 };

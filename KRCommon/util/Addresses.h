@@ -57,10 +57,10 @@ KRCOMMON_EXPORT void get_net_address_info(const ACE_INET_Addr& addr, std::string
 /// whatever ACE was built with.
 struct KR_Ip_Address {
     std::array<std::uint8_t, 16> bytes{}; ///< in the network's order; of IPv4 the first four
-    bool is_ipv6 = false;
-    bool has_port = false;
-    std::uint16_t port = 0; ///< 0 when there is none
-    std::string zone;       ///< of IPv6: an interface's name or number; mostly empty
+    bool is_ipv6 = false;                 ///< else IPv4
+    bool has_port = false;                ///< whether a port was written
+    std::uint16_t port = 0;               ///< 0 when there is none
+    std::string zone;                     ///< of IPv6: an interface's name or number; mostly empty
 };
 
 /// "10.0.0.5", "10.0.0.5:554", "fe80::1%eth0" or "[2001:db8::1]:554": IPv6 in its shortest form, in

@@ -1,6 +1,15 @@
 #pragma once
 
 /// \file
+/// The lenient Base64 codec KR_Base64.
+
+#include <KRCommon/KRCommon_Export.h>
+
+#include <array>
+#include <cstddef>
+#include <cstdio>
+#include <string>
+
 /// Base64 as in RFC 4648 section 4: bytes into text with "=" padding, and text back into bytes.
 ///
 ///     std::string text;
@@ -22,14 +31,6 @@
 /// Threads: no state, safe from any thread at once. Failure: none is reported; where memory runs
 /// out, or a text would be longer than any can be, std::bad_alloc leaves and out is valid, with
 /// unspecified content. Same on Windows and Linux.
-
-#include <KRCommon/KRCommon_Export.h>
-
-#include <array>
-#include <cstddef>
-#include <cstdio>
-#include <string>
-
 class KRCOMMON_EXPORT KR_Base64 {
 public:
     /// The 64 characters of the alphabet, by value, and a terminating zero.
@@ -38,9 +39,12 @@ public:
     /// The values 0-63 by character code 0-127; 0 for every character outside the alphabet.
     static const std::array<signed char, 128> rstr;
 
+    /// Copied and moved as a whole, member by member.
+    /// @{
     KR_Base64() = default;
     KR_Base64(const KR_Base64&) = default;
     KR_Base64& operator=(const KR_Base64&) = default;
+    /// @}
 
     /// Encodes what is left of a file, from its position to its end; a read error counts as the
     /// end. The file stays open. A null file gives the empty text.
@@ -61,6 +65,7 @@ public:
     /// Encodes length bytes. Null counts as no bytes, whatever the length. The bytes may be out's
     /// own.
     static void encode(const char* data, unsigned length, std::string& out, bool line_breaks);
+    /// The same of unsigned bytes.
     static void encode(unsigned char* data, unsigned length, std::string& out, bool line_breaks);
 
     /// Replaces out by the bytes of the text. text and out may be the same object.

@@ -28,6 +28,7 @@
 #include <cstddef>
 #include <cstdint>
 
+/// The characters for 62 and 63.
 enum class KR_Base64_Alphabet {
     standard, ///< RFC 4648 section 4: "+" and "/" for 62 and 63
     url_safe, ///< section 5: "-" and "_"
@@ -35,7 +36,7 @@ enum class KR_Base64_Alphabet {
 
 /// How a text is written.
 struct KR_Base64_Format {
-    KR_Base64_Alphabet alphabet = KR_Base64_Alphabet::standard;
+    KR_Base64_Alphabet alphabet = KR_Base64_Alphabet::standard; ///< which characters
     bool padding = true;      ///< "=" fill the last group up to four characters
     bool line_breaks = false; ///< a line feed after every 76 characters but not at the end
 };
@@ -89,6 +90,7 @@ kr_decode_base64(const char* text, std::size_t length, unsigned char* out, std::
 /// whole message.
 class KRCOMMON_EXPORT KR_Base64_Encoder {
 public:
+    /// Begins a message in this format.
     explicit KR_Base64_Encoder(const KR_Base64_Format& format = {}) noexcept : format_(format) {}
 
     /// Begins a new message.
@@ -126,6 +128,7 @@ private:
 /// was a proper text, and where not, can be asked.
 class KRCOMMON_EXPORT KR_Base64_Decoder {
 public:
+    /// Begins a text in this alphabet.
     explicit KR_Base64_Decoder(KR_Base64_Alphabet alphabet = KR_Base64_Alphabet::standard) noexcept
         : alphabet_(alphabet)
     {

@@ -32,6 +32,7 @@ KRCOMMON_EXPORT bool kr_digest_text(cSHA1& hash, std::string& text);
 /// The same of SHA-256, 64 digits: cSHA256::computeHash() itself.
 KRCOMMON_EXPORT bool kr_digest_text(cSHA256& hash, std::string& text);
 
+/// How kr_hash_file() came to its end.
 enum class KR_Hash_File_Result {
     whole,   ///< the file was fed to its end
     stopped, ///< the progress function wanted no more
@@ -54,5 +55,6 @@ using KR_Hash_Progress = std::function<bool(std::uint64_t done, std::uint64_t si
 /// progress  may be empty
 KRCOMMON_EXPORT KR_Hash_File_Result kr_hash_file(const std::string& path, cSHA1& hash,
                                                  const KR_Hash_Progress& progress = {});
+/// The same with SHA-256.
 KRCOMMON_EXPORT KR_Hash_File_Result kr_hash_file(const std::string& path, cSHA256& hash,
                                                  const KR_Hash_Progress& progress = {});

@@ -30,20 +30,22 @@
 /// An identifier as it lies in memory on Windows: three numbers in the machine's byte order, then
 /// eight bytes. A new one is the nil identifier, all zeros.
 struct KR_GUID {
-    std::uint32_t Data1 = 0;
-    std::uint16_t Data2 = 0;
+    std::uint32_t Data1 = 0;    ///< the first eight digits
+    std::uint16_t Data2 = 0;    ///< the next four digits
     std::uint16_t Data3 = 0;    ///< the version in its highest four bits
     std::uint8_t Data4[8] = {}; ///< clock sequence (the variant in its highest bits) and node
 };
 
 static_assert(sizeof(KR_GUID) == 16, "an identifier has the layout of a Windows GUID");
 
+/// Whether all 16 bytes are equal.
 inline bool operator==(const KR_GUID& left, const KR_GUID& right) noexcept
 {
     return left.Data1 == right.Data1 && left.Data2 == right.Data2 && left.Data3 == right.Data3 &&
            std::equal(std::begin(left.Data4), std::end(left.Data4), std::begin(right.Data4));
 }
 
+/// The opposite.
 inline bool operator!=(const KR_GUID& left, const KR_GUID& right) noexcept
 {
     return !(left == right);
@@ -62,9 +64,12 @@ inline bool operator<(const KR_GUID& left, const KR_GUID& right) noexcept
                                         std::begin(right.Data4), std::end(right.Data4));
 }
 
+namespace std {
+
 /// Equal identifiers have equal hashes. For containers, not for storage: it differs between targets.
 template <>
-struct std::hash<KR_GUID> {
+struct hash<KR_GUID> {
+    /// The hash.
     std::size_t operator()(const KR_GUID& guid) const noexcept
     {
         const std::uint64_t groups = static_cast<std::uint64_t>(guid.Data1) << 32 |
@@ -78,11 +83,15 @@ struct std::hash<KR_GUID> {
     }
 };
 
+} // namespace std
+
 /// An identifier's text where no memory is to be taken.
 struct KR_Guid_Text {
     char characters[37] = {}; ///< 36 and a zero
 
+    /// The text, which a zero ends.
     [[nodiscard]] const char* c_str() const noexcept { return characters; }
+    /// The text, 36 characters.
     [[nodiscard]] std::string_view view() const noexcept
     {
         return {characters, sizeof characters - 1};
@@ -126,6 +135,7 @@ struct KR_Guid_Text {
 /// returns  the nil identifier, or false and nil identifiers, when the system's generator fails, which
 ///          no running system's does. Never throws.
 [[nodiscard]] KRCOMMON_EXPORT KR_GUID kr_create_guid_v4() noexcept;
+/// Many of version 4 at once, see kr_create_guid_v4().
 [[nodiscard]] KRCOMMON_EXPORT bool kr_create_guids_v4(KR_GUID* out, std::size_t count) noexcept;
 
 /// Makes identifiers of version 7 (RFC 9562 section 5.7): the milliseconds since 1970 in the first 48
@@ -140,4 +150,5 @@ struct KR_Guid_Text {
 ///
 /// Whoever sees the identifier sees when it was made. Arguments, results and failure as above.
 [[nodiscard]] KRCOMMON_EXPORT KR_GUID kr_create_guid_v7() noexcept;
+/// Many of version 7 at once, see kr_create_guid_v7().
 [[nodiscard]] KRCOMMON_EXPORT bool kr_create_guids_v7(KR_GUID* out, std::size_t count) noexcept;

@@ -1,17 +1,7 @@
 #pragma once
 
 /// \file
-/// What a checked reader answers: whether a text was accepted and, if not, what was wrong and where.
-/// All functions kr_try_...() return it.
-///
-///     KR_GUID id;
-///     if (const KR_Parse_Result result = kr_try_to_guid(text, id); !result)
-///         kr_log(KR_LOG_SITE(LM_ERROR), "%T T%04t*ERR bad key: %s at %u\n", result.reason(),
-///                static_cast<unsigned>(result.position));
-///
-/// A reader that does not accept a text leaves its output as it was.
-///
-/// Threads: values, no state. Never throws. Same on Windows and Linux.
+/// What the checked readers answer, KR_Parse_Result.
 
 #include <cstddef>
 #include <cstdint>
@@ -28,13 +18,25 @@ enum class KR_Parse_Error : std::uint8_t {
     port = 7,      ///< of a URL: the port is no number
 };
 
+/// What a checked reader answers: whether a text was accepted and, if not, what was wrong and where.
+/// All functions kr_try_...() return it.
+///
+///     KR_GUID id;
+///     if (const KR_Parse_Result result = kr_try_to_guid(text, id); !result)
+///         kr_log(KR_LOG_SITE(LM_ERROR), "%T T%04t*ERR bad key: %s at %u\n", result.reason(),
+///                static_cast<unsigned>(result.position));
+///
+/// A reader that does not accept a text leaves its output as it was.
+///
+/// Threads: values, no state. Never throws. Same on Windows and Linux.
 struct KR_Parse_Result {
-    KR_Parse_Error error = KR_Parse_Error::none;
+    KR_Parse_Error error = KR_Parse_Error::none; ///< what is wrong
 
     /// In bytes from the text's begin: where the error is, at most the text's length; the text's
     /// length when there is none.
     std::size_t position = 0;
 
+    /// Whether the text was accepted.
     explicit constexpr operator bool() const noexcept { return error == KR_Parse_Error::none; }
 
     /// The error in words, for logs: a literal. "none" when there is none.
@@ -54,11 +56,13 @@ struct KR_Parse_Result {
     }
 };
 
+/// Whether error and position are equal.
 constexpr bool operator==(const KR_Parse_Result& left, const KR_Parse_Result& right) noexcept
 {
     return left.error == right.error && left.position == right.position;
 }
 
+/// The opposite.
 constexpr bool operator!=(const KR_Parse_Result& left, const KR_Parse_Result& right) noexcept
 {
     return !(left == right);

@@ -1,6 +1,13 @@
 #pragma once
 
 /// \file
+/// The version of a program or library file, KR_Program_Version.
+
+#include <KRCommon/KRCommon_Export.h>
+
+#include <cstdint>
+#include <string>
+
 /// What runs: versions of programs and libraries, on Windows and Linux, for the first line of a log.
 ///
 ///     kr_log(KR_LOG_SITE(LM_INFO), "%T T%04t INF %s on %s\n",
@@ -11,13 +18,8 @@
 /// and block for as long as reading some hundred bytes of it takes.
 /// Failure: none is reported but by empty texts. Same on Windows and Linux: either reads the other's files.
 /// Exceptions: std::bad_alloc alone, see KRCommon_Export.h.
-
-#include <KRCommon/KRCommon_Export.h>
-
-#include <cstdint>
-#include <string>
-
 struct KR_Program_Version {
+    /// Where a version was found.
     enum class Source : std::uint8_t {
         none,     ///< no version is told
         resource, ///< of a file for Windows: the file version in its resources
@@ -25,10 +27,10 @@ struct KR_Program_Version {
         soname,   ///< of a library for Linux without a note: the name that programs ask for it by
     };
 
-    std::string path;
-    std::string version; ///< "6.3.2.15"; empty when none is told
-    Source source = Source::none;
-    std::string soname;   ///< "libcamera.so.1"; of libraries for Linux alone
+    std::string path;             ///< of the file
+    std::string version;          ///< "6.3.2.15"; empty when none is told
+    Source source = Source::none; ///< where the version stands
+    std::string soname;           ///< "libcamera.so.1"; of libraries for Linux alone
     std::string build_id; ///< the linker's number of the build, lower-case hexadecimal; Linux alone
 };
 

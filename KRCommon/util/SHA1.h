@@ -1,6 +1,14 @@
 #pragma once
 
 /// \file
+/// The SHA-1 hasher cSHA1.
+
+#include <KRCommon/KRCommon_Export.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
 /// SHA-1 as in FIPS 180-1 of a message that is fed in pieces.
 ///
 ///     cSHA1 hash;
@@ -15,19 +23,15 @@
 ///
 /// Threads: an object belongs to one thread at a time. Same on Windows and Linux.
 /// Exceptions: std::bad_alloc alone, see KRCommon_Export.h.
-
-#include <KRCommon/KRCommon_Export.h>
-
-#include <cstddef>
-#include <cstdint>
-#include <string>
-
 class KRCOMMON_EXPORT cSHA1 {
 public:
     cSHA1() noexcept { reset(); }
+    /// Copied and moved as a whole, member by member.
+    /// @{
     cSHA1(const cSHA1&) = default;
     cSHA1& operator=(const cSHA1&) = default;
     virtual ~cSHA1() = default;
+    /// @}
 
     /// Begins a new message, whatever state the object is in.
     void reset() noexcept;

@@ -1,6 +1,14 @@
 #pragma once
 
 /// \file
+/// The SHA-256 hasher cSHA256.
+
+#include <KRCommon/KRCommon_Export.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
 /// SHA-256 as in FIPS 180-4 of a message that is fed in pieces, in the shape of cSHA1.
 ///
 ///     cSHA256 hash;
@@ -12,19 +20,15 @@
 ///
 /// Threads: an object belongs to one thread at a time. Same on Windows and Linux.
 /// Exceptions: std::bad_alloc alone, see KRCommon_Export.h.
-
-#include <KRCommon/KRCommon_Export.h>
-
-#include <cstddef>
-#include <cstdint>
-#include <string>
-
 class KRCOMMON_EXPORT cSHA256 {
 public:
     cSHA256() noexcept { reset(); }
+    /// Copied and moved as a whole, member by member.
+    /// @{
     cSHA256(const cSHA256&) = default;
     cSHA256& operator=(const cSHA256&) = default;
     virtual ~cSHA256() = default;
+    /// @}
 
     /// Begins a new message, whatever state the object is in.
     void reset() noexcept;

@@ -98,5 +98,6 @@ KRCOMMON_EXPORT void kr_extract_time(const ACE_Time_Value& in, ACE_Time_Value& o
 /// returns  cut, character (where a digit or mark should be), surplus, or range with the number's place
 [[nodiscard]] KRCOMMON_EXPORT KR_Parse_Result kr_try_to_ace_date_time(std::string_view text,
                                                                       ACE_Date_Time& out) noexcept;
+/// The same text as an instant, of a year from 1970 to 3000.
 [[nodiscard]] KRCOMMON_EXPORT KR_Parse_Result
 kr_try_to_ace_time_value(std::string_view text, ACE_Time_Value& out) noexcept;

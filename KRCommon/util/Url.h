@@ -64,6 +64,7 @@ class Url_Reader;
 /// changed nor destroyed. An empty one has empty parts and port 0.
 class KRCOMMON_EXPORT KR_Url {
 public:
+    /// What a host is.
     enum class Host_Kind : std::uint8_t { name, ipv4, ipv6 };
 
     KR_Url() = default;
@@ -77,15 +78,18 @@ public:
 
     /// Name and password, decoded: the bytes to log in with. Empty when there are none.
     [[nodiscard]] std::string user() const;
+    /// As user().
     [[nodiscard]] std::string password() const;
 
     /// The same as they stand in text().
     [[nodiscard]] std::string_view encoded_user() const noexcept { return view(user_); }
+    /// As encoded_user().
     [[nodiscard]] std::string_view encoded_password() const noexcept { return view(password_); }
 
     /// What to connect to, never empty in a URL that was read: a name, an IPv4 address in four
     /// decimal numbers, or an IPv6 address in its shortest form, without brackets and zone.
     [[nodiscard]] std::string_view host() const noexcept { return view(host_); }
+    /// What host() is.
     [[nodiscard]] Host_Kind host_kind() const noexcept { return host_kind_; }
 
     /// The interface of a link-local IPv6 address, by name or number; mostly empty.
@@ -102,8 +106,10 @@ public:
 
     /// Without "?" and "#", encoded.
     [[nodiscard]] std::string_view query() const noexcept { return view(query_); }
+    /// As query().
     [[nodiscard]] std::string_view fragment() const noexcept { return view(fragment_); }
 
+    /// Name and value.
     using Pair = std::pair<std::string, std::string>;
 
     /// The query's pairs of name and value, in order, as forms write them: "&" between pairs, "="
@@ -158,11 +164,13 @@ private:
     bool has_port_ = false;
 };
 
+/// Whether the normal forms are equal.
 inline bool operator==(const KR_Url& left, const KR_Url& right) noexcept
 {
     return left.text() == right.text();
 }
 
+/// The opposite.
 inline bool operator!=(const KR_Url& left, const KR_Url& right) noexcept
 {
     return !(left == right);

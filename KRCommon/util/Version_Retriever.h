@@ -34,6 +34,7 @@ public:
 
     /// Copies path and text; the file is not read again.
     KR_Version_Retriever(const KR_Version_Retriever&) = default;
+    /// As the copy constructor.
     KR_Version_Retriever& operator=(const KR_Version_Retriever&) = default;
 
     /// As get().

@@ -19,7 +19,7 @@ fake(apt-get "touch ${WORK}/changed")
 file(READ ${ROOT}/setup/packages.sh text)
 string(REGEX MATCHALL "[a-z0-9+.-]+-dev" libraries "${text}")
 execute_process(COMMAND ${CMAKE_COMMAND} -E env PATH=${WORK}/bin:$ENV{PATH} KRCOMMON_CACHE=${WORK}/cache
-                        ${ROOT}/setup/setup.sh linux windows bench
+                        ${ROOT}/setup/setup.sh linux windows bench linux-package
                 INPUT_FILE /dev/null RESULT_VARIABLE result OUTPUT_VARIABLE output
                 ERROR_VARIABLE errors)
 string(REGEX MATCHALL "apt-get install[^\n]*" lines "${output}")

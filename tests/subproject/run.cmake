@@ -41,4 +41,9 @@ string(REGEX MATCHALL "[^ \n]*krsoap\\.h" headers "${output}")
 if(NOT headers MATCHES "^[^;]*/package/include/krsoap/krsoap\\.h$")
   message(FATAL_ERROR "the library is not compiled with the other package alone: ${headers}")
 endif()
+
+# The same by FetchContent.
+run(${CMAKE_COMMAND} -G Ninja -S ${CMAKE_CURRENT_LIST_DIR} -B ${WORK}/fetched ${options}
+    -DWITH_FETCH_CONTENT=ON)
+run(${CMAKE_COMMAND} --build ${WORK}/fetched --target host)
 message("the other package's types are used")

@@ -263,7 +263,10 @@ bool Decoder::feed()
         result = av_read_frame(format_.get(), packet_.get());
     waited_ += std::chrono::duration_cast<Microseconds>(std::chrono::steady_clock::now() - begin);
     if (result == 0) {
-        if (packet_->stream_index == stream_->index)
+        const bool is_own = packet_->stream_index == stream_->index;
+        if (is_own && (packet_->flags & AV_PKT_FLAG_KEY) != 0)
+            awaits_key_ = false;
+        if (is_own && !awaits_key_)
             avcodec_send_packet(codec_.get(), packet_.get()); // one that is damaged is passed over
         av_packet_unref(packet_.get());
         return true;
@@ -276,6 +279,23 @@ bool Decoder::feed()
     end_reason_ = result == AVERROR_EOF ? "" : describe(result);
     is_drained_ = true;
     avcodec_send_packet(codec_.get(), nullptr);
+    return true;
+}
+
+bool Decoder::seek(Microseconds time)
+{
+    if (!origin_)
+        return false;
+    const std::int64_t stamp =
+        av_rescale_q_rnd((time + *origin_).count(), microsecond, stream_->time_base, AV_ROUND_DOWN);
+    be_patient();
+    if (av_seek_frame(format_.get(), stream_->index, stamp, AVSEEK_FLAG_BACKWARD) < 0)
+        return false;
+    avcodec_flush_buffers(codec_.get());
+    is_drained_ = false;
+    is_first_ = true;
+    is_lost_ = true;
+    awaits_key_ = true; // some containers lead to any frame
     return true;
 }
 
@@ -292,7 +312,8 @@ void Decoder::take_time()
         const Microseconds since = said - *origin_;
         time_ = is_first_ || since > time_ ? since : usual;
     }
-    is_first_ = false;
+    is_lost_ = is_lost_ && stamp == AV_NOPTS_VALUE;
+    is_first_ = is_lost_;
     const Microseconds own(av_rescale_q(frame_->pkt_duration, stream_->time_base, microsecond));
     interval_ = own > Microseconds(0) ? own : Microseconds(std::llround(microsecond.den / fps_));
 }

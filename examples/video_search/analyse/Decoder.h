@@ -69,6 +69,14 @@ public:
     /// video or of the patience.
     bool grab();
 
+    /// Goes to the key frame at `time` or before it, which the next grab() then gives; where there is
+    /// no index, one near it, which may be later. After the first grab(), which tells where the video begins. False
+    /// where the file cannot be searched or its frames have no times; it stands anywhere then.
+    bool seek(Microseconds time);
+
+    /// Whether time() is that of the frame: after a seek() it is unknown until a frame says it.
+    bool has_time() const noexcept { return !is_lost_; }
+
     /// How long the last grab() waited for the file or the network.
     Microseconds waited() const noexcept { return waited_; }
 
@@ -122,7 +130,9 @@ private:
     std::optional<Microseconds> duration_;
     std::optional<ACE_Time_Value> creation_time_;
     bool has_other_streams_ = false;
-    bool is_first_ = true;
+    bool is_first_ = true; // or the first after a seek
+    bool is_lost_ = false;
+    bool awaits_key_ = false;
     std::optional<Microseconds> origin_; // what the stream says where time_ is 0
     Microseconds time_{0};
     Microseconds interval_{0};

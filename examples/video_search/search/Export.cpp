@@ -2,6 +2,7 @@
 
 #include "Color_Names.h"
 #include "Format.h"
+#include "Json_Text.h"
 #include "Page_Data.h"
 
 #include <KRCommon/util/Time_Text.h>
@@ -55,37 +56,6 @@ std::string colors_cell(const std::vector<Color_Share>& colors)
 }
 
 // JSON
-
-std::string quoted(const std::string& text)
-{
-    constexpr std::string_view digits = "0123456789abcdef";
-    std::string json = "\"";
-    for (const char c : text) {
-        const auto code = static_cast<unsigned char>(c);
-        if (c == '"' || c == '\\')
-            json += {'\\', c};
-        else if (code < 0x20)
-            json += {'\\', 'u', '0', '0', digits[code / 16], digits[code % 16]};
-        else
-            json += c;
-    }
-    return json + '"';
-}
-
-std::string number(float value)
-{
-    return std::isfinite(value) ? shortest(value) : "null";
-}
-
-// [one, two]
-template <typename Range, typename Function>
-std::string array_of(const Range& range, Function text_of)
-{
-    std::string json;
-    for (const auto& each : range)
-        json += (json.empty() ? "" : ", ") + text_of(each);
-    return "[" + json + "]";
-}
 
 std::string json_of(const Color_Share& share)
 {

@@ -178,6 +178,8 @@ bool is_short_enough(const KR_Object_View& object, const std::optional<float>& m
     return !max_duration || static_cast<float>(object.duration()) <= *max_duration;
 }
 
+} // namespace
+
 // Without a class KR_Object_View::test() asks for no score, and a NaN passes it.
 bool is_match(const KR_Object_View& object, const Criteria& criteria)
 {
@@ -189,6 +191,13 @@ bool is_match(const KR_Object_View& object, const Criteria& criteria)
            (!criteria.hours || is_in(object.first_seen_time(), *criteria.hours)) &&
            (!criteria.area || was_present(object, *criteria.area)) && has_colors(object, criteria);
 }
+
+float ranking_score(const KR_Object_View& object, const Criteria& criteria)
+{
+    return score_of(object, class_of(object, criteria));
+}
+
+namespace {
 
 float value_of(const Instance& instance, ns__ObjectClass object_class)
 {
@@ -236,8 +245,11 @@ Hit hit_of(const KR_ObjectBase& object, ns__ObjectClass object_class, const Crit
     hit.first_seen = object.FirstSeenTime;
     hit.object_class = object_class;
     std::copy_n(object.ClassScores, hit.scores.size(), hit.scores.begin());
-    object.Fill(hit.result, best_instance(object, object_class).Time, extension, criteria.window,
-                true);
+    const Instance& best = best_instance(object, object_class);
+    hit.best_time = best.Time;
+    hit.best_box = best.Box;
+    hit.best_value = value_of(best, object_class);
+    object.Fill(hit.result, best.Time, extension, criteria.window, true);
     hit.instance_count = object.Instances.size();
     hit.colors = color_shares(object);
     hit.path = path_of(object);
@@ -354,6 +366,19 @@ private:
 };
 
 } // namespace
+
+std::optional<Hit> hit_of(const Stored_Record& record, const Criteria& criteria)
+{
+    const std::optional<KR_ObjectBase> object = decode(record.record);
+    if (!object)
+        return std::nullopt;
+    const KR_Object_View view(record.record.data(), record.record.size());
+    const ns__ObjectClass object_class = class_of(view, criteria);
+    Hit hit = hit_of(*object, object_class, criteria);
+    hit.run = record.run;
+    hit.score = score_of(view, object_class);
+    return hit;
+}
 
 Result search(Object_Source& source, const Criteria& criteria, ProfileHelper& profile,
               const std::function<bool()>& is_stopped)

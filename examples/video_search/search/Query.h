@@ -14,6 +14,7 @@
 #include <array>
 #include <cstddef>
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -37,6 +38,11 @@ struct Hit {
     ns__QueryResultObject result;
     std::size_t instance_count = 0; ///< of the whole object
 
+    /// The best instance: where the class is surest; among equals, where the box is largest.
+    ACE_Time_Value best_time;
+    Geom_Box2D<float> best_box; ///< as it was observed
+    float best_value = 0.0F;    ///< of the class, percent
+
     /// The class that was asked for, else that of the highest score; unknown when none is above 0.
     ns__ObjectClass object_class = ns__ObjectClass__unknown;
     float score = 0.0F;            ///< of that class; 0.0-1.0
@@ -58,6 +64,15 @@ struct Result {
 /// The shares of the named colours: mean over the instances that have colours of the area that
 /// belongs to the preset.
 [[nodiscard]] std::vector<Color_Share> color_shares(const KR_ObjectBase& object);
+
+/// Whether a whole record matches.
+[[nodiscard]] bool is_match(const KR_Object_View& object, const Criteria& criteria);
+
+/// What the order `score` goes by: the score of the class that is asked for, else the best one.
+[[nodiscard]] float ranking_score(const KR_Object_View& object, const Criteria& criteria);
+
+/// The hit that a record is, whether it matches or not. Nothing when it is damaged.
+[[nodiscard]] std::optional<Hit> hit_of(const Stored_Record& record, const Criteria& criteria);
 
 /// Finds the matching objects: what the source shows is checked and tested where it lies, and the
 /// records of the hits are decoded. With a limit it ends when one object more than that matches,

@@ -1,9 +1,9 @@
 #include "Search_Service.h"
 
 #include "Export.h"
-#include "Index_Progress.h"
 #include "Page_File.h"
 #include "Table.h"
+#include "Upgrade.h"
 
 #include <KRCommon/frame/Log.h>
 
@@ -80,37 +80,6 @@ void Search_Service::share(std::optional<Result> result, std::exception_ptr fail
 
 namespace {
 
-// A search works without it too, only slower: of a store that cannot be written, say.
-void log_no_upgrade(const Failure& failure)
-{
-    kr_log(KR_LOG_SITE(LM_INFO), "%T T%04t INF search: goes through all records, since %s\n",
-           failure.what());
-}
-
-} // namespace
-
-// Gives the store its index where it has none, of an earlier version say.
-void Search_Service::upgrade()
-{
-    if (Store(options_.store, Store::Access::read).is_indexed())
-        return;
-    const ProfileHelperBlock block(&host_.profile(), "index");
-    Index_Progress progress(stderr);
-    try {
-        Store store(options_.store, Store::Access::write);
-        const bool is_done = store.index([&](std::size_t done, std::size_t total) {
-            progress.show(done, total);
-            return !is_stopped();
-        });
-        kr_log(KR_LOG_SITE(LM_INFO), "%T T%04t INF search: the index of '%s' %s\n", options_.store,
-               is_done ? "is made" : "is to be made yet");
-    } catch (const Failure& failure) {
-        log_no_upgrade(failure);
-    }
-}
-
-namespace {
-
 void log(const Page& page)
 {
     std::string query;
@@ -126,7 +95,7 @@ void log(const Page& page)
 // Nothing when it was stopped.
 std::optional<Page> Search_Service::find()
 {
-    upgrade();
+    upgrade(options_.store, host_.profile(), [this] { return is_stopped(); });
     if (is_stopped())
         return std::nullopt;
     Store store(options_.store, Store::Access::read);

@@ -38,7 +38,6 @@ private:
     State do_component_stop() override;
 
     void work() noexcept;
-    void upgrade();
     std::optional<Page> find();
     std::vector<Scene> scenes(Store& store, const Result& result);
     void write(const Page& page);

@@ -415,6 +415,16 @@ std::size_t Store::count(const ACE_Time_Value& from, const ACE_Time_Value& to)
     });
 }
 
+namespace {
+
+Bytes copy_of(const KR_Object_View& record)
+{
+    const KR_Byte_Span bytes = record.bytes();
+    return {bytes.begin(), bytes.end()};
+}
+
+} // namespace
+
 std::vector<Stored_Record> Store::select(const ACE_Time_Value& from, const ACE_Time_Value& to)
 {
     Filter filter;
@@ -422,11 +432,94 @@ std::vector<Stored_Record> Store::select(const ACE_Time_Value& from, const ACE_T
     filter.to = to;
     std::vector<Stored_Record> result;
     visit(filter, [&](const Found_Record& found) {
-        const KR_Byte_Span bytes = found.record.bytes();
-        result.push_back({std::string(found.run), found.object_id, {bytes.begin(), bytes.end()}});
+        result.push_back({std::string(found.run), found.object_id, copy_of(found.record)});
         return true;
     });
     return result;
+}
+
+std::optional<Stored_Record> Store::find(const ns__SensorId& sensor, std::uint64_t object_id)
+{
+    if (object_id > last_object_id)
+        return std::nullopt;
+    return guarded(path_, [&]() -> std::optional<Stored_Record> {
+        SQLite::Statement object(*database_, "SELECT run, record FROM object WHERE sensor1 = ? "
+                                             "AND sensor2 = ? AND object_id = ?");
+        object.bind(1, sensor.word1);
+        object.bind(2, sensor.word2);
+        object.bind(3, static_cast<std::int64_t>(object_id));
+        if (!object.executeStep())
+            return std::nullopt;
+        return Stored_Record{std::string(get_text(object.getColumn(0))), object_id,
+                             get_bytes(object.getColumn(1))};
+    });
+}
+
+std::int64_t Store::last_row()
+{
+    return guarded(path_, [&] {
+        return database_->execAndGet("SELECT coalesce(max(rowid), 0) FROM object").getInt64();
+    });
+}
+
+std::vector<Stored_Row> Store::rows_after(std::int64_t row, std::size_t most)
+{
+    return guarded(path_, [&] {
+        SQLite::Statement objects(*database_, "SELECT rowid, run, object_id, record FROM object "
+                                              "WHERE rowid > ? ORDER BY rowid LIMIT ?");
+        objects.bind(1, row);
+        objects.bind(2, static_cast<std::int64_t>(most));
+        std::vector<Stored_Row> rows;
+        while (objects.executeStep())
+            rows.push_back({objects.getColumn(0).getInt64(),
+                            {std::string(get_text(objects.getColumn(1))),
+                             static_cast<std::uint64_t>(objects.getColumn(2).getInt64()),
+                             get_bytes(objects.getColumn(3))}});
+        return rows;
+    });
+}
+
+std::map<std::string, std::size_t> Store::counts_between(std::int64_t row, std::int64_t last_row)
+{
+    return guarded(path_, [&] {
+        SQLite::Statement runs(
+            *database_,
+            "SELECT run, count(*) FROM object WHERE rowid > ? AND rowid <= ? GROUP BY run");
+        runs.bind(1, row);
+        runs.bind(2, last_row);
+        std::map<std::string, std::size_t> counts;
+        while (runs.executeStep())
+            counts[std::string(get_text(runs.getColumn(0)))] =
+                static_cast<std::size_t>(runs.getColumn(1).getInt64());
+        return counts;
+    });
+}
+
+std::size_t bucket_of(std::int64_t time, std::int64_t from, std::int64_t to,
+                      std::size_t buckets) noexcept
+{
+    const auto count = static_cast<double>(buckets);
+    const double part = static_cast<double>(time - from) / static_cast<double>(to - from) * count;
+    return static_cast<std::size_t>(std::clamp(part, 0.0, count - 1));
+}
+
+std::vector<std::size_t> Store::density(const ACE_Time_Value& from, const ACE_Time_Value& to,
+                                        std::size_t buckets)
+{
+    const std::int64_t first = to_microseconds(from);
+    const std::int64_t last = to_microseconds(to);
+    std::vector<std::size_t> counts(buckets);
+    guarded(path_, [&] {
+        const SQLite::Transaction no_change_meanwhile(*database_);
+        const char* const table = trait_state(*database_).is_whole ? "trait" : "object";
+        SQLite::Statement times(*database_, std::string("SELECT first_seen_us FROM ") + table +
+                                                " WHERE first_seen_us BETWEEN ? AND ?");
+        times.bind(1, first);
+        times.bind(2, last);
+        while (times.executeStep())
+            ++counts[bucket_of(times.getColumn(0).getInt64(), first, last, buckets)];
+    });
+    return counts;
 }
 
 // Traits of all objects

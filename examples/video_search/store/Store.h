@@ -29,6 +29,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -68,6 +69,17 @@ struct Stored_Record {
     std::uint64_t object_id = 0;
     Bytes record;
 };
+
+/// An object as it was stored.
+struct Stored_Row {
+    std::int64_t number = 0; ///< above 0; that of a later one is higher
+    Stored_Record stored;
+};
+
+/// The part of the time from `from` to `to` that a time between them falls into, 0 for the first;
+/// `to` itself is in the last. Microseconds.
+[[nodiscard]] std::size_t bucket_of(std::int64_t time, std::int64_t from, std::int64_t to,
+                                    std::size_t buckets) noexcept;
 
 /// The record of an object, its instance list limited to so many bytes (KR_ObjectBase::serialize).
 /// An instance may have up to 127 colours.
@@ -115,6 +127,19 @@ public:
     std::size_t count(const ACE_Time_Value& from, const ACE_Time_Value& to) override;
     /// Copies of the records first seen from `from` to `to`, in time order.
     std::vector<Stored_Record> select(const ACE_Time_Value& from, const ACE_Time_Value& to);
+
+    /// The record of one object, if there is one.
+    std::optional<Stored_Record> find(const ns__SensorId& sensor, std::uint64_t object_id);
+    /// The number of the last row of objects: 0 for none. Later objects have higher numbers.
+    std::int64_t last_row();
+    /// The first so many of the objects that were stored behind a row, in the order of storing.
+    std::vector<Stored_Row> rows_after(std::int64_t row, std::size_t most);
+    /// How many objects each recording has, by its run, of those behind one row up to another.
+    std::map<std::string, std::size_t> counts_between(std::int64_t row, std::int64_t last_row);
+    /// Of the objects first seen from `from` on, how many fall into each of so many equal parts of
+    /// the time up to `to`, which is later. Costs a walk over the index of these objects.
+    std::vector<std::size_t> density(const ACE_Time_Value& from, const ACE_Time_Value& to,
+                                     std::size_t buckets);
 
     /// Whether each object has its traits, of a classifier with this process' presets.
     bool is_indexed();

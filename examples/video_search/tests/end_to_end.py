@@ -47,6 +47,7 @@ TRUTH = (("red", "object", 12, 52), ("light_green", "object", 22, 60),
          ("orange", "object", 84, 118), ("white", "vehicle", 94, 124))
 
 STOP_TIMES = 15  # so often the recording is repeated where its analysis is stopped
+STREAM_TIMES = 8  # and in the stream of a camera
 
 programs = argparse.Namespace()
 
@@ -788,14 +789,14 @@ class Analyse_Display(Analyse_Folder):
 
 
 class Camera_Server(socketserver.ThreadingTCPServer):
-    """Sends a stream as fast as a camera would: the first connection falls silent."""
+    """Sends a stream as fast as a camera would."""
 
     daemon_threads = True
+    allow_reuse_address = True
 
-    def __init__(self, stream, seconds, silent_after):
-        super().__init__(("127.0.0.1", 0), Camera_Handler)
-        self.stream, self.bytes_per_second = stream, len(stream) / seconds
-        self.silent_after, self.connections = silent_after, 0
+    def __init__(self, handler, stream, port=0):
+        super().__init__(("127.0.0.1", port), handler)
+        self.stream, self.connections = stream, 0
         self.is_over = threading.Event()
         threading.Thread(target=self.serve_forever, daemon=True).start()
 
@@ -806,54 +807,138 @@ class Camera_Server(socketserver.ThreadingTCPServer):
 
 
 class Camera_Handler(socketserver.BaseRequestHandler):
+    packet_size = 7 * 188
+    last_second = None  # then it falls silent
+
     def handle(self):
-        server = self.server
-        server.connections += 1
-        is_first = server.connections == 1
+        self.server.connections += 1
+        with contextlib.suppress(OSError):
+            if self.answer():
+                self.send_stream()
+
+    def send_stream(self):
+        stream, begin, sent = self.server.stream, time.monotonic(), 0
+        while not self.server.is_over.wait(0.02) and sent < len(stream):
+            seconds = time.monotonic() - begin
+            if self.last_second:
+                seconds = min(seconds, self.last_second)
+            due = int(seconds * len(stream) * FPS / FRAMES / STREAM_TIMES)
+            while sent + self.packet_size <= due or due > len(stream) > sent:
+                self.send(stream[sent:sent + self.packet_size])
+                sent += self.packet_size
+
+
+class Http_Camera(Camera_Handler):
+    """The first connection falls silent."""
+
+    def answer(self):
+        self.last_second = 20 if self.server.connections == 1 else None
         self.request.recv(4096)
         self.request.sendall(b"HTTP/1.0 200 OK\r\nContent-Type: video/mp2t\r\n\r\n")
-        begin, sent = time.monotonic(), 0
-        with contextlib.suppress(OSError):
-            while not server.is_over.wait(0.02) and sent < len(server.stream):
-                seconds = time.monotonic() - begin
-                if is_first:
-                    seconds = min(seconds, server.silent_after)
-                due = int(seconds * server.bytes_per_second)
-                self.request.sendall(server.stream[sent:due])
-                sent = max(sent, due)
+        return True
+
+    def send(self, packet):
+        self.request.sendall(packet)
+
+
+class Rtsp_Camera(Camera_Handler):
+    """RTSP (RFC 2326) with the stream's RTP in the same connection, as MPEG-2 TS (RFC 2250)."""
+
+    description = (b"v=0\r\no=- 1 1 IN IP4 127.0.0.1\r\ns=camera\r\nt=0 0\r\n"
+                   b"m=video 0 RTP/AVP 33\r\na=control:video\r\n")
+
+    def answer(self):
+        self.packets = 0
+        requests = self.request.makefile("rb")
+        for line in requests:
+            method, headers = line.split()[0], {}
+            while (header := requests.readline()).strip():
+                name, _, value = header.partition(b":")
+                headers[name.lower()] = value.strip()
+            body, more = b"", b""
+            if method == b"OPTIONS":
+                more = b"Public: OPTIONS, DESCRIBE, SETUP, PLAY, TEARDOWN\r\n"
+            elif method == b"DESCRIBE":
+                body = self.description
+                more = b"Content-Type: application/sdp\r\n"
+            elif method == b"SETUP":
+                more = b"Transport: RTP/AVP/TCP;unicast;interleaved=0-1\r\n"
+            self.request.sendall(b"RTSP/1.0 200 OK\r\nCSeq: %b\r\nSession: 1\r\n%b"
+                                 b"Content-Length: %d\r\n\r\n%b"
+                                 % (headers[b"cseq"], more, len(body), body))
+            if method == b"PLAY":
+                return True
+        return False
+
+    def send(self, packet):
+        clock = int(time.monotonic() * 90000) & 0xFFFFFFFF
+        rtp = struct.pack(">BBHII", 0x80, 33, self.packets & 0xFFFF, clock, 1) + packet
+        self.request.sendall(struct.pack(">cBH", b"$", 0, len(rtp)) + rtp)
+        self.packets += 1
 
 
 class Analyse_Camera(Analyse_Folder):
-    def test_camera_that_stalls_and_comes_back(self):
-        subprocess.run([*programs.make_clip, self.folder / "clip.ts", "8"], check=True,
-                       stdout=subprocess.DEVNULL)
-        server = Camera_Server((self.folder / "clip.ts").read_bytes(), 8 * FRAMES / FPS, 20)
+    def setUp(self):
+        super().setUp()
+        subprocess.run([*programs.make_clip, self.folder / "clip.ts", str(STREAM_TIMES)],
+                       check=True, stdout=subprocess.DEVNULL)
+
+    def serve(self, handler, port=0):
+        server = Camera_Server(handler, (self.folder / "clip.ts").read_bytes(), port)
         self.addCleanup(server.stop)
-        process = subprocess.Popen([*programs.analyse,
-                                    f"http://127.0.0.1:{server.server_address[1]}/camera",
-                                    "--store", "a.store", "--logs", "l", "--stall", "3"],
+        return server
+
+    def start(self, address):
+        process = subprocess.Popen([*programs.analyse, address, "--store", "a.store", "--logs", "l",
+                                    "--stall", "3"],
                                    cwd=self.folder, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
                                    text=True)
         self.addCleanup(process.communicate)
         self.addCleanup(process.kill)
+        return process
+
+    def wait_until(self, process, is_so, what):
         end = time.monotonic() + 150
-        before = None  # objects when it came back
-        while time.monotonic() < end and (before is None or self.stored_objects() < before + 2):
+        while not is_so():
             self.assertIsNone(process.poll(), "it ended by itself")
-            if server.connections > 1 and before is None:
-                before = self.stored_objects()
+            self.assertLess(time.monotonic(), end, what)
             time.sleep(0.1)
+
+    def stop(self, process, address):
         process.send_signal(signal.SIGTERM)
         out, _ = process.communicate(timeout=60)
         self.assertEqual(130, process.returncode)
-        self.assertRegex(out, r"^http://127\.0\.0\.1:\d+/camera: stopped\n")
-        self.assertIsNotNone(before, "it connected anew")
-        self.assertGreaterEqual(self.stored_objects(), before + 2)
+        self.assertTrue(out.startswith(address + ": stopped\n"), out)
         self.assertEqual([("stopped",)], self.query("SELECT state FROM recording"))
-        log = "".join(path.read_text(encoding="utf-8")
-                      for path in (self.folder / "l").glob("*.log"))
-        self.assertRegex(log, r"\*ERR camera: http://\S+ is lost: it stalled\n")
         self.assert_every_record_is_whole()
+        return "".join(path.read_text(encoding="utf-8")
+                       for path in (self.folder / "l").glob("*.log"))
+
+    def test_camera_that_stalls_and_comes_back(self):
+        server = self.serve(Http_Camera)
+        address = f"http://127.0.0.1:{server.server_address[1]}/camera"
+        process = self.start(address)
+        self.wait_until(process, lambda: server.connections > 1, "it connects anew")
+        before = self.stored_objects()
+        self.wait_until(process, lambda: self.stored_objects() >= before + 2, "it goes on")
+        log = self.stop(process, address)
+        self.assertRegex(log, r"\*ERR camera: http://\S+ is lost: it stalled\n")
+
+    def test_rtsp_camera_that_goes_away_and_comes_back(self):
+        server = self.serve(Rtsp_Camera)
+        port = server.server_address[1]
+        address = f"rtsp://127.0.0.1:{port}/stream"
+        process = self.start(address)
+        self.wait_until(process, lambda: self.stored_objects() > 0, "it finds objects")
+        server.stop()
+        time.sleep(1)  # connections are refused meanwhile
+        before = self.stored_objects()
+        server = self.serve(Rtsp_Camera, port)
+        self.wait_until(process, lambda: self.stored_objects() >= before + 3, "it goes on")
+        self.assertEqual(1, server.connections)
+        log = self.stop(process, address)
+        self.assertRegex(log, r"\*ERR camera: rtsp://\S+ is lost: ")
+        self.assertEqual(2, len(re.findall(r" INF camera: rtsp://\S+ is connected\n", log)), log)
 
 
 def main():

@@ -110,29 +110,35 @@ enum ns__NotificationCode : std::int32_t {
 /// A colour as cameras deliver it, 0-255 per component.
 class ns__RgbColor {
 public:
+    /// Made with the defaults beside the fields; copied and moved field by field.
+    /// @{
     ns__RgbColor() = default;
     ns__RgbColor(const ns__RgbColor&) = default;
     ns__RgbColor(ns__RgbColor&&) = default;
     ns__RgbColor& operator=(const ns__RgbColor&) = default;
     ns__RgbColor& operator=(ns__RgbColor&&) = default;
     virtual ~ns__RgbColor() = default;
+    /// @}
 
-    std::uint8_t red = 0;
-    std::uint8_t green = 0;
-    std::uint8_t blue = 0;
+    std::uint8_t red = 0;   ///< 0-255
+    std::uint8_t green = 0; ///< 0-255
+    std::uint8_t blue = 0;  ///< 0-255
 };
 
 /// One colour of an observation and how much of the observation it covers.
 class ns__RgbColorArea {
 public:
+    /// Made with the defaults beside the fields; copied and moved field by field.
+    /// @{
     ns__RgbColorArea() = default;
     ns__RgbColorArea(const ns__RgbColorArea&) = default;
     ns__RgbColorArea(ns__RgbColorArea&&) = default;
     ns__RgbColorArea& operator=(const ns__RgbColorArea&) = default;
     ns__RgbColorArea& operator=(ns__RgbColorArea&&) = default;
     virtual ~ns__RgbColorArea() = default;
+    /// @}
 
-    ns__RgbColor color;
+    ns__RgbColor color;    ///< the colour
     std::int32_t code = 0; ///< carried verbatim; a stored record keeps its low 8 bits, signed
     float area = 0.0F;     ///< a stored record keeps it truncated to 8 bits, signed
 };
@@ -140,12 +146,15 @@ public:
 /// A colour as the classifier works on it; also a set of tolerances, field by field.
 class ns__HsvColor {
 public:
+    /// Made with the defaults beside the fields; copied and moved field by field.
+    /// @{
     ns__HsvColor() = default;
     ns__HsvColor(const ns__HsvColor&) = default;
     ns__HsvColor(ns__HsvColor&&) = default;
     ns__HsvColor& operator=(const ns__HsvColor&) = default;
     ns__HsvColor& operator=(ns__HsvColor&&) = default;
     virtual ~ns__HsvColor() = default;
+    /// @}
 
     std::int32_t hue = 0;    ///< whole degrees 0-359; -1 means no hue (white, black, grey)
     float saturation = 0.0F; ///< 0.0-1.0
@@ -155,44 +164,53 @@ public:
 /// An axis-aligned box in the coordinates of the object records, the smaller corner first.
 class ns__Box {
 public:
+    /// Made with the defaults beside the fields; copied and moved field by field.
+    /// @{
     ns__Box() = default;
     ns__Box(const ns__Box&) = default;
     ns__Box(ns__Box&&) = default;
     ns__Box& operator=(const ns__Box&) = default;
     ns__Box& operator=(ns__Box&&) = default;
     virtual ~ns__Box() = default;
+    /// @}
 
-    float minX = 0.0F;
-    float minY = 0.0F;
-    float maxX = 0.0F;
-    float maxY = 0.0F;
+    float minX = 0.0F; ///< the smaller x
+    float minY = 0.0F; ///< the smaller y
+    float maxX = 0.0F; ///< the larger x
+    float maxY = 0.0F; ///< the larger y
 };
 
 /// A point in the coordinates of the object records.
 class ns__Geom_Point2D_Float {
 public:
+    /// Made with the defaults beside the fields; copied and moved field by field.
+    /// @{
     ns__Geom_Point2D_Float() = default;
     ns__Geom_Point2D_Float(const ns__Geom_Point2D_Float&) = default;
     ns__Geom_Point2D_Float(ns__Geom_Point2D_Float&&) = default;
     ns__Geom_Point2D_Float& operator=(const ns__Geom_Point2D_Float&) = default;
     ns__Geom_Point2D_Float& operator=(ns__Geom_Point2D_Float&&) = default;
     virtual ~ns__Geom_Point2D_Float() = default;
+    /// @}
 
-    float x = 0.0F;
-    float y = 0.0F;
+    float x = 0.0F; ///< as the boxes count it
+    float y = 0.0F; ///< as the boxes count it
 };
 
 /// An instant, counted from 1970-01-01 UTC.
 class ns__Time {
 public:
+    /// Made with the defaults beside the fields; copied and moved field by field.
+    /// @{
     ns__Time() = default;
     ns__Time(const ns__Time&) = default;
     ns__Time(ns__Time&&) = default;
     ns__Time& operator=(const ns__Time&) = default;
     ns__Time& operator=(ns__Time&&) = default;
     virtual ~ns__Time() = default;
+    /// @}
 
-    std::int64_t seconds = 0;
+    std::int64_t seconds = 0;      ///< whole seconds
     std::int32_t milliseconds = 0; ///< microseconds / 1000, truncated
 };
 
@@ -202,42 +220,52 @@ public:
 /// The words are carried verbatim.
 class ns__SensorId {
 public:
+    /// Made with the defaults beside the fields; copied and moved field by field.
+    /// @{
     ns__SensorId() = default;
     ns__SensorId(const ns__SensorId&) = default;
     ns__SensorId(ns__SensorId&&) = default;
     ns__SensorId& operator=(const ns__SensorId&) = default;
     ns__SensorId& operator=(ns__SensorId&&) = default;
     virtual ~ns__SensorId() = default;
+    /// @}
 
+    /// Whether both words are equal.
     bool operator==(const ns__SensorId& other) const noexcept
     {
         return word1 == other.word1 && word2 == other.word2;
     }
+    /// The opposite.
     bool operator!=(const ns__SensorId& other) const noexcept { return !(*this == other); }
 
-    std::int32_t word1 = 0;
-    std::int32_t word2 = 1;
+    std::int32_t word1 = 0; ///< carried verbatim
+    std::int32_t word2 = 1; ///< carried verbatim
 };
 
 /// One observation of a found object.
 class ns__QueryResultObjectInstance {
 public:
+    /// Made with the defaults beside the fields; copied and moved field by field.
+    /// @{
     ns__QueryResultObjectInstance() = default;
     ns__QueryResultObjectInstance(const ns__QueryResultObjectInstance&) = default;
     ns__QueryResultObjectInstance(ns__QueryResultObjectInstance&&) = default;
     ns__QueryResultObjectInstance& operator=(const ns__QueryResultObjectInstance&) = default;
     ns__QueryResultObjectInstance& operator=(ns__QueryResultObjectInstance&&) = default;
     virtual ~ns__QueryResultObjectInstance() = default;
+    /// @}
 
-    ns__Time time;
-    ns__Box box; ///< extended toward the neighbouring observations
-    ns__Geom_Point2D_Float point;
+    ns__Time time;                ///< of the observation
+    ns__Box box;                  ///< extended toward the neighbouring observations
+    ns__Geom_Point2D_Float point; ///< of the observation
 };
 
 /// What else is known of one observation, for people who look into a detector's work. A class is
 /// present when its value is above 0.
 class ns__QueryResultObjectInstanceDebug {
 public:
+    /// Made with the defaults beside the fields; copied and moved field by field.
+    /// @{
     ns__QueryResultObjectInstanceDebug() = default;
     ns__QueryResultObjectInstanceDebug(const ns__QueryResultObjectInstanceDebug&) = default;
     ns__QueryResultObjectInstanceDebug(ns__QueryResultObjectInstanceDebug&&) = default;
@@ -245,17 +273,18 @@ public:
     operator=(const ns__QueryResultObjectInstanceDebug&) = default;
     ns__QueryResultObjectInstanceDebug& operator=(ns__QueryResultObjectInstanceDebug&&) = default;
     virtual ~ns__QueryResultObjectInstanceDebug() = default;
+    /// @}
 
-    float float1 = 0.0F; ///< four numbers of the observation, not otherwise named
-    float float2 = 0.0F;
-    float float3 = 0.0F;
-    float float4 = 0.0F;
-    std::vector<ns__RgbColorArea> colors;
-    std::string classNames; ///< names of the classes present, each followed by a space
-    float personValue = 0.0F;
-    float vehicleValue = 0.0F;
-    float objectValue = 0.0F;
-    float unknownValue = 0.0F;
+    float float1 = 0.0F;                  ///< four numbers of the observation, not otherwise named
+    float float2 = 0.0F;                  ///< see float1
+    float float3 = 0.0F;                  ///< see float1
+    float float4 = 0.0F;                  ///< see float1
+    std::vector<ns__RgbColorArea> colors; ///< of the observation
+    std::string classNames;    ///< names of the classes present, each followed by a space
+    float personValue = 0.0F;  ///< above 0: taken for a person
+    float vehicleValue = 0.0F; ///< above 0: taken for a vehicle
+    float objectValue = 0.0F;  ///< above 0: taken for an object
+    float unknownValue = 0.0F; ///< above 0: taken for something unknown
 };
 
 /// One object that a query found, with its observations around the selected one.
@@ -267,26 +296,29 @@ public:
 /// instanceCount tells how many observations the last fill chose.
 class ns__QueryResultObject {
 public:
+    /// Made with the defaults beside the fields; copied and moved field by field.
+    /// @{
     ns__QueryResultObject() = default;
     ns__QueryResultObject(const ns__QueryResultObject&) = default;
     ns__QueryResultObject(ns__QueryResultObject&&) = default;
     ns__QueryResultObject& operator=(const ns__QueryResultObject&) = default;
     ns__QueryResultObject& operator=(ns__QueryResultObject&&) = default;
     virtual ~ns__QueryResultObject() = default;
+    /// @}
 
-    std::uint64_t objectId = 0;
-    ns__DetectorType detectorType = ns__DetectorType__value_0;
-    std::int64_t startTimeSeconds = 0;
-    std::int32_t startTimeMilliseconds = 0;
-    std::int64_t endTimeSeconds = 0;
-    std::int32_t endTimeMilliseconds = 0;
-    ns__Time instanceTime;
-    ns__Box instanceBox;
-    ns__Geom_Point2D_Float instancePoint;
-    std::vector<ns__QueryResultObjectInstance> instances;
-    std::int32_t instanceCount = 0;
-    std::vector<ns__QueryResultObjectInstanceDebug> debugInstances;
-    std::uint32_t duration = 0; ///< whole seconds
+    std::uint64_t objectId = 0;                                ///< the object's number
+    ns__DetectorType detectorType = ns__DetectorType__value_0; ///< what found it
+    std::int64_t startTimeSeconds = 0;                         ///< when it was first seen
+    std::int32_t startTimeMilliseconds = 0;                    ///< and its milliseconds
+    std::int64_t endTimeSeconds = 0;                           ///< the start and the duration
+    std::int32_t endTimeMilliseconds = 0;                      ///< those of the start
+    ns__Time instanceTime;                                     ///< of the selected observation
+    ns__Box instanceBox;                                       ///< of the selected observation
+    ns__Geom_Point2D_Float instancePoint;                      ///< of the selected observation
+    std::vector<ns__QueryResultObjectInstance> instances;      ///< around the selected one
+    std::int32_t instanceCount = 0;                            ///< how many the last fill chose
+    std::vector<ns__QueryResultObjectInstanceDebug> debugInstances; ///< on request
+    std::uint32_t duration = 0;                                     ///< whole seconds
 };
 
 // Service records.
@@ -294,32 +326,35 @@ public:
 /// One agent as the services describe it. Every field is carried verbatim.
 class ns__Agent {
 public:
+    /// Made with the defaults beside the fields; copied and moved field by field.
+    /// @{
     ns__Agent() = default;
     ns__Agent(const ns__Agent&) = default;
     ns__Agent(ns__Agent&&) = default;
     ns__Agent& operator=(const ns__Agent&) = default;
     ns__Agent& operator=(ns__Agent&&) = default;
     virtual ~ns__Agent() = default;
+    /// @}
 
-    std::uint32_t word1 = 0;
-    std::string text1;
-    std::string text2;
-    std::wstring text3;
-    std::string text4;
-    std::uint32_t word2 = 0;
-    std::uint32_t word3 = 0;
-    std::string text5;
-    std::string text6;
-    std::string text7;
-    std::uint8_t flag1 = 0;
-    std::uint8_t flag2 = 1;
-    std::uint8_t flag3 = 1;
-    std::int32_t word4 = -1;
-    std::uint32_t word5 = 0;
-    std::uint32_t word6 = 0;
-    std::uint32_t word7 = 0;
-    std::uint32_t word8 = 0;
-    std::uint32_t word9 = 0;
+    std::uint32_t word1 = 0;           ///< carried verbatim
+    std::string text1;                 ///< carried verbatim
+    std::string text2;                 ///< carried verbatim
+    std::wstring text3;                ///< carried verbatim
+    std::string text4;                 ///< carried verbatim
+    std::uint32_t word2 = 0;           ///< carried verbatim
+    std::uint32_t word3 = 0;           ///< carried verbatim
+    std::string text5;                 ///< carried verbatim
+    std::string text6;                 ///< carried verbatim
+    std::string text7;                 ///< carried verbatim
+    std::uint8_t flag1 = 0;            ///< carried verbatim
+    std::uint8_t flag2 = 1;            ///< carried verbatim
+    std::uint8_t flag3 = 1;            ///< carried verbatim
+    std::int32_t word4 = -1;           ///< carried verbatim
+    std::uint32_t word5 = 0;           ///< carried verbatim
+    std::uint32_t word6 = 0;           ///< carried verbatim
+    std::uint32_t word7 = 0;           ///< carried verbatim
+    std::uint32_t word8 = 0;           ///< carried verbatim
+    std::uint32_t word9 = 0;           ///< carried verbatim
     std::vector<std::uint32_t> values; ///< bit masks, joined with OR by those who need one mask
 };
 
@@ -329,49 +364,59 @@ public:
 /// carried verbatim. The action applies to the object targetId, which is of kind objectType.
 class ns__ScheduledTask {
 public:
+    /// Made with the defaults beside the fields; copied and moved field by field.
+    /// @{
     ns__ScheduledTask() = default;
     ns__ScheduledTask(const ns__ScheduledTask&) = default;
     ns__ScheduledTask(ns__ScheduledTask&&) = default;
     ns__ScheduledTask& operator=(const ns__ScheduledTask&) = default;
     ns__ScheduledTask& operator=(ns__ScheduledTask&&) = default;
     virtual ~ns__ScheduledTask() = default;
+    /// @}
 
-    std::uint32_t id = 0;
-    std::wstring name;
-    std::uint8_t flag = 0;
-    std::int64_t time1 = 0;
-    std::int64_t time2 = 0;
+    std::uint32_t id = 0;   ///< the task's number
+    std::wstring name;      ///< for people
+    std::uint8_t flag = 0;  ///< the inverse of the task's state flag
+    std::int64_t time1 = 0; ///< carried verbatim
+    std::int64_t time2 = 0; ///< carried verbatim
+    /// How the task repeats.
     ns__ScheduledTaskRecurrence recurrence = ns__ScheduledTaskRecurrence__value_0;
-    std::uint32_t parameter = 0;
-    std::uint32_t targetId = 0;
-    ns__ObjectType objectType = ns__ObjectType__value_0;
-    ns__ObjectAction action = ns__ObjectAction__value_0;
-    std::string argument;
+    std::uint32_t parameter = 0;                         ///< carried verbatim
+    std::uint32_t targetId = 0;                          ///< what the action applies to
+    ns__ObjectType objectType = ns__ObjectType__value_0; ///< the kind of that object
+    ns__ObjectAction action = ns__ObjectAction__value_0; ///< what is done to it
+    std::string argument; ///< bytes, in whatever encoding the services use
 };
 
 /// One named parameter of a notification.
 class ns__LogParam {
 public:
+    /// Made with the defaults beside the fields; copied and moved field by field.
+    /// @{
     ns__LogParam() = default;
     ns__LogParam(const ns__LogParam&) = default;
     ns__LogParam(ns__LogParam&&) = default;
     ns__LogParam& operator=(const ns__LogParam&) = default;
     ns__LogParam& operator=(ns__LogParam&&) = default;
     virtual ~ns__LogParam() = default;
+    /// @}
 
-    std::wstring name;
-    std::wstring value;
+    std::wstring name;  ///< of the parameter
+    std::wstring value; ///< of the parameter
 };
 
 /// What a notification is about, described by parameters of its own.
 class ns__LogEntity {
 public:
+    /// Made with the defaults beside the fields; copied and moved field by field.
+    /// @{
     ns__LogEntity() = default;
     ns__LogEntity(const ns__LogEntity&) = default;
     ns__LogEntity(ns__LogEntity&&) = default;
     ns__LogEntity& operator=(const ns__LogEntity&) = default;
     ns__LogEntity& operator=(ns__LogEntity&&) = default;
     virtual ~ns__LogEntity() = default;
+    /// @}
 
     std::vector<ns__LogParam> params; ///< in the order in which they are reported
 };

@@ -2,6 +2,7 @@
 
 #include "../color/Color_Commands.h"
 #include "../config/Config_Commands.h"
+#include "../config/Configuration_File.h"
 #include "../log/Log_Commands.h"
 #include "../platform/Console.h"
 #include "../profile/Profile_Commands.h"
@@ -20,7 +21,7 @@ namespace {
 
 int complain(const std::string& sentence)
 {
-    std::fputs(("krtool: " + sentence + "\n").c_str(), stderr);
+    std::fputs(("krtool: " + printable(sentence) + "\n").c_str(), stderr);
     return wrong_call;
 }
 

@@ -71,6 +71,7 @@ td svg { width: 120px; height: 22px; display: inline-block; vertical-align: midd
   padding: 7px 10px; font-size: 12px; line-height: 1.5; visibility: hidden; z-index: 2; white-space: nowrap;
   font-variant-numeric: tabular-nums; box-shadow: 0 4px 16px #0004; }
 #more { display: block; margin: 18px auto 40px; }
+#more[hidden] { display: none; }
 footer { color: var(--soft); max-width: 1240px; margin: 0 auto; padding: 4px 20px 40px; font-size: 13px; }
 </style>
 </head>

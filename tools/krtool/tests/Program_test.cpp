@@ -31,3 +31,10 @@ TEST(Program, VersionAndHelpAreGood)
     EXPECT_EQ(0, help.code);
     EXPECT_THAT(help.out, HasSubstr("--json"));
 }
+
+TEST(Program, WhatIsWrongIsOneLineThatNoTerminalObeys)
+{
+    const Ran ran = run({"color", "--config", KRTOOL_CONFIG_DIR "/KRCommon.xml", "a\nb\x1b[31m"});
+    EXPECT_EQ(2, ran.code);
+    EXPECT_THAT(ran.errors, StartsWith("krtool: 'a?b?[31m' is no colour: "));
+}

@@ -1,5 +1,5 @@
-# Writes HEADER with the text of TEMPLATE as `page_template`. Pieces, since compilers limit the length
-# of one literal.
+# Writes HEADER with the text of TEMPLATE as `NAME`. Pieces, since compilers limit the length of one
+# literal.
 file(READ ${TEMPLATE} text)
 string(LENGTH "${text}" length)
 set(pieces "")
@@ -10,4 +10,4 @@ while(position LESS length)
   math(EXPR position "${position} + 4000")
 endwhile()
 file(WRITE ${HEADER} "#pragma once\n\nnamespace video_search {\n
-inline constexpr char page_template[] =\n${pieces};\n\n} // namespace video_search\n")
+inline constexpr char ${NAME}[] =\n${pieces};\n\n} // namespace video_search\n")

@@ -1,0 +1,21 @@
+#pragma once
+
+/// \file
+/// Threads: no state.
+
+#include <KRCommon/frame/ProfileHelper.h>
+
+#include <functional>
+#include <string>
+
+namespace video_search {
+
+/// Gives the store its index where it has none, of an earlier version say, with a progress bar on
+/// stderr. Where that is not possible, or is_stopped() says so meanwhile, searches go through the
+/// records; the log tells why. Failure where the store cannot be read.
+///
+/// profile  gets "index"
+void upgrade(const std::string& store, ProfileHelper& profile,
+             const std::function<bool()>& is_stopped);
+
+} // namespace video_search

@@ -1,0 +1,149 @@
+#include "Client_Stream.h"
+
+#include <ace/ACE.h>
+#include <ace/INET_Addr.h>
+#include <ace/OS_NS_sys_socket.h>
+#include <ace/SOCK_Stream.h>
+#include <ace/Time_Value.h>
+
+#include <algorithm>
+#include <cstring>
+
+namespace video_search {
+
+namespace {
+
+ACE_Time_Value to_ace(std::chrono::milliseconds length)
+{
+    ACE_Time_Value time;
+    time.msec(static_cast<long>(std::max<std::chrono::milliseconds::rep>(length.count(), 1)));
+    return time;
+}
+
+} // namespace
+
+Client_Stream::Client_Stream(socket_t socket, const Limits& limits, Connections::Place& place)
+    : socket_(socket), limits_(limits), place_(place)
+{
+}
+
+ACE_HANDLE Client_Stream::handle() const noexcept
+{
+    return reinterpret_cast<ACE_HANDLE>(socket_);
+}
+
+std::chrono::milliseconds Client_Stream::left() const
+{
+    return std::chrono::duration_cast<std::chrono::milliseconds>(deadline_ - Clock::now());
+}
+
+// What was read too much belongs to the next request.
+bool Client_Stream::await_request()
+{
+    place_.set(Connections::Wait::request);
+    if (begin_ == end_ && !fill(limits_.idle))
+        return false;
+    place_.set(Connections::Wait::client);
+    allowed_ = limits_.head_bytes;
+    is_refused_ = false;
+    deadline_ = Clock::now() + limits_.request;
+    return true;
+}
+
+bool Client_Stream::fill(std::chrono::milliseconds most)
+{
+    if (is_broken_ || most.count() <= 0)
+        return false;
+    const ACE_Time_Value wait = to_ace(most);
+    const ssize_t count = ACE::recv(handle(), buffer_.data(), buffer_.size(), &wait);
+    begin_ = 0;
+    end_ = count > 0 ? static_cast<std::size_t>(count) : 0;
+    is_broken_ = count <= 0;
+    return count > 0;
+}
+
+ssize_t Client_Stream::read(char* data, size_t size)
+{
+    if (allowed_ == 0) {
+        is_refused_ = true;
+        return -1;
+    }
+    if (begin_ == end_ && !fill(left()))
+        return -1;
+    const std::size_t count = std::min({size, end_ - begin_, allowed_});
+    std::memcpy(data, buffer_.data() + begin_, count);
+    begin_ += count;
+    allowed_ -= count;
+    return static_cast<ssize_t>(count);
+}
+
+void Client_Stream::begin_response()
+{
+    place_.set(Connections::Wait::none);
+    deadline_ = Clock::now() + limits_.response;
+    has_end_ = true;
+}
+
+void Client_Stream::begin_events()
+{
+    place_.set(Connections::Wait::none);
+    has_end_ = false;
+}
+
+bool Client_Stream::is_writable() const
+{
+    return !is_broken_;
+}
+
+// The whole of it, or an error. In pieces, so that the time is looked at between them.
+ssize_t Client_Stream::write(const char* data, size_t size)
+{
+    if (has_end_)
+        place_.set(Connections::Wait::client);
+    constexpr std::size_t piece = 65'536;
+    for (std::size_t done = 0; done < size && !is_broken_;)
+        done += send(data + done, std::min(piece, size - done));
+    return is_broken_ ? -1 : static_cast<ssize_t>(size);
+}
+
+std::size_t Client_Stream::send(const char* data, std::size_t size)
+{
+    const std::chrono::milliseconds most = has_end_ ? left() : limits_.response;
+    const ACE_Time_Value wait = to_ace(most);
+    is_broken_ =
+        most.count() <= 0 || ACE::send_n(handle(), data, size, &wait) != static_cast<ssize_t>(size);
+    return size;
+}
+
+// Whoever closes with bytes unread may take back what was sent last.
+void Client_Stream::drain()
+{
+    ACE_OS::shutdown(handle(), ACE_SHUTDOWN_WRITE);
+    deadline_ = Clock::now() + std::chrono::seconds(1);
+    allowed_ = limits_.body_bytes;
+    begin_ = end_ = 0;
+    while (allowed_ > 0 && fill(left()))
+        allowed_ -= std::min(allowed_, end_);
+}
+
+void Client_Stream::get_remote_ip_and_port(std::string& ip, int& port) const
+{
+    ACE_INET_Addr address;
+    const ACE_SOCK_Stream stream(handle());
+    if (stream.get_remote_addr(address) != 0)
+        return;
+    ip = address.get_host_addr();
+    port = address.get_port_number();
+}
+
+void Client_Stream::get_local_ip_and_port(std::string& ip, int& port) const
+{
+    ACE_INET_Addr address;
+    const ACE_SOCK_Stream stream(handle());
+    if (stream.get_local_addr(address) != 0)
+        return;
+    ip = address.get_host_addr();
+    port = address.get_port_number();
+}
+
+} // namespace video_search

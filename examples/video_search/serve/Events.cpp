@@ -1,0 +1,101 @@
+#include "Events.h"
+
+#include "Api_Error.h"
+#include "Http_Server.h"
+#include "Json_Answers.h"
+
+#include <KRCommon/frame/Log.h>
+
+#include <chrono>
+#include <limits>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace video_search {
+
+// One client. It counts while it lives.
+class Events::Follower {
+public:
+    Follower(Events& events, std::int64_t row) : events_(events), row_(row)
+    {
+        if (events_.clients_++ >= events_.limits_.event_clients) {
+            --events_.clients_;
+            throw Api_Error(503, "busy", "too many clients follow events");
+        }
+    }
+    ~Follower() { --events_.clients_; }
+    Follower(const Follower&) = delete;
+    Follower& operator=(const Follower&) = delete;
+
+    // Sends what is new, or waits for it. False when the client is gone.
+    bool go_on(httplib::DataSink& sink)
+    {
+        constexpr std::chrono::milliseconds pause(250);
+        constexpr int pauses_of_silence = 8;
+        const std::string text = next();
+        if (!text.empty())
+            return send(sink, text);
+        if (events_.is_stopping_)
+            return false;
+        std::this_thread::sleep_for(pause);
+        if (++pauses_ % pauses_of_silence == 0) // tells whether the client is still there
+            return send(sink, ": \n\n");
+        return true;
+    }
+
+private:
+    static bool send(httplib::DataSink& sink, const std::string& text)
+    {
+        return sink.write(text.data(), text.size());
+    }
+
+    std::string next()
+    {
+        constexpr std::size_t most = 50;
+        std::string text = is_first_ ? "retry: 2000\n\n" : "";
+        is_first_ = false;
+        for (const Search_Api::Stored& stored : events_.api_.stored_after(row_, most)) {
+            row_ = stored.row;
+            if (stored.hit)
+                text += "event: object\nid: " + std::to_string(stored.row) +
+                        "\ndata: " + json_of(*stored.hit, events_.limits_.path_points) + "\n\n";
+        }
+        return text;
+    }
+
+    Events& events_;
+    std::int64_t row_;
+    int pauses_ = 0;
+    bool is_first_ = true;
+};
+
+namespace {
+
+std::int64_t resume_row(const httplib::Request& request, Search_Api& api)
+{
+    const std::string id = request.get_header_value("Last-Event-ID");
+    return id.empty()
+               ? api.last_row()
+               : read_whole("Last-Event-ID", id, 0, std::numeric_limits<std::int64_t>::max());
+}
+
+} // namespace
+
+void Events::answer(const httplib::Request& request, httplib::Response& response)
+{
+    const auto follower = std::make_shared<Follower>(*this, resume_row(request, api_));
+    response.set_chunked_content_provider(
+        "text/event-stream", [follower](std::size_t, httplib::DataSink& sink) {
+            Http_Server::stream().begin_events();
+            try {
+                return follower->go_on(sink);
+            } catch (const std::exception& error) {
+                kr_log(KR_LOG_SITE(LM_ERROR), "%T T%04t*ERR events: %s\n", error.what());
+                return false;
+            }
+        });
+}
+
+} // namespace video_search

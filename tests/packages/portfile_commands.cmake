@@ -1,0 +1,16 @@
+# Runs the port's script with commands that only look at their arguments: its syntax, and that it names what exists.
+foreach(command vcpkg_check_linkage vcpkg_cmake_configure vcpkg_cmake_install vcpkg_cmake_config_fixup
+        vcpkg_fixup_pkgconfig)
+  function(${command})
+  endfunction()
+endforeach()
+function(vcpkg_install_copyright)
+  cmake_parse_arguments(arg "" "" FILE_LIST ${ARGN})
+  foreach(file ${arg_FILE_LIST})
+    if(NOT EXISTS ${file})
+      message(FATAL_ERROR "there is no ${file}")
+    endif()
+  endforeach()
+endfunction()
+set(CURRENT_PACKAGES_DIR ${WORK})
+include(${PORT}/portfile.cmake)
