@@ -70,6 +70,8 @@ class Wheel(unittest.TestCase):
         libraries = ["KRCommon.dll", "libACE.dll"] if IS_WINDOWS else ["libKRCommon.so.1"]
         for name in ("__init__.py", "_declarations.py", "py.typed", "KRCommon.xml", *libraries):
             self.assertIn(f"krcommon/{name}", self.names)
+        for name in ("KRCommon", "colour_survey", *(["ACE", "GPL-3"] if IS_WINDOWS else [])):
+            self.information(f"licenses/{name}.txt")
         tag = "win32" if IS_WINDOWS else "linux_x86_64"
         self.assertIn(f"Tag: py3-none-{tag}\n", self.information("WHEEL")[1])
         self.assertIn("\nName: krcommon\n", self.information("METADATA")[1])

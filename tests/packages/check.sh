@@ -86,6 +86,7 @@ check_zip() { # FILE
         <(i686-w64-mingw32-objdump -sj .gnu_debuglink "$folder/bin/KRCommon.dll")
     expect [ -s "$folder/bin/KRCommon.dll.debug" ]
     expect [ -s "$folder/bin/KRCommon.xsd" ]
+    expect [ -s "$folder/python/krcommon/__init__.py" ]
     expect grep -q "winpthreads" "$folder/share/doc/KRCommon/licences/library-third-party.txt"
 
     build_consumer "$folder" "$work/windows" -DCMAKE_SYSTEM_NAME=Windows \
