@@ -39,7 +39,7 @@ function(kr_precompile_test_headers name)
   add_executable(${name} EXCLUDE_FROM_ALL ${source}) # as the tests are, for the same options
   set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_CURRENT_BINARY_DIR})
   target_compile_options(${name} PRIVATE ${ARGN} -fpch-preprocess) # the latter for ccache
-  target_link_libraries(${name} PRIVATE kr_warnings GTest::gtest_main GTest::gmock)
+  target_link_libraries(${name} PRIVATE kr_warnings ACE::ACE GTest::gtest_main GTest::gmock)
   target_precompile_headers(${name} PRIVATE <algorithm> <array> <atomic> <chrono> <cstdint> <cstring>
     <filesystem> <fstream> <map> <memory> <string> <thread> <vector> <gmock/gmock.h> <gtest/gtest.h>)
 endfunction()
@@ -61,6 +61,7 @@ function(kr_test name)
   if(TARGET ${headers})
     target_compile_options(${name} PRIVATE -fpch-preprocess)
     target_precompile_headers(${name} REUSE_FROM ${headers})
+    set_target_properties(${name} PROPERTIES PCH_WARN_INVALID OFF) # some have definitions of their own
   endif()
   set(timeout 120)
   if(KR_SANITIZE)
