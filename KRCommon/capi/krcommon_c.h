@@ -207,16 +207,18 @@ enum {
     KR_C_PRESETS = 14 /* how many numbers there are, 0 among them */
 };
 
+/** A colour by its components. */
 typedef struct kr_c_rgb {
-    kr_c_uint8 red;
-    kr_c_uint8 green;
-    kr_c_uint8 blue;
+    kr_c_uint8 red;   /**< 0 to 255 */
+    kr_c_uint8 green; /**< 0 to 255 */
+    kr_c_uint8 blue;  /**< 0 to 255 */
 } kr_c_rgb;
 
+/** A colour by hue, saturation and value. */
 typedef struct kr_c_hsv {
-    kr_c_int32 hue;   /* whole degrees, 0 to 359; -1 is none */
-    float saturation; /* 0 to 1 */
-    float value;      /* 0 to 1 */
+    kr_c_int32 hue;   /**< whole degrees, 0 to 359; -1 is none */
+    float saturation; /**< 0 to 1 */
+    float value;      /**< 0 to 1 */
 } kr_c_hsv;
 
 /* A classifier. Wherever one is asked for, null is the library's own, of the file KRCommon.xml that it has
@@ -274,23 +276,24 @@ kr_c_color_presets_batch(const kr_c_colors* colors, const kr_c_int32* hue, const
 /* The order of a pixel's bytes; "x" is a byte that is not looked at. */
 enum { KR_C_RGB24 = 0, KR_C_BGR24 = 1, KR_C_RGBX32 = 2, KR_C_BGRX32 = 3 };
 
-/* A rectangle of a picture. One without pixels has a width or height of 0 or less. */
+/** A rectangle of a picture. One without pixels has a width or height of 0 or less. */
 typedef struct kr_c_color_region {
-    kr_c_uint32 size;
-    kr_c_int32 format;
-    kr_c_int32 width;
-    kr_c_int32 height;
-    const void* pixels;     /* the first of the first row */
-    kr_c_step stride;       /* bytes from a row to the next; may be negative */
-    const kr_c_uint8* mask; /* a byte for each pixel, not 0 if it counts; null: all do */
-    kr_c_step mask_stride;
+    kr_c_uint32 size;       /**< sizeof this struct */
+    kr_c_int32 format;      /**< KR_C_RGB24 or another of these */
+    kr_c_int32 width;       /**< pixels of a row */
+    kr_c_int32 height;      /**< rows */
+    const void* pixels;     /**< the first of the first row */
+    kr_c_step stride;       /**< bytes from a row to the next; may be negative */
+    const kr_c_uint8* mask; /**< a byte for each pixel, not 0 if it counts; null: all do */
+    kr_c_step mask_stride;  /**< bytes from a row of the mask to the next */
 } kr_c_color_region;
 
+/** How many pixels have which preset. */
 typedef struct kr_c_preset_histogram {
-    kr_c_uint32 size;
-    kr_c_uint32 reserved;
-    kr_c_uint64 pixels; /* that were counted */
-    kr_c_uint64 presets[KR_C_PRESETS];
+    kr_c_uint32 size;                  /**< sizeof this struct */
+    kr_c_uint32 reserved;              /**< 0 */
+    kr_c_uint64 pixels;                /**< that were counted */
+    kr_c_uint64 presets[KR_C_PRESETS]; /**< so many of them have preset n */
 } kr_c_preset_histogram;
 
 /* Adds the pixels of a region to a histogram, of which the host has set all numbers before the first. */
@@ -318,34 +321,37 @@ kr_c_configuration_check(const void* document, kr_c_size document_size,
                          kr_c_owned_configuration* configuration);
 KR_C_FUNCTION(kr_c_error) kr_c_configuration_destroy(kr_c_owned_configuration* configuration);
 
+/** What a check has found, in numbers. */
 typedef struct kr_c_configuration_summary {
-    kr_c_uint32 size;
-    kr_c_int32 is_complete; /* it was read to its end, beyond its mistakes */
-    kr_c_uint32 errors;     /* 0: accepted; 100 at most */
-    kr_c_uint32 ranges;
+    kr_c_uint32 size;       /**< sizeof this struct */
+    kr_c_int32 is_complete; /**< it was read to its end, beyond its mistakes */
+    kr_c_uint32 errors;     /**< 0: accepted; 100 at most */
+    kr_c_uint32 ranges;     /**< how many there are */
 } kr_c_configuration_summary;
 
+/** A mistake and its place. */
 typedef struct kr_c_configuration_error {
-    kr_c_uint32 size;
-    kr_c_int32 code;   /* the message's number, docs/configuration.md */
-    kr_c_uint64 line;  /* from 1; 0 is the file as a whole */
-    kr_c_uint64 begin; /* of what is at fault, in bytes of kr_c_configuration_text() */
-    kr_c_uint64 end;   /* behind it */
+    kr_c_uint32 size;  /**< sizeof this struct */
+    kr_c_int32 code;   /**< the message's number, docs/configuration.md */
+    kr_c_uint64 line;  /**< from 1; 0 is the file as a whole */
+    kr_c_uint64 begin; /**< of what is at fault, in bytes of kr_c_configuration_text() */
+    kr_c_uint64 end;   /**< behind it */
 } kr_c_configuration_error;
 
+/** A range of colours as the document has it. */
 typedef struct kr_c_configured_range {
-    kr_c_uint32 size;
-    kr_c_int32 preset;
-    kr_c_int32 hue_from; /* as in the file */
-    kr_c_int32 hue_to;
-    float saturation_from;
-    float saturation_to;
-    float value_from;
-    float value_to;
-    kr_c_uint64 begin; /* of the tag, in bytes of kr_c_configuration_text() */
-    kr_c_uint64 end;
-    kr_c_rgb rgb; /* of the palette */
-    kr_c_uint8 reserved[5];
+    kr_c_uint32 size;       /**< sizeof this struct */
+    kr_c_int32 preset;      /**< its number */
+    kr_c_int32 hue_from;    /**< as in the file */
+    kr_c_int32 hue_to;      /**< the same */
+    float saturation_from;  /**< 0 to 1 */
+    float saturation_to;    /**< 0 to 1 */
+    float value_from;       /**< 0 to 1 */
+    float value_to;         /**< 0 to 1 */
+    kr_c_uint64 begin;      /**< of the tag, in bytes of kr_c_configuration_text() */
+    kr_c_uint64 end;        /**< behind it */
+    kr_c_rgb rgb;           /**< of the palette */
+    kr_c_uint8 reserved[5]; /**< 0 */
 } kr_c_configured_range;
 
 KR_C_FUNCTION(kr_c_error)
@@ -416,11 +422,12 @@ enum {
     KR_C_LOG_ONLY_MANAGER_SETS_LEVEL = 128
 };
 
+/** What the log is asked to do besides. */
 typedef struct kr_c_log_options {
-    kr_c_uint32 size;
-    kr_c_uint32 flags; /* bits of those above; others are refused */
-    kr_c_uint32 early_bytes;
-    kr_c_uint32 ring_lines;
+    kr_c_uint32 size;        /**< sizeof this struct */
+    kr_c_uint32 flags;       /**< bits of those above; others are refused */
+    kr_c_uint32 early_bytes; /**< room for lines before the first file */
+    kr_c_uint32 ring_lines;  /**< how many last lines are kept */
 } kr_c_log_options;
 
 KR_C_FUNCTION(kr_c_error) kr_c_log_set_options(const kr_c_log_options* options);
@@ -437,18 +444,19 @@ kr_c_log_line(kr_c_int32 priority, const char* text, kr_c_size text_length);
 /* Closes the file and opens it anew by its name. is_good: whether lines go into a file. */
 KR_C_FUNCTION(kr_c_error) kr_c_log_reopen(kr_c_int32* is_good);
 
+/** How the log fares. */
 typedef struct kr_c_log_status {
-    kr_c_uint32 size;
-    kr_c_uint32 part;
-    kr_c_int32 is_good;    /* lines go into the file */
-    kr_c_int32 level;      /* -1: never set */
-    kr_c_int32 last_error; /* the system's number; 0: there was none */
-    kr_c_uint32 reserved;
-    kr_c_int64 last_error_time;
-    kr_c_uint64 file_bytes;
-    kr_c_uint64 total_bytes;
-    kr_c_uint64 lines;
-    kr_c_uint64 lines_lost;
+    kr_c_uint32 size;           /**< sizeof this struct */
+    kr_c_uint32 part;           /**< the number of the file */
+    kr_c_int32 is_good;         /**< lines go into the file */
+    kr_c_int32 level;           /**< -1: never set */
+    kr_c_int32 last_error;      /**< the system's number; 0: there was none */
+    kr_c_uint32 reserved;       /**< 0 */
+    kr_c_int64 last_error_time; /**< when that was */
+    kr_c_uint64 file_bytes;     /**< of the file in use */
+    kr_c_uint64 total_bytes;    /**< of all files of the prefix */
+    kr_c_uint64 lines;          /**< that went into files */
+    kr_c_uint64 lines_lost;     /**< that went nowhere */
 } kr_c_log_status;
 
 KR_C_FUNCTION(kr_c_error) kr_c_log_get_status(kr_c_log_status* status);
@@ -470,71 +478,72 @@ enum {
     KR_C_RECORD_TRAILING_BYTES = 6
 };
 
+/** What a check of a record has found. */
 typedef struct kr_c_record_status {
-    kr_c_uint32 size;
-    kr_c_int32 state;
-    kr_c_uint64 position; /* where the state applies */
-    kr_c_uint64 consumed; /* bytes of the parts that are whole */
-    kr_c_uint32 instances;
-    kr_c_uint32 reserved;
+    kr_c_uint32 size;      /**< sizeof this struct */
+    kr_c_int32 state;      /**< KR_C_RECORD_WHOLE or another of these */
+    kr_c_uint64 position;  /**< where the state applies */
+    kr_c_uint64 consumed;  /**< bytes of the parts that are whole */
+    kr_c_uint32 instances; /**< how many it has */
+    kr_c_uint32 reserved;  /**< 0 */
 } kr_c_record_status;
 
-/* The fixed block. Members named for their place are carried as they are. */
+/** The fixed block. Members named for their place are carried as they are. */
 typedef struct kr_c_record_fields {
-    kr_c_uint32 size;
-    kr_c_int32 detector_type;
-    kr_c_uint64 object_id;
-    kr_c_int64 first_seen_time;
-    kr_c_int64 second_time;
-    kr_c_int32 sensor_word1;
-    kr_c_int32 sensor_word2;
-    kr_c_int32 word1;
-    kr_c_int32 word2;
-    kr_c_int32 statistics_word1;
-    kr_c_int32 statistics_word2;
-    kr_c_uint32 duration;  /* seconds */
-    float class_scores[3]; /* person, vehicle, object */
-    kr_c_int32 statistics_word7;
-    kr_c_int32 statistics_word8;
+    kr_c_uint32 size;            /**< sizeof this struct */
+    kr_c_int32 detector_type;    /**< what kind of detector found it */
+    kr_c_uint64 object_id;       /**< the object's number */
+    kr_c_int64 first_seen_time;  /**< microseconds */
+    kr_c_int64 second_time;      /**< microseconds */
+    kr_c_int32 sensor_word1;     /**< of the sensor's id */
+    kr_c_int32 sensor_word2;     /**< of the sensor's id */
+    kr_c_int32 word1;            /**< carried as it is */
+    kr_c_int32 word2;            /**< carried as it is */
+    kr_c_int32 statistics_word1; /**< carried as it is */
+    kr_c_int32 statistics_word2; /**< carried as it is */
+    kr_c_uint32 duration;        /**< seconds */
+    float class_scores[3];       /**< person, vehicle, object */
+    kr_c_int32 statistics_word7; /**< carried as it is */
+    kr_c_int32 statistics_word8; /**< carried as it is */
 } kr_c_record_fields;
 
-/* Instances by columns: arrays of the host's, a row for each instance. Null: the column is not wanted.
+/** Instances by columns: arrays of the host's, a row for each instance. Null: the column is not wanted.
    Where rows are read from columns (kr_c_record_add_instances()), null stands for zeros. */
 typedef struct kr_c_instance_columns {
-    kr_c_uint32 size;
-    kr_c_uint32 reserved;
-    kr_c_uint64* record_position; /* of a scan: of the instance's record; else 0. Not read */
-    kr_c_uint32* instance;        /* its index in its record. Not read */
-    kr_c_int64* time;
-    float* person_value; /* -128 to 127; above 0 it was taken for that */
-    float* vehicle_value;
-    float* object_value;
-    float* unknown_value;
-    float* min_x;
-    float* min_y;
-    float* max_x;
-    float* max_y;
-    float* float1;
-    float* float2;
-    float* group; /* 4 for each row */
-    float* point_x;
-    float* point_y;
-    kr_c_int32* number; /* -128 to 127 */
-    kr_c_uint8* flag;
-    kr_c_uint32* color_count; /* 0 to 127. Not read */
+    kr_c_uint32 size;             /**< sizeof this struct */
+    kr_c_uint32 reserved;         /**< 0 */
+    kr_c_uint64* record_position; /**< of a scan: of the instance's record; else 0. Not read */
+    kr_c_uint32* instance;        /**< its index in its record. Not read */
+    kr_c_int64* time;             /**< microseconds */
+    float* person_value;          /**< -128 to 127; above 0 it was taken for that */
+    float* vehicle_value;         /**< the same */
+    float* object_value;          /**< the same */
+    float* unknown_value;         /**< the same */
+    float* min_x;                 /**< of the box */
+    float* min_y;                 /**< of the box */
+    float* max_x;                 /**< of the box */
+    float* max_y;                 /**< of the box */
+    float* float1;                /**< carried as it is */
+    float* float2;                /**< carried as it is */
+    float* group;                 /**< 4 for each row */
+    float* point_x;               /**< of the point */
+    float* point_y;               /**< of the point */
+    kr_c_int32* number;           /**< -128 to 127 */
+    kr_c_uint8* flag;             /**< carried as it is */
+    kr_c_uint32* color_count;     /**< 0 to 127. Not read */
 } kr_c_instance_columns;
 
-/* Colours of instances by columns, in the same way. */
+/** Colours of instances by columns, in the same way. */
 typedef struct kr_c_color_columns {
-    kr_c_uint32 size;
-    kr_c_uint32 reserved;
-    kr_c_uint64* record_position; /* as above. Not read */
-    kr_c_uint32* instance;        /* index of the instance in its record. Not read */
-    kr_c_uint8* red;
-    kr_c_uint8* green;
-    kr_c_uint8* blue;
-    float* area;      /* -128 to 127, whole */
-    kr_c_int32* code; /* -128 to 127 */
+    kr_c_uint32 size;             /**< sizeof this struct */
+    kr_c_uint32 reserved;         /**< 0 */
+    kr_c_uint64* record_position; /**< as above. Not read */
+    kr_c_uint32* instance;        /**< index of the instance in its record. Not read */
+    kr_c_uint8* red;              /**< 0 to 255 */
+    kr_c_uint8* green;            /**< 0 to 255 */
+    kr_c_uint8* blue;             /**< 0 to 255 */
+    float* area;                  /**< -128 to 127, whole */
+    kr_c_int32* code;             /**< -128 to 127 */
 } kr_c_color_columns;
 
 /* A record where it lies, of any bytes: what is cut short counts as far as whole parts go, and no byte
@@ -561,19 +570,19 @@ KR_C_FUNCTION(kr_c_error)
 kr_c_view_color_shares(const void* record, kr_c_size record_size, const kr_c_colors* colors,
                        float* percent);
 
-/* What records are asked for. kr_c_filter_init() sets what a new one has; the size stands before. */
+/** What records are asked for. kr_c_filter_init() sets what a new one has; the size stands before. */
 typedef struct kr_c_filter {
-    kr_c_uint32 size;
-    kr_c_int32 detector_type; /* must be the record's; 7 at first */
-    kr_c_int64 from;          /* first-seen time, both ends included; 0 at first */
-    kr_c_int64 to;            /* KR_C_NO_END at first */
-    kr_c_int32 object_class;  /* 1 person, 2 vehicle, 3 object; others, and 0 at first: no score */
-    float min_score;
-    float min_duration; /* seconds */
-    kr_c_int32 preset;  /* below 0, and -1 at first: no colour is asked for. 0 to 13 */
-    float min_percent;
-    kr_c_uint32 reserved;
-    const kr_c_colors* colors; /* null: the library's own */
+    kr_c_uint32 size;         /**< sizeof this struct */
+    kr_c_int32 detector_type; /**< must be the record's; 7 at first */
+    kr_c_int64 from;          /**< first-seen time, both ends included; 0 at first */
+    kr_c_int64 to;            /**< KR_C_NO_END at first */
+    kr_c_int32 object_class; /**< 1 person, 2 vehicle, 3 object; others, and 0 at first: no score */
+    float min_score;         /**< the least score of that class */
+    float min_duration;      /**< seconds */
+    kr_c_int32 preset;       /**< below 0, and -1 at first: no colour is asked for. 0 to 13 */
+    float min_percent;       /**< the least share of the object that has the preset */
+    kr_c_uint32 reserved;    /**< 0 */
+    const kr_c_colors* colors; /**< null: the library's own */
 } kr_c_filter;
 
 /* The largest kr_c_int64, which is later than every time. */
@@ -588,52 +597,52 @@ kr_c_view_matches(const void* record, kr_c_size record_size, const kr_c_filter* 
 
 /* ---- Records: many ---- */
 
-/* Records that lie one behind the other. Without `ends` each is as long as its counts tell, and the walk
+/** Records that lie one behind the other. Without `ends` each is as long as its counts tell, and the walk
    ends before the first that is damaged. With them record n ends before ends[n] and begins where the
    one before it ends; damage in one does not matter to the next. */
 typedef struct kr_c_records {
-    kr_c_uint32 size;
-    kr_c_uint32 reserved;
-    const void* bytes;
-    kr_c_uint64 bytes_size;
-    const kr_c_uint64* ends; /* null, or count ascending positions */
-    kr_c_uint64 count;       /* 0 where ends is null */
+    kr_c_uint32 size;        /**< sizeof this struct */
+    kr_c_uint32 reserved;    /**< 0 */
+    const void* bytes;       /**< the first byte of all */
+    kr_c_uint64 bytes_size;  /**< how many bytes there are */
+    const kr_c_uint64* ends; /**< null, or count ascending positions */
+    kr_c_uint64 count;       /**< 0 where ends is null */
 } kr_c_records;
 
-/* How far a scan is. All zero but the size at its begin; then left alone by the host. */
+/** How far a scan is. All zero but the size at its begin; then left alone by the host. */
 typedef struct kr_c_cursor {
-    kr_c_uint32 size;
-    kr_c_int32
-        state; /* why a scan without ends is over: what the bytes at position are found to be;
-                             KR_C_RECORD_WHOLE when no bytes are left */
-    kr_c_uint64 position; /* of the next record */
-    kr_c_uint64 record;   /* its number; behind the last one how many there are */
-    kr_c_uint64 damage;   /* where the state applies, from the first byte of all */
-    kr_c_uint64 row;      /* of its rows, how many were given */
+    kr_c_uint32 size; /**< sizeof this struct */
+    /** Why a scan without ends is over: what the bytes at position are found to be; KR_C_RECORD_WHOLE when
+        no bytes are left. */
+    kr_c_int32 state;
+    kr_c_uint64 position; /**< of the next record */
+    kr_c_uint64 record;   /**< its number; behind the last one how many there are */
+    kr_c_uint64 damage;   /**< where the state applies, from the first byte of all */
+    kr_c_uint64 row;      /**< of its rows, how many were given */
 } kr_c_cursor;
 
-/* Rows of records by columns; null: the column is not wanted. */
+/** Rows of records by columns; null: the column is not wanted. */
 typedef struct kr_c_record_columns {
-    kr_c_uint32 size;
-    kr_c_uint32 reserved;
-    kr_c_uint64* position; /* of the first byte */
-    kr_c_uint64* length;   /* bytes */
-    kr_c_int32* state;     /* costs a walk over the record */
-    kr_c_uint32* instances;
-    kr_c_uint64* object_id;
-    kr_c_int32* detector_type;
-    kr_c_int64* first_seen_time;
-    kr_c_int64* second_time;
-    kr_c_int32* sensor_word1;
-    kr_c_int32* sensor_word2;
-    kr_c_int32* word1;
-    kr_c_int32* word2;
-    kr_c_int32* statistics_word1;
-    kr_c_int32* statistics_word2;
-    kr_c_uint32* duration;
-    float* class_scores; /* 3 for each row */
-    kr_c_int32* statistics_word7;
-    kr_c_int32* statistics_word8;
+    kr_c_uint32 size;             /**< sizeof this struct */
+    kr_c_uint32 reserved;         /**< 0 */
+    kr_c_uint64* position;        /**< of the first byte */
+    kr_c_uint64* length;          /**< bytes */
+    kr_c_int32* state;            /**< costs a walk over the record */
+    kr_c_uint32* instances;       /**< how many it has */
+    kr_c_uint64* object_id;       /**< the object's number */
+    kr_c_int32* detector_type;    /**< what kind of detector found it */
+    kr_c_int64* first_seen_time;  /**< microseconds */
+    kr_c_int64* second_time;      /**< microseconds */
+    kr_c_int32* sensor_word1;     /**< of the sensor's id */
+    kr_c_int32* sensor_word2;     /**< of the sensor's id */
+    kr_c_int32* word1;            /**< carried as it is */
+    kr_c_int32* word2;            /**< carried as it is */
+    kr_c_int32* statistics_word1; /**< carried as it is */
+    kr_c_int32* statistics_word2; /**< carried as it is */
+    kr_c_uint32* duration;        /**< seconds */
+    float* class_scores;          /**< 3 for each row */
+    kr_c_int32* statistics_word7; /**< carried as it is */
+    kr_c_int32* statistics_word8; /**< carried as it is */
 } kr_c_record_columns;
 
 /* Rows of the records that match, of their instances, or of the instances' colours.
@@ -703,16 +712,16 @@ enum {
     KR_C_FRACTION_MICROSECONDS = 6
 };
 
-/* UTC, in the Gregorian calendar extended to both sides. */
+/** UTC, in the Gregorian calendar extended to both sides. */
 typedef struct kr_c_date {
-    kr_c_int32 year;
-    kr_c_int32 month;
-    kr_c_int32 day;
-    kr_c_int32 hour;
-    kr_c_int32 minute;
-    kr_c_int32 second;
-    kr_c_int32 microsecond;
-    kr_c_int32 weekday; /* 0 is Sunday; not read */
+    kr_c_int32 year;        /**< all digits */
+    kr_c_int32 month;       /**< 1 to 12 */
+    kr_c_int32 day;         /**< 1 to 31 */
+    kr_c_int32 hour;        /**< 0 to 23 */
+    kr_c_int32 minute;      /**< 0 to 59 */
+    kr_c_int32 second;      /**< 0 to 59 */
+    kr_c_int32 microsecond; /**< 0 to 999,999 */
+    kr_c_int32 weekday;     /**< 0 is Sunday; not read */
 } kr_c_date;
 
 KR_C_FUNCTION(kr_c_error) kr_c_time_to_date(kr_c_int64 time, kr_c_date* date);
@@ -745,11 +754,12 @@ kr_c_duration_from_text(const char* text, kr_c_size text_length, kr_c_int64* dur
 
 /* ---- GUID ---- */
 
+/** A globally unique identifier, RFC 9562. */
 typedef struct kr_c_guid {
-    kr_c_uint32 data1;
-    kr_c_uint16 data2;
-    kr_c_uint16 data3;
-    kr_c_uint8 data4[8];
+    kr_c_uint32 data1;   /**< the first eight digits */
+    kr_c_uint16 data2;   /**< the next four */
+    kr_c_uint16 data3;   /**< the next four */
+    kr_c_uint8 data4[8]; /**< the last sixteen */
 } kr_c_guid;
 
 /* Makes count of them, of version 4 (by chance) or 7 (in the order of their making). */
@@ -926,11 +936,12 @@ KR_C_FUNCTION(kr_c_error)
 kr_c_event_log_write(kr_c_event_log* event_log, kr_c_int32 id, kr_c_int32 type, const char* text,
                      kr_c_size text_length);
 
+/** A parameter of an event. */
 typedef struct kr_c_parameter {
-    const char* name;
-    kr_c_size name_length;
-    const char* value;
-    kr_c_size value_length;
+    const char* name;       /**< UTF-8 */
+    kr_c_size name_length;  /**< bytes */
+    const char* value;      /**< UTF-8 */
+    kr_c_size value_length; /**< bytes */
 } kr_c_parameter;
 
 /* The text of an event: a notification's message and parameters, of which some codes have none. Of the
