@@ -35,18 +35,20 @@ std::string Metrics::text() const
     text += "# HELP kr_serve_request_seconds How long it took to make an answer.\n"
             "# TYPE kr_serve_request_seconds histogram\n";
     for (const auto& [route, durations] : durations_) {
+        const std::string label = "{route=\"" + route + '"';
         std::uint64_t count = 0;
         for (std::size_t k = 0; k < durations.counts.size(); ++k) {
             count += durations.counts[k];
             const std::string bound =
                 k < bounds.size() ? shortest(static_cast<float>(bounds[k])) : "+Inf";
-            text += "kr_serve_request_seconds_bucket{route=\"" + route + "\",le=\"" + bound +
-                    "\"} " + std::to_string(count) + '\n';
+            text.append("kr_serve_request_seconds_bucket").append(label);
+            text.append(",le=\"").append(bound).append("\"} ");
+            text.append(std::to_string(count)).append("\n");
         }
-        text += "kr_serve_request_seconds_sum{route=\"" + route + "\"} " +
-                decimal(std::chrono::duration<double>(durations.sum).count(), 6) +
-                "\nkr_serve_request_seconds_count{route=\"" + route + "\"} " +
-                std::to_string(count) + '\n';
+        text.append("kr_serve_request_seconds_sum").append(label).append("} ");
+        text.append(decimal(std::chrono::duration<double>(durations.sum).count(), 6)).append("\n");
+        text.append("kr_serve_request_seconds_count").append(label).append("} ");
+        text.append(std::to_string(count)).append("\n");
     }
     return text;
 }

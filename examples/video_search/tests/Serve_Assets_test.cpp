@@ -1,5 +1,6 @@
 #include "../serve/Assets.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <filesystem>
