@@ -20,6 +20,15 @@ ACE_Time_Value to_ace(std::chrono::milliseconds length)
     return time;
 }
 
+// Into a text of the caller's: without one ACE writes into an array that all threads share.
+void tell(const ACE_INET_Addr& address, std::string& ip, int& port)
+{
+    char text[64];
+    const char* const host = address.get_host_addr(text, sizeof text);
+    ip = host != nullptr ? host : "";
+    port = address.get_port_number();
+}
+
 } // namespace
 
 Client_Stream::Client_Stream(socket_t socket, const Limits& limits, Connections::Place& place)
@@ -132,8 +141,7 @@ void Client_Stream::get_remote_ip_and_port(std::string& ip, int& port) const
     const ACE_SOCK_Stream stream(handle());
     if (stream.get_remote_addr(address) != 0)
         return;
-    ip = address.get_host_addr();
-    port = address.get_port_number();
+    tell(address, ip, port);
 }
 
 void Client_Stream::get_local_ip_and_port(std::string& ip, int& port) const
@@ -142,8 +150,7 @@ void Client_Stream::get_local_ip_and_port(std::string& ip, int& port) const
     const ACE_SOCK_Stream stream(handle());
     if (stream.get_local_addr(address) != 0)
         return;
-    ip = address.get_host_addr();
-    port = address.get_port_number();
+    tell(address, ip, port);
 }
 
 } // namespace video_search
