@@ -59,8 +59,8 @@ BENCH_PACKAGES=(libbenchmark-dev libabsl-dev libopencv-imgproc-dev libexpat1-dev
                 libxml2-dev libssl-dev libfmt-dev libspdlog-dev protobuf-compiler libprotobuf-dev
                 flatbuffers-compiler libflatbuffers-dev uuid-dev libcurl4-openssl-dev)
 
-# Format and static checks.
-CHECK_PACKAGES=(clang-format-14 clang-tidy-14 shellcheck git)
+# Format and static checks; the compiler tells what compiles together.
+CHECK_PACKAGES=(clang-format-14 clang-tidy-14 clang-14 shellcheck git)
 
 # The second compiler; libFuzzer comes with it.
 CLANG_PACKAGES=(clang-14)
