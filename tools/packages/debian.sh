@@ -4,8 +4,8 @@ cd "$(dirname "${BASH_SOURCE[0]}")/../.."
 . tools/packages/common.sh
 
 # debhelper wants a folder debian in the sources: a copy, with what is known only now.
-work=$PWD/build/packages/work/krcommon-$VERSION
-rm -rf "$PACKAGES/work" "$PACKAGES"/*.deb "$PACKAGES"/*.deb.cdx.json
+work=$PWD/build/packages/making/krcommon-$VERSION
+rm -rf "$PACKAGES/making" "$PACKAGES"/*.deb "$PACKAGES"/*.deb.cdx.json
 mkdir -p "$work"
 cp -r packaging/debian "$work/debian"
 cat LICENSE >>"$work/debian/copyright"
@@ -16,15 +16,15 @@ krcommon ($VERSION) stable; urgency=medium
 
  -- The KRCommon developers <krcommon@example.org>  $(date -uRd "@$SOURCE_DATE_EPOCH")
 TEXT
-log=$PACKAGES/work/log
+log=$PACKAGES/making/log
 (cd "$work" && KR_SOURCE=$OLDPWD dpkg-buildpackage --build=binary --no-sign --no-check-builddeps) \
     >"$log" 2>&1 || {
     tail -n 40 "$log"
     exit 1
 }
-mv "$PACKAGES/work"/*.deb "$PACKAGES/"
+mv "$PACKAGES/making"/*.deb "$PACKAGES/"
 for package in "$PACKAGES"/*.deb; do
     product=$(dpkg-deb -f "$package" Package)
     bill_of_materials "${product%-dbgsym}" "$package"
 done
-rm -rf "$PACKAGES/work/krcommon-$VERSION"
+rm -rf "$PACKAGES/making/krcommon-$VERSION"

@@ -8,6 +8,8 @@
 
 #include <cstddef>
 #include <cstdio>
+#include <filesystem>
+#include <system_error>
 
 namespace video_search {
 
@@ -21,6 +23,13 @@ void log_no_upgrade(const Failure& failure)
 }
 
 } // namespace
+
+void check_exists(const std::string& store)
+{
+    std::error_code ignored;
+    if (!std::filesystem::exists(to_path(store), ignored))
+        throw Failure("there is no store '" + store + "'");
+}
 
 void upgrade(const std::string& store, ProfileHelper& profile,
              const std::function<bool()>& is_stopped)

@@ -1,7 +1,7 @@
 #pragma once
 
 /// \file
-/// Threads: no state.
+/// What comes before searches of a store. Threads: no state.
 
 #include <KRCommon/frame/ProfileHelper.h>
 
@@ -9,6 +9,10 @@
 #include <string>
 
 namespace video_search {
+
+/// Failure where there is no such store. Asked before a host makes its log, whose folder is not to be made
+/// for a store that does not exist.
+void check_exists(const std::string& store);
 
 /// Gives the store its index where it has none, of an earlier version say, with a progress bar on
 /// stderr. Where that is not possible, or is_stopped() says so meanwhile, searches go through the

@@ -9,28 +9,19 @@
 #include "Options.h"
 #include "Search_Service.h"
 #include "Table.h"
+#include "Upgrade.h"
 
 #include <KRCommon/frame/Log.h>
 
 #include <cstdio>
 #include <exception>
-#include <filesystem>
 #include <iostream>
 #include <optional>
 #include <string>
-#include <system_error>
 
 namespace video_search {
 
 namespace {
-
-// Before there is a log: its folder is not to be made for a store that does not exist.
-void check_store(const std::string& store)
-{
-    std::error_code ignored;
-    if (!std::filesystem::exists(to_path(store), ignored))
-        throw Failure("there is no store '" + store + "'");
-}
 
 void print(const Result& result, const Options& options)
 {
@@ -61,7 +52,7 @@ int search_and_print(Host& host, const Options& options)
 
 int work(const Options& options, const char* path)
 {
-    check_store(options.store);
+    check_exists(options.store);
     Host host("kr_search", options.logs, path);
     try {
         return search_and_print(host, options);

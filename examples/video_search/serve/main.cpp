@@ -13,22 +13,12 @@
 
 #include <cstdio>
 #include <exception>
-#include <filesystem>
 #include <iostream>
 #include <optional>
-#include <system_error>
 
 namespace video_search {
 
 namespace {
-
-// Before there is a log: its folder is not to be made for a store that does not exist.
-void check_store(const std::string& store)
-{
-    std::error_code ignored;
-    if (!std::filesystem::exists(to_path(store), ignored))
-        throw Failure("there is no store '" + store + "'");
-}
 
 int serve(Host& host, const Serve_Options& options)
 {
@@ -45,7 +35,7 @@ int serve(Host& host, const Serve_Options& options)
 
 int work(const Serve_Options& options, const char* path)
 {
-    check_store(options.store);
+    check_exists(options.store);
     Host host("kr_serve", options.logs, path);
     try {
         return serve(host, options);
