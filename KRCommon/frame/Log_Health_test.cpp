@@ -5,6 +5,7 @@
 #include <KRCommon/platform/Platform.h>
 #include <KRCommon/platform/Process_testing.h>
 #include <tests/support/Ends_Within.h>
+#include <tests/support/Sanitizers.h>
 
 #include <ace/OS_NS_sys_time.h>
 
@@ -216,6 +217,8 @@ TEST_P(Log_Status, AForkedChildCanAsk)
 {
     if (!kr_platform_testing::can_fork())
         GTEST_SKIP() << "this system has no fork()";
+    if (!may_fork_while_others_allocate)
+        GTEST_SKIP() << "the sanitizer's allocator is not made for a fork beside other threads";
     manager_.open_in(folder_.path());
     std::atomic<bool> is_over{false};
     std::thread asks([&] {

@@ -13,6 +13,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <cerrno>
 #include <chrono>
@@ -22,6 +23,7 @@
 #include <functional>
 #include <future>
 #include <memory>
+#include <new>
 #include <regex>
 #include <string>
 #include <thread>
@@ -407,8 +409,9 @@ TEST_F(Mutex, TheProcessDoesNotEndWhileTheLineIsStuckWhenTheHoldersThreadHasEnde
     world.longest_line_ = 800;
     std::promise<void> may_end;
     std::promise<void> has_taken;
+    alignas(KR_Mutex_Guard) std::array<unsigned char, sizeof(KR_Mutex_Guard)> place;
     std::thread holder([&] {
-        static_cast<void>(new KR_Mutex_Guard(mutex_, "mutex_", "Holder.cpp", 70)); // for ever
+        new (&place) KR_Mutex_Guard(mutex_, "mutex_", "Holder.cpp", 70); // never destroyed
         has_taken.set_value();
         may_end.get_future().wait();
     });
