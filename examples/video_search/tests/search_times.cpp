@@ -1,6 +1,7 @@
 // search_times FILE...: how long searches take in stores that make_store has made, in milliseconds:
-// the median of nine, after one to warm up. Makes the index first where there is none, and tells how
-// long that took and how large the file was before and after.
+// the medians of nine, after one to warm up, with what a line of a table shows and with all there is.
+// Makes the index first where there is none, and tells how long that took and how large the file was
+// before and after.
 
 #include "search/Color_Names.h"
 #include "search/Query.h"
@@ -89,32 +90,53 @@ std::vector<Search> searches()
         rare.order = Order::latest;
         rare.limit = 20;
     }
-    {
-        Criteria& longest = add("the longest 6 of all", {});
+    const auto add_longest = [&](const char* name, const Criteria& criteria) -> Criteria& {
+        Criteria& longest = add(name, criteria);
         longest.order = Order::duration;
-        longest.limit = 6;
+        longest.limit = 100;
+        return longest;
+    };
+    add_longest("the longest 100", {});
+    add_longest("the longest 100 in an hour", hour);
+    add_longest("the longest 100 in red", {}).colors = {set_of(ns__ColorPreset__red)};
+    {
+        Criteria& rare = add_longest("the longest 100, purple on 60 %", {});
+        rare.colors = {set_of(ns__ColorPreset__purple)};
+        rare.min_area = 60;
     }
     return all;
 }
 
-void measure(const std::string& file)
+double median_of_searches(Store& store, const Criteria& criteria, ProfileHelper& profile,
+                          std::size_t& hits)
 {
     constexpr int repetitions = 9;
+    std::vector<double> times;
+    for (int k = -1; k < repetitions; ++k) {
+        const Clock::time_point begin = Clock::now();
+        const Result result = search(store, criteria, profile, [] { return false; });
+        if (k >= 0)
+            times.push_back(milliseconds_since(begin));
+        hits = result.hits.size();
+    }
+    std::sort(times.begin(), times.end());
+    return times[repetitions / 2];
+}
+
+void measure(const std::string& file)
+{
     ProfileHelper profile(3600, file + ".profile");
     Store store(file, Store::Access::read);
-    std::printf("%s: %zu objects\n", file.c_str(), objects_in(store));
+    std::printf("%s: %zu objects\n      line         all\n", file.c_str(), objects_in(store));
     for (const Search& each : searches()) {
-        std::vector<double> times;
-        Result result;
-        for (int k = -1; k < repetitions; ++k) {
-            const Clock::time_point begin = Clock::now();
-            result = search(store, each.criteria, profile, [] { return false; });
-            if (k >= 0)
-                times.push_back(milliseconds_since(begin));
-        }
-        std::sort(times.begin(), times.end());
-        std::printf("%10.2f ms  %-34s %6zu hits\n", times[repetitions / 2], each.name,
-                    result.hits.size());
+        Criteria line = each.criteria;
+        line.window = 0;
+        line.detail = Detail::line;
+        std::size_t hits = 0;
+        const double with_line = median_of_searches(store, line, profile, hits);
+        const double with_all = median_of_searches(store, each.criteria, profile, hits);
+        std::printf("%8.2f ms %8.2f ms  %-34s %6zu hits\n", with_line, with_all, each.name, hits);
+        std::fflush(stdout);
     }
 }
 
