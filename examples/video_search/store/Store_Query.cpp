@@ -188,7 +188,7 @@ constexpr const char* time_order = "first_seen_us, sensor1, sensor2, object_id";
 
 std::string order_of(const Filter& filter)
 {
-    const std::string time = time_order;
+    std::string time = time_order;
     switch (filter.order) {
     case Order::latest: return "first_seen_us DESC, sensor1 DESC, sensor2 DESC, object_id DESC";
     case Order::duration: return "+duration DESC, " + time;
