@@ -17,6 +17,13 @@
 
 namespace video_search {
 
+/// What of a hit is filled beside what a line of a table shows; each has what the ones before it have.
+enum class Detail {
+    line, ///< nothing
+    path, ///< the path
+    all,  ///< the thumbnail, and debug instances in the window
+};
+
 struct Criteria {
     std::optional<ACE_Time_Value> from; ///< first seen at this time or later
     std::optional<ACE_Time_Value> to;   ///< first seen at this time or earlier
@@ -40,6 +47,7 @@ struct Criteria {
     std::optional<Area> area;
 
     int window = 8; ///< as in KR_ObjectBase::Fill; -1 is all instances
+    Detail detail = Detail::all;
 
     Order order = Order::time;
     std::optional<std::size_t> limit; ///< of hits, taken in that order

@@ -7,7 +7,6 @@
 #include <cmath>
 #include <cstdint>
 #include <limits>
-#include <map>
 #include <utility>
 
 namespace video_search {
@@ -24,28 +23,39 @@ struct Color_Sum {
     double blue = 0;
 };
 
-using Color_Sums = std::map<ns__ColorPreset, Color_Sum>;
-
-void add(Color_Sum& sum, const ns__RgbColorArea& part)
+void add(Color_Sum& sum, const KR_Color_View& part)
 {
-    const double area = part.area;
+    const double area = part.area();
     sum.area += area;
-    sum.red += area * part.color.red;
-    sum.green += area * part.color.green;
-    sum.blue += area * part.color.blue;
+    sum.red += area * part.red();
+    sum.green += area * part.green();
+    sum.blue += area * part.blue();
 }
 
-void add(Color_Sums& sums, const ns__RgbColorArea& part)
+Preset_Set presets_of(const KR_Color_View& part, const KR_Colors& colors)
 {
-    if (!(part.area > 0))
-        return;
-    const KR_Colors& colors = *KR_Colors::instance();
+    ns__RgbColor rgb;
+    rgb.red = part.red();
+    rgb.green = part.green();
+    rgb.blue = part.blue();
     ns__HsvColor hsv;
-    colors.rgb_to_hsv(part.color, hsv);
-    std::vector<ns__ColorPreset> presets;
-    colors.get_color_presets(hsv, presets, ns__QueryTolerancePreset__value_0);
-    for (const ns__ColorPreset preset : presets)
-        add(sums[preset], part);
+    colors.rgb_to_hsv(rgb, hsv);
+    Preset_Set presets = 0;
+    colors.get_color_preset_masks(KR_Hsv_Source::of(&hsv), 1, &presets);
+    return presets;
+}
+
+// By the number of the preset.
+using Color_Sums = std::array<Color_Sum, KR_Color_Shares::preset_count>;
+
+void add(Color_Sums& sums, const KR_Color_View& part, const KR_Colors& colors)
+{
+    if (!(part.area() > 0))
+        return;
+    Preset_Set presets = presets_of(part, colors);
+    for (std::size_t number = 0; presets != 0; ++number, presets >>= 1)
+        if ((presets & 1) != 0)
+            add(sums[number], part);
 }
 
 std::uint8_t component(double weighted, double area)
@@ -66,18 +76,21 @@ Color_Share share_of(ns__ColorPreset preset, const Color_Sum& sum, int instances
 
 } // namespace
 
-std::vector<Color_Share> color_shares(const KR_ObjectBase& object)
+std::vector<Color_Share> color_shares(const KR_Object_View& object)
 {
+    const KR_Colors& colors = *KR_Colors::instance();
     Color_Sums sums;
     int instances = 0;
-    for (const Instance& instance : object.Instances) {
-        instances += instance.Colors.empty() ? 0 : 1;
-        for (const ns__RgbColorArea& part : instance.Colors)
-            add(sums, part);
+    for (const KR_Instance_View instance : object.instances()) {
+        instances += instance.colors().empty() ? 0 : 1;
+        for (const KR_Color_View part : instance.colors())
+            add(sums, part, colors);
     }
     std::vector<Color_Share> shares;
-    for (const auto& [preset, sum] : sums)
-        shares.push_back(share_of(preset, sum, instances));
+    for (std::size_t number = 0; number < sums.size(); ++number)
+        if (sums[number].area > 0)
+            shares.push_back(
+                share_of(static_cast<ns__ColorPreset>(number), sums[number], instances));
     std::stable_sort(shares.begin(), shares.end(), [](const auto& left, const auto& right) {
         return left.percent > right.percent;
     });
@@ -114,19 +127,9 @@ float score_of(const KR_Object_View& object, ns__ObjectClass object_class)
 float area_of(const KR_Instance_View& instance, Preset_Set set, const KR_Colors& colors)
 {
     float area = 0;
-    for (const KR_Color_View part : instance.colors()) {
-        if (!(part.area() > 0))
-            continue;
-        ns__RgbColor rgb;
-        rgb.red = part.red();
-        rgb.green = part.green();
-        rgb.blue = part.blue();
-        ns__HsvColor hsv;
-        colors.rgb_to_hsv(rgb, hsv);
-        std::uint32_t presets = 0;
-        colors.get_color_preset_masks(KR_Hsv_Source::of(&hsv), 1, &presets);
-        area += (presets & set) != 0 ? part.area() : 0;
-    }
+    for (const KR_Color_View part : instance.colors())
+        if (part.area() > 0 && (presets_of(part, colors) & set) != 0)
+            area += part.area();
     return area;
 }
 
@@ -237,23 +240,29 @@ std::vector<ns__Geom_Point2D_Float> path_of(const KR_ObjectBase& object)
     return path;
 }
 
-Hit hit_of(const KR_ObjectBase& object, ns__ObjectClass object_class, const Criteria& criteria)
+// The object is the record's, decoded.
+Hit hit_of(const KR_ObjectBase& object, const KR_Object_View& record, ns__ObjectClass object_class,
+           const Criteria& criteria)
 {
     constexpr float extension = 50; // percent
+    const bool has_all = criteria.detail == Detail::all;
     Hit hit;
     hit.sensor = object.SensorId;
     hit.first_seen = object.FirstSeenTime;
     hit.object_class = object_class;
+    hit.score = score_of(record, object_class);
     std::copy_n(object.ClassScores, hit.scores.size(), hit.scores.begin());
     const Instance& best = best_instance(object, object_class);
     hit.best_time = best.Time;
     hit.best_box = best.Box;
     hit.best_value = value_of(best, object_class);
-    object.Fill(hit.result, best.Time, extension, criteria.window, true);
+    object.Fill(hit.result, best.Time, extension, criteria.window, has_all);
     hit.instance_count = object.Instances.size();
-    hit.colors = color_shares(object);
-    hit.path = path_of(object);
-    if (object.AuxiliaryData)
+    hit.colors = color_shares(record);
+    hit.has_thumbnail = object.AuxiliaryData && !object.AuxiliaryData->empty();
+    if (criteria.detail != Detail::line)
+        hit.path = path_of(object);
+    if (has_all && hit.has_thumbnail)
         hit.thumbnail = *object.AuxiliaryData;
     return hit;
 }
@@ -336,9 +345,9 @@ private:
             object_.decode(match.record.data(), match.record.size());
         }
         const ProfileHelperBlock block(&profile_, "fill");
-        Hit hit = hit_of(object_, match.object_class, criteria_);
+        const KR_Object_View record(match.record.data(), match.record.size());
+        Hit hit = hit_of(object_, record, match.object_class, criteria_);
         hit.run = match.run;
-        hit.score = match.score;
         return hit;
     }
 
@@ -373,10 +382,8 @@ std::optional<Hit> hit_of(const Stored_Record& record, const Criteria& criteria)
     if (!object)
         return std::nullopt;
     const KR_Object_View view(record.record.data(), record.record.size());
-    const ns__ObjectClass object_class = class_of(view, criteria);
-    Hit hit = hit_of(*object, object_class, criteria);
+    Hit hit = hit_of(*object, view, class_of(view, criteria), criteria);
     hit.run = record.run;
-    hit.score = score_of(view, object_class);
     return hit;
 }
 

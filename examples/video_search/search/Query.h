@@ -28,13 +28,14 @@ struct Color_Share {
     ns__RgbColor color; ///< mean of the object's colours that belong to the preset
 };
 
-/// An object that matches.
+/// An object that matches. What is filled is said by the criteria's window and detail.
 struct Hit {
     std::string run; ///< of the recording
     ns__SensorId sensor;
     ACE_Time_Value first_seen;
 
-    /// Filled around the best instance with boxes extended by 50 percent and with debug instances.
+    /// Filled around the best instance with boxes extended by 50 percent. Debug instances are those
+    /// of Detail::all.
     ns__QueryResultObject result;
     std::size_t instance_count = 0; ///< of the whole object
 
@@ -49,6 +50,7 @@ struct Hit {
     std::array<float, 3> scores{}; ///< of person, vehicle, object
 
     std::vector<Color_Share> colors;          ///< largest share first; without shares of 0
+    bool has_thumbnail = false;               ///< whether the object has one
     std::vector<ns__Geom_Point2D_Float> path; ///< where the object stood, instance by instance
     Bytes thumbnail;                          ///< JPEG; may be empty
 };
@@ -63,7 +65,7 @@ struct Result {
 
 /// The shares of the named colours: mean over the instances that have colours of the area that
 /// belongs to the preset.
-[[nodiscard]] std::vector<Color_Share> color_shares(const KR_ObjectBase& object);
+[[nodiscard]] std::vector<Color_Share> color_shares(const KR_Object_View& object);
 
 /// Whether a whole record matches.
 [[nodiscard]] bool is_match(const KR_Object_View& object, const Criteria& criteria);

@@ -92,6 +92,21 @@ void log(const Page& page)
 
 } // namespace
 
+namespace {
+
+// What is not shown is not filled.
+Criteria shown_by(const Options& options)
+{
+    Criteria criteria = options.criteria;
+    if (!options.html.empty())
+        return criteria;
+    criteria.window = 0;
+    criteria.detail = options.json.empty() ? Detail::line : Detail::path;
+    return criteria;
+}
+
+} // namespace
+
 // Nothing when it was stopped.
 std::optional<Page> Search_Service::find()
 {
@@ -99,12 +114,12 @@ std::optional<Page> Search_Service::find()
     if (is_stopped())
         return std::nullopt;
     Store store(options_.store, Store::Access::read);
-    const Criteria& criteria = options_.criteria;
     Page page;
     page.title = options_.title;
     page.run = host_.run_id();
-    page.criteria = criteria;
-    page.result = search(store, criteria, host_.profile(), [this] { return is_stopped(); });
+    page.criteria = options_.criteria;
+    page.result =
+        search(store, shown_by(options_), host_.profile(), [this] { return is_stopped(); });
     if (is_stopped())
         return std::nullopt;
     log(page);

@@ -98,7 +98,7 @@ std::string address_of(const Hit& hit)
 std::string json_of(const Hit& hit, std::size_t path_points)
 {
     const std::string thumbnail =
-        hit.thumbnail.empty() ? "null" : quoted(address_of(hit) + "/thumbnail.jpg");
+        hit.has_thumbnail ? quoted(address_of(hit) + "/thumbnail.jpg") : "null";
     return json_object({{"sensor", quoted(sensor_text(hit.sensor))},
                         {"id", quoted(std::to_string(hit.result.objectId))},
                         {"run", quoted(stored_text(hit.run))},

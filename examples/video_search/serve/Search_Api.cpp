@@ -172,6 +172,7 @@ Found_Object Search_Api::object(const ns__SensorId& sensor, std::uint64_t id)
     const Stored_Record record = find_record(*store, sensor, id);
     Criteria all;
     all.window = -1;
+    all.detail = Detail::path;
     std::optional<Hit> hit = hit_of(record, all);
     std::optional<KR_ObjectBase> object = decode(record.record);
     if (!hit || !object)
@@ -201,10 +202,13 @@ std::vector<Search_Api::Stored> Search_Api::stored_after(std::int64_t row, std::
 {
     const Deadline deadline(limits_.search, is_stopping_);
     const std::vector<Stored_Row> rows = stores_.lend(deadline.time())->rows_after(row, most);
+    Criteria shown;
+    shown.window = 0;
+    shown.detail = Detail::path;
     std::vector<Stored> stored;
     stored.reserve(rows.size());
     for (const Stored_Row& each : rows)
-        stored.push_back({each.number, hit_of(each.stored, Criteria())});
+        stored.push_back({each.number, hit_of(each.stored, shown)});
     return stored;
 }
 

@@ -167,8 +167,10 @@ std::string Soap_Service::respond(const Xml_Element& operation)
 
 std::string Soap_Service::search(const Xml_Element& operation)
 {
-    const Hit_Page page = api_.search(
-        read_search(parameters_of(operation), limits_, limits_.page, limits_.most_per_page));
+    Search_Request request =
+        read_search(parameters_of(operation), limits_, limits_.page, limits_.most_per_page);
+    request.criteria.detail = Detail::path;
+    const Hit_Page page = api_.search(request);
     std::string xml;
     for (const Hit& hit : page.hits)
         xml += xml_of(hit);

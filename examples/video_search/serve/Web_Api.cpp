@@ -197,6 +197,7 @@ void Web_Api::search(const Call& call)
     Search_Request request =
         read_search(parameters_of(call), limits_, limits_.page, limits_.most_per_page);
     request.criteria.window = 0; // no instances are shown
+    request.criteria.detail = Detail::path;
     const Hit_Page page = api_.search(request);
     const auto duration = std::chrono::duration_cast<std::chrono::milliseconds>(
         std::chrono::steady_clock::now() - begin);
@@ -210,6 +211,7 @@ void Web_Api::search_csv(const Call& call)
     Search_Request request =
         read_search(parameters_of(call), limits_, limits_.most_csv_rows, limits_.most_csv_rows);
     request.criteria.window = 0;
+    request.criteria.detail = Detail::line;
     std::string csv = csv_of({});
     const std::size_t header = csv.size();
     for (std::size_t left = *request.criteria.limit; left > 0;) {

@@ -324,25 +324,135 @@ void bind(SQLite::Statement& statement, const Sql_Query& query)
         std::visit([&](auto number) { statement.bind(++index, number); }, value);
 }
 
-// Shows the records of the objects that the query names.
-void show(SQLite::Database& database, const Sql_Query& query, bool is_in_order,
-          const Visitor& visitor)
+// Shows the records of objects.
+class Presenter {
+public:
+    Presenter(SQLite::Database& database, bool is_in_order, const Visitor& visitor)
+        : object_(database, "SELECT run, record FROM object "
+                            "WHERE sensor1 = ? AND sensor2 = ? AND object_id = ?"),
+          is_in_order_(is_in_order), visitor_(visitor)
+    {
+    }
+
+    // Of the object whose sensor1, sensor2 and object_id the row begins with. Whether the visitor
+    // wants to see the next one.
+    bool show(const SQLite::Statement& row)
+    {
+        const std::int64_t object_id = row.getColumn(2).getInt64();
+        object_.reset();
+        object_.bind(1, row.getColumn(0).getInt());
+        object_.bind(2, row.getColumn(1).getInt());
+        object_.bind(3, object_id);
+        return !object_.executeStep() ||
+               visitor_({get_text(object_.getColumn(0)), static_cast<std::uint64_t>(object_id),
+                         get_record(object_.getColumn(1)), is_in_order_});
+    }
+
+private:
+    SQLite::Statement object_;
+    const bool is_in_order_;
+    const Visitor& visitor_;
+};
+
+// Those that the query names.
+void show(SQLite::Database& database, const Sql_Query& query, Presenter& presenter)
 {
     SQLite::Statement objects(database, query.text);
     bind(objects, query);
-    SQLite::Statement object(database, "SELECT run, record FROM object "
-                                       "WHERE sensor1 = ? AND sensor2 = ? AND object_id = ?");
-    bool goes_on = true;
-    while (goes_on && objects.executeStep()) {
-        const std::int64_t object_id = objects.getColumn(2).getInt64();
-        object.reset();
-        object.bind(1, objects.getColumn(0).getInt());
-        object.bind(2, objects.getColumn(1).getInt());
-        object.bind(3, object_id);
-        if (object.executeStep())
-            goes_on = visitor({get_text(object.getColumn(0)), static_cast<std::uint64_t>(object_id),
-                               get_record(object.getColumn(1)), is_in_order});
+    while (objects.executeStep() && presenter.show(objects)) {
     }
+}
+
+// Shows the longest objects first: goes from one duration to the next shorter one, and to the objects
+// of each that were first seen in the time. What that costs grows with what is shown, but also with
+// what is passed over; when that is much the walk ends, since to sort the few that may pass is cheaper.
+class Duration_Walk {
+public:
+    Duration_Walk(SQLite::Database& database, const Filter& filter, const Sql_Query& objects,
+                  Presenter& presenter)
+        : range_(durations_of(filter)), presenter_(presenter),
+          next_(database, "SELECT duration FROM trait INDEXED BY trait_duration "
+                          "WHERE duration >= ? AND duration < ? ORDER BY duration DESC LIMIT 1"),
+          objects_(database, objects.text),
+          duration_parameter_(static_cast<int>(objects.values.size()) + 1)
+    {
+        bind(objects_, objects);
+    }
+
+    // Where it ended, if there is more to be shown.
+    std::optional<Duration_Place> run()
+    {
+        for (auto each = next_below(range_.below); each; each = next_below(*each))
+            if (!show(*each))
+                return end_;
+        show_unknown();
+        return std::nullopt;
+    }
+
+private:
+    std::optional<std::int64_t> next_below(std::int64_t duration)
+    {
+        next_.reset();
+        next_.bind(1, range_.least);
+        next_.bind(2, duration);
+        return next_.executeStep() ? std::optional(next_.getColumn(0).getInt64()) : std::nullopt;
+    }
+
+    bool may_pass() const { return objects_.getColumn(4).getInt() != 0; }
+
+    // Whether to go on.
+    bool show(std::int64_t duration)
+    {
+        objects_.reset();
+        objects_.bind(duration_parameter_, duration);
+        while (objects_.executeStep()) {
+            if (may_pass() && !presenter_.show(objects_))
+                return false;
+            if (!may_pass() &&
+                has_passed_over({duration, objects_.getColumn(3).getInt64(),
+                                 objects_.getColumn(0).getInt64(), objects_.getColumn(1).getInt64(),
+                                 objects_.getColumn(2).getInt64()}))
+                return false;
+        }
+        // A duration that no object of the time has costs as much as an object.
+        return !has_passed_over({duration, std::numeric_limits<std::int64_t>::max(), 0, 0, 0});
+    }
+
+    // Whether that was enough.
+    bool has_passed_over(const Duration_Place& place)
+    {
+        constexpr int most = 5000;
+        if (++passed_over_ < most)
+            return false;
+        end_ = place;
+        return true;
+    }
+
+    // Comes last, as in a sorted query.
+    void show_unknown()
+    {
+        objects_.reset();
+        objects_.bind(duration_parameter_); // NULL
+        while (objects_.executeStep())
+            if (may_pass() && !presenter_.show(objects_))
+                return;
+    }
+
+    const Duration_Range range_;
+    Presenter& presenter_;
+    SQLite::Statement next_;
+    SQLite::Statement objects_; // of a duration
+    const int duration_parameter_;
+    int passed_over_ = 0;
+    std::optional<Duration_Place> end_;
+};
+
+void show_longest(SQLite::Database& database, const Filter& filter, bool has_shares,
+                  Presenter& presenter)
+{
+    Duration_Walk walk(database, filter, query_of_a_duration(filter, has_shares), presenter);
+    if (const std::optional<Duration_Place> end = walk.run())
+        show(database, query_of_shorter(filter, has_shares, *end), presenter);
 }
 
 } // namespace
@@ -353,13 +463,16 @@ void Store::visit(const Filter& filter, const Visitor& visitor)
     guarded(path_, [&] {
         const SQLite::Transaction no_change_meanwhile(*database_);
         const Trait_State state = trait_state(*database_);
-        if (state.is_whole) {
-            const bool has_shares = state.fingerprint == own_fingerprint();
-            show(*database_, query_of_traits(filter, has_shares), true, visitor);
-        } else {
-            const bool is_in_order = filter.order == Order::time || filter.order == Order::latest;
-            show(*database_, query_of_objects(filter), is_in_order, visitor);
-        }
+        const bool has_shares = state.fingerprint == own_fingerprint();
+        const bool is_in_order =
+            state.is_whole || filter.order == Order::time || filter.order == Order::latest;
+        Presenter presenter(*database_, is_in_order, visitor);
+        if (!state.is_whole)
+            show(*database_, query_of_objects(filter), presenter);
+        else if (filter.order == Order::duration && has_durations(*database_))
+            show_longest(*database_, filter, has_shares, presenter);
+        else
+            show(*database_, query_of_traits(filter, has_shares), presenter);
     });
 }
 
@@ -529,7 +642,8 @@ bool Store::is_indexed()
     return guarded(path_, [&] {
         const SQLite::Transaction no_change_meanwhile(*database_);
         const Trait_State state = trait_state(*database_);
-        return state.is_whole && state.fingerprint == own_fingerprint();
+        return state.is_whole && state.fingerprint == own_fingerprint() &&
+               has_durations(*database_);
     });
 }
 
@@ -576,10 +690,10 @@ bool Store::index_some(std::int64_t& last_row)
     constexpr int most = 2000; // objects
     SQLite::Transaction transaction(*database_, SQLite::TransactionBehavior::IMMEDIATE);
     const Trait_State state = trait_state(*database_);
-    const bool is_ours = state.fingerprint == own_fingerprint();
-    if (is_ours && state.is_whole)
+    const bool is_of_today = state.fingerprint == own_fingerprint() && has_durations(*database_);
+    if (is_of_today && state.is_whole)
         return true;
-    if (!is_ours) {
+    if (!is_of_today) {
         remake_traits(*database_);
         last_row = 0;
     }

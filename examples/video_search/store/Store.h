@@ -13,7 +13,9 @@
 ///
 /// Versions: version 1 had no traits. Such a file is read as it is, record by record. Opening it for
 /// writing makes it one of version 2, which programs of version 1 refuse; index() gives the objects
-/// in it their traits. Until that is done searches give the same answers, only slower.
+/// in it their traits. Until that is done searches give the same answers, only slower. The index of
+/// durations came later; older programs of version 2 keep it true without knowing of it, and a store
+/// without it gets it by index(), with its traits made anew.
 ///
 /// Threads: a store belongs to one thread at a time. Several processes may read a file while one
 /// writes it; one that has to wait longer than 5 seconds for another gives up.
@@ -122,7 +124,8 @@ public:
     std::vector<Picture> pictures(const std::string& run);
     /// From the traits, when each object has them, else in time order from all records of the time,
     /// the sensors and the hours. Colours are left to the record where the traits are of a classifier
-    /// with other presets. Nothing is copied. Other processes cannot write until it has returned.
+    /// with other presets. By duration the longest are sought first: that grows with what is shown and
+    /// passed over, until some thousand have been passed over and the rest is sorted. Nothing is copied. Other processes cannot write until it has returned.
     void visit(const Filter& filter, const Visitor& visitor) override;
     std::size_t count(const ACE_Time_Value& from, const ACE_Time_Value& to) override;
     /// Copies of the records first seen from `from` to `to`, in time order.
@@ -141,7 +144,8 @@ public:
     std::vector<std::size_t> density(const ACE_Time_Value& from, const ACE_Time_Value& to,
                                      std::size_t buckets);
 
-    /// Whether each object has its traits, of a classifier with this process' presets.
+    /// Whether each object has its traits, of a classifier with this process' presets, and the traits
+    /// have all their indexes.
     bool is_indexed();
 
     /// Told how many objects of how many have their traits; says whether to go on.
@@ -150,7 +154,7 @@ public:
     /// Gives each object its traits where it has none yet, some at a time and each time in a
     /// transaction: what was done stays done when this ends early, by a Failure, by `progress` or by
     /// the end of the process. Other processes may read, write and do the same meanwhile. Traits of
-    /// a classifier with other presets are made anew.
+    /// a classifier with other presets, and those without an index of durations, are made anew.
     ///
     /// returns  whether all are done
     bool index(const Progress& progress);

@@ -78,6 +78,7 @@ constexpr const char* traits_schema = R"(
         red INTEGER, pink INTEGER, purple INTEGER,
         PRIMARY KEY (first_seen_us, sensor1, sensor2, object_id)) WITHOUT ROWID;
     CREATE INDEX trait_sensor ON trait (sensor1, sensor2, first_seen_us, object_id);
+    CREATE INDEX trait_duration ON trait (duration DESC, first_seen_us, sensor1, sensor2, object_id);
     CREATE TABLE trait_state (fingerprint INTEGER NOT NULL, is_whole INTEGER NOT NULL);
     CREATE TABLE tally (hour INTEGER PRIMARY KEY, objects INTEGER NOT NULL);
 
@@ -360,6 +361,14 @@ Database_Ptr make_or_open(const std::string& path)
 int version_of(SQLite::Database& database)
 {
     return static_cast<int>(pragma(database, "user_version"));
+}
+
+bool has_durations(SQLite::Database& database)
+{
+    return database
+               .execAndGet("SELECT count(*) FROM sqlite_master WHERE type = 'index' AND "
+                           "name = 'trait_duration'")
+               .getInt() > 0;
 }
 
 std::int64_t own_fingerprint()

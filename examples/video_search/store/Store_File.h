@@ -52,6 +52,9 @@ constexpr std::array<const char*, Traits::preset_count> trait_colors{
 /// The index of a colour holds the objects that have so much of it or more, percent.
 constexpr int least_indexed_share = 5;
 
+/// Whether the traits have their index of durations. It came later than they did.
+[[nodiscard]] bool has_durations(SQLite::Database& database);
+
 /// That of this process' classifier.
 [[nodiscard]] std::int64_t own_fingerprint();
 

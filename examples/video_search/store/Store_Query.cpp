@@ -20,19 +20,24 @@ public:
     template <class... Values>
     void where(const std::string& condition, Values... values)
     {
-        conditions_ += (conditions_.empty() ? " WHERE " : " AND ") + condition;
+        query_.text += (query_.text.empty() ? "" : " AND ") + condition;
         (query_.values.emplace_back(values), ...);
     }
 
-    Sql_Query select(const std::string& table, const std::string& order)
+    Sql_Query select(const std::string& table, const std::string& order) const
     {
-        query_.text =
-            "SELECT sensor1, sensor2, object_id FROM " + table + conditions_ + " ORDER BY " + order;
-        return query_;
+        return {"SELECT sensor1, sensor2, object_id FROM " + table + " WHERE " + query_.text +
+                    " ORDER BY " + order,
+                query_.values};
+    }
+
+    // All of them as one condition; true when there are none.
+    Sql_Query conditions() const
+    {
+        return {query_.text.empty() ? "1" : query_.text, query_.values};
     }
 
 private:
-    std::string conditions_;
     Sql_Query query_;
 };
 
@@ -47,22 +52,27 @@ void ask_hours(Builder& builder, const std::optional<Hours>& hours)
                   hours->to * hour);
 }
 
+// Of several the plus keeps their index out: it would go through all that these have ever seen.
 void ask_sensors(Builder& builder, const std::vector<ns__SensorId>& sensors)
 {
+    const std::string first = sensors.size() > 1 ? "(+sensor1 = " : "(sensor1 = ";
     std::string condition;
     for (const ns__SensorId& sensor : sensors)
-        condition += (condition.empty() ? "" : " OR ") +
-                     ("(sensor1 = " + std::to_string(sensor.word1)) +
+        condition += (condition.empty() ? "" : " OR ") + (first + std::to_string(sensor.word1)) +
                      " AND sensor2 = " + std::to_string(sensor.word2) + ")";
     if (!condition.empty())
         builder.where("(" + condition + ")");
 }
 
-// What stands beside each record, with and without traits.
-void ask_origin(Builder& builder, const Filter& filter)
+void ask_time(Builder& builder, const Filter& filter)
 {
     builder.where("first_seen_us BETWEEN ? AND ?", to_microseconds(filter.from),
                   to_microseconds(filter.to));
+}
+
+// What stands beside each record, with and without traits.
+void ask_origin(Builder& builder, const Filter& filter)
+{
     ask_hours(builder, filter.hours);
     ask_sensors(builder, filter.sensors);
 }
@@ -78,16 +88,24 @@ std::string score_of(ns__ObjectClass object_class)
     }
 }
 
-// An unknown duration may be any. Searches compare as float, which rounds.
+// Searches compare as float, which rounds.
+double shortest_of(const Filter& filter)
+{
+    return double{filter.min_duration} * (1 - 1e-6);
+}
+
+double longest_of(const Filter& filter)
+{
+    return double{*filter.max_duration} * (1 + 1e-6);
+}
+
+// An unknown duration may be any. The plus keeps the index of durations out: a query goes by time.
 void ask_duration(Builder& builder, const Filter& filter)
 {
-    constexpr double rounding = 1e-6;
     if (filter.min_duration > 0)
-        builder.where("(duration IS NULL OR duration >= ?)",
-                      double{filter.min_duration} * (1 - rounding));
+        builder.where("(+duration IS NULL OR +duration >= ?)", shortest_of(filter));
     if (filter.max_duration)
-        builder.where("(duration IS NULL OR duration <= ?)",
-                      double{*filter.max_duration} * (1 + rounding));
+        builder.where("(+duration IS NULL OR +duration < ?)", longest_of(filter));
 }
 
 bool has(Preset_Set set, std::size_t index)
@@ -154,12 +172,26 @@ void ask_place(Builder& builder, const std::optional<Geom_Box2D<float>>& box)
                   place.max_x, place.min_y, place.max_y);
 }
 
+// All but the time.
+void ask_traits(Builder& builder, const Filter& filter, bool has_shares)
+{
+    ask_origin(builder, filter);
+    if (filter.object_class != ns__ObjectClass__unknown || filter.min_score > 0)
+        builder.where(score_of(filter.object_class) + " >= ?", double{filter.min_score});
+    ask_duration(builder, filter);
+    ask_place(builder, filter.place);
+    if (has_shares)
+        ask_colors(builder, filter);
+}
+
+constexpr const char* time_order = "first_seen_us, sensor1, sensor2, object_id";
+
 std::string order_of(const Filter& filter)
 {
-    std::string time = "first_seen_us, sensor1, sensor2, object_id";
+    std::string time = time_order;
     switch (filter.order) {
     case Order::latest: return "first_seen_us DESC, sensor1 DESC, sensor2 DESC, object_id DESC";
-    case Order::duration: return "duration DESC, " + time;
+    case Order::duration: return "+duration DESC, " + time;
     case Order::score: return score_of(filter.object_class) + " DESC, " + time;
     case Order::time: break;
     }
@@ -174,30 +206,71 @@ std::int64_t to_microseconds(const ACE_Time_Value& time)
     return seconds * second + time.usec();
 }
 
+namespace {
+
+Sql_Query select_traits(Builder& builder, const Filter& filter, bool has_shares)
+{
+    ask_time(builder, filter);
+    ask_traits(builder, filter, has_shares);
+    const char* const color = has_shares ? indexed_color(filter) : nullptr;
+    std::string table = "trait"; // in time order
+    if (color != nullptr) {
+        table = std::string("trait INDEXED BY trait_") + color;
+        builder.where(color + (" >= " + std::to_string(least_indexed_share))); // as the index
+    } else if (filter.sensors.size() == 1) {
+        table = "trait INDEXED BY trait_sensor";
+    }
+    return builder.select(table, order_of(filter));
+}
+
+} // namespace
+
 Sql_Query query_of_traits(const Filter& filter, bool has_shares)
 {
     Builder builder;
-    ask_origin(builder, filter);
-    if (filter.object_class != ns__ObjectClass__unknown || filter.min_score > 0)
-        builder.where(score_of(filter.object_class) + " >= ?", double{filter.min_score});
-    ask_duration(builder, filter);
-    ask_place(builder, filter.place);
-    std::string table = "trait"; // in time order
-    if (filter.sensors.size() == 1)
-        table = "trait INDEXED BY trait_sensor";
-    if (has_shares) {
-        ask_colors(builder, filter);
-        if (const char* const color = indexed_color(filter)) {
-            table = std::string("trait INDEXED BY trait_") + color;
-            builder.where(color + (" >= " + std::to_string(least_indexed_share))); // as the index
-        }
-    }
-    return builder.select(table, order_of(filter));
+    return select_traits(builder, filter, has_shares);
+}
+
+Duration_Range durations_of(const Filter& filter) noexcept
+{
+    constexpr double end = 4294967296; // of 32 bits
+    Duration_Range range{0, static_cast<std::int64_t>(end)};
+    if (const double least = std::ceil(shortest_of(filter)); least > 0)
+        range.least = static_cast<std::int64_t>(std::min(least, end));
+    if (filter.max_duration && longest_of(filter) < end)
+        range.below = static_cast<std::int64_t>(std::max(std::floor(longest_of(filter)), -1.0)) + 1;
+    return range;
+}
+
+Sql_Query query_of_a_duration(const Filter& filter, bool has_shares)
+{
+    Builder traits;
+    ask_traits(traits, filter, has_shares);
+    Sql_Query query = traits.conditions();
+    Builder time;
+    ask_time(time, filter);
+    const auto [times, bounds] = time.conditions();
+    query.text = "SELECT sensor1, sensor2, object_id, first_seen_us, " + query.text +
+                 " FROM trait INDEXED BY trait_duration WHERE " + times +
+                 " AND duration IS ? ORDER BY " + time_order;
+    query.values.insert(query.values.end(), bounds.begin(), bounds.end());
+    return query;
+}
+
+Sql_Query query_of_shorter(const Filter& filter, bool has_shares, const Duration_Place& place)
+{
+    Builder builder;
+    builder.where("(+duration IS NULL OR +duration < ? OR (+duration = ? AND "
+                  "(first_seen_us, sensor1, sensor2, object_id) > (?, ?, ?, ?)))",
+                  place.duration, place.duration, place.first_seen, place.sensor1, place.sensor2,
+                  place.object_id);
+    return select_traits(builder, filter, has_shares);
 }
 
 Sql_Query query_of_objects(const Filter& filter)
 {
     Builder builder;
+    ask_time(builder, filter);
     ask_origin(builder, filter);
     Filter in_time;
     in_time.order = filter.order == Order::latest ? Order::latest : Order::time;

@@ -343,6 +343,38 @@ TEST_F(Search_Query, ThumbnailIsTheAuxiliaryData)
     EXPECT_EQ(result({}).hits.at(0).thumbnail, (Bytes{0xFF, 0xD8, 1, 2}));
 }
 
+TEST_F(Search_Query, WhatIsNotAskedForIsNotFilled)
+{
+    store(0, 3, [](KR_ObjectBase& object) {
+        *object.AuxiliaryData = {0xFF, 0xD8, 1, 2};
+        object.Instances[3].Colors = {color_area(153, 38, 44, 40)};
+    });
+    store(1, 1); // without a thumbnail
+    Criteria criteria;
+    const Hit all = result(criteria).hits.at(0);
+    criteria.detail = Detail::path;
+    const Hit with_path = result(criteria).hits.at(0);
+    criteria.detail = Detail::line;
+    const Hit line = result(criteria).hits.at(0);
+    EXPECT_EQ(all.path.size(), 4U);
+    EXPECT_EQ(all.thumbnail.size(), 4U);
+    EXPECT_EQ(all.result.debugInstances.size(), 4U);
+    EXPECT_EQ(with_path.path.size(), 4U);
+    EXPECT_TRUE(line.path.empty());
+    for (const Hit& hit : {with_path, line}) {
+        EXPECT_TRUE(hit.thumbnail.empty());
+        EXPECT_TRUE(hit.has_thumbnail);
+        EXPECT_TRUE(hit.result.debugInstances.empty());
+        EXPECT_EQ(hit.result.instances.size(), 4U);
+        EXPECT_EQ(hit.result.objectId, all.result.objectId);
+        EXPECT_EQ(hit.instance_count, 4U);
+        ASSERT_EQ(hit.colors.size(), 1U);
+        EXPECT_EQ(hit.colors[0].percent, 40.0F);
+        EXPECT_EQ(hit.best_time, all.best_time);
+    }
+    EXPECT_FALSE(result(criteria).hits.at(1).has_thumbnail);
+}
+
 TEST_F(Search_Query, ShortEnoughIsUpToTheLongestDuration)
 {
     store(0, 2);

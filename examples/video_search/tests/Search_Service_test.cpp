@@ -94,6 +94,26 @@ TEST_F(Search_Service_Test, WritesCsvAndJsonAndTheQueryIntoTheLog)
         << log;
 }
 
+TEST_F(Search_Service_Test, FillsWhatItShows)
+{
+    fill_store(1);
+    const auto hit = [&] {
+        Host host("kr_search", folder_, "kr_search");
+        Search_Service service(host, options_);
+        EXPECT_TRUE(host.run(service));
+        return service.take().value().hits.at(0);
+    };
+    EXPECT_EQ(hit().result.debugInstances.size(), 3U) << "the page shows them";
+    options_.html.clear();
+    options_.json = folder_ + "/a.json";
+    EXPECT_EQ(hit().path.size(), 3U);
+    EXPECT_TRUE(hit().result.instances.empty());
+    EXPECT_NE(text_of(options_.json).find("\"path\": [[5, 20], [15, 20], [25, 20]]"),
+              std::string::npos);
+    options_.json.clear();
+    EXPECT_TRUE(hit().path.empty());
+}
+
 TEST_F(Search_Service_Test, StoreWithoutIndexGetsOne)
 {
     fill_store(3);

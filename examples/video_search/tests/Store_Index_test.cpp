@@ -2,8 +2,11 @@
 #include "host/Host.h"
 #include "search/Color_Names.h"
 #include "search/Query.h"
+#include "store/Store_Query.h"
 
 #include <SQLiteCpp/SQLiteCpp.h>
+
+#include <gmock/gmock.h>
 
 #include <atomic>
 #include <cmath>
@@ -83,13 +86,14 @@ protected:
     }
 
     // The ids of the hits, like "1 3".
-    std::string ids(const Criteria& criteria)
+    static std::string ids_of(const Result& result)
     {
         std::string text;
-        for (const Hit& hit : result(criteria).hits)
+        for (const Hit& hit : result.hits)
             text += (text.empty() ? "" : " ") + std::to_string(hit.result.objectId);
         return text;
     }
+    std::string ids(const Criteria& criteria) { return ids_of(result(criteria)); }
 
     static Criteria color(ns__ColorPreset preset)
     {
@@ -430,6 +434,171 @@ TEST_F(Store_Index, CountIsThatOfTheTimeOnBothSidesOfEachHour)
                 << from.sec() << ' ' << to.sec();
     EXPECT_EQ(times.size(), store.count(ACE_Time_Value(std::numeric_limits<time_t>::min()),
                                         ACE_Time_Value::max_time));
+}
+
+// How SQLite goes about a query.
+std::string plan_of(SQLite::Database& database, const Sql_Query& query)
+{
+    SQLite::Statement steps(database, "EXPLAIN QUERY PLAN " + query.text);
+    std::string plan;
+    while (steps.executeStep())
+        plan += steps.getColumn(3).getString() + "; ";
+    return plan;
+}
+
+TEST_F(Store_Index, EveryQueryGoesToTheTimeThatIsAskedFor)
+{
+    make_store();
+    SQLite::Database database(path_, SQLite::OPEN_READWRITE);
+    for (const Criteria& criteria : many_criteria())
+        for (const bool has_shares : {false, true}) {
+            const Filter filter = filter_of(criteria);
+            for (const Sql_Query& query :
+                 {query_of_traits(filter, has_shares), query_of_shorter(filter, has_shares, {}),
+                  query_of_a_duration(filter, has_shares)})
+                EXPECT_THAT(plan_of(database, query),
+                            testing::HasSubstr("first_seen_us>? AND first_seen_us<?"))
+                    << query.text;
+            EXPECT_THAT(plan_of(database, query_of_a_duration(filter, has_shares)),
+                        testing::HasSubstr("INDEX trait_duration (duration=? AND first_seen_us>?"));
+        }
+}
+
+// The longest first
+
+TEST(Store_Query, DurationsAreThoseOfTheFilter)
+{
+    Filter filter;
+    const auto range = [&] {
+        const Duration_Range durations = durations_of(filter);
+        return std::pair(durations.least, durations.below);
+    };
+    constexpr std::int64_t end = 4'294'967'296;
+    EXPECT_EQ(range(), std::pair(std::int64_t{0}, end));
+    filter.min_duration = 2.5F;
+    filter.max_duration = 7.5F;
+    EXPECT_EQ(range(), (std::pair<std::int64_t, std::int64_t>(3, 8)));
+    filter.min_duration = 3;
+    filter.max_duration = 7;
+    EXPECT_EQ(range(), (std::pair<std::int64_t, std::int64_t>(3, 8)));
+    filter.min_duration = -1;
+    filter.max_duration = -1.0F;
+    EXPECT_EQ(range(), (std::pair<std::int64_t, std::int64_t>(0, 0)));
+    filter.min_duration = infinity;
+    filter.max_duration = infinity;
+    EXPECT_EQ(range(), std::pair(end, end));
+    filter.min_duration = nan;
+    filter.max_duration = nan;
+    EXPECT_EQ(range(), std::pair(std::int64_t{0}, end));
+}
+
+// Traits without records, which cost no time to make: they are passed over like others that do not
+// match. One each second, of 0 to 119 seconds.
+constexpr const char* many_traits =
+    "WITH RECURSIVE each (k) AS (SELECT 1 UNION ALL SELECT k + 1 FROM each WHERE k < 10000) "
+    "INSERT INTO trait (first_seen_us, sensor1, sensor2, object_id, duration, person) "
+    "SELECT 1000000 * (1709621489 + k), 9, 1, k, k % 120, 0.1 FROM each";
+
+TEST_F(Store_Index, LongestOfFewAmongManyAreFound)
+{
+    make_store();
+    {
+        SQLite::Database database(path_, SQLite::OPEN_READWRITE);
+        SQLite::Transaction transaction(database);
+        for (std::uint64_t id = 1; id <= 301; ++id) {
+            KR_ObjectBase object = test_object(id, 1000 * static_cast<int>(id % 7), 1);
+            object.Duration = static_cast<std::uint32_t>(id % 97);
+            object.ClassScores[0] = 0.9F;
+            add_row(database, object);
+        }
+        database.exec("UPDATE object SET record = x'FF' WHERE object_id = 301"); // not known
+        transaction.commit();
+    }
+    ASSERT_TRUE(index());
+    execute(many_traits);
+    Criteria criteria;
+    criteria.order = Order::duration;
+    criteria.object_class = ns__ObjectClass__person;
+    criteria.min_score = 0.5F;
+    const Result by_index = result(criteria);
+    EXPECT_EQ(300U, by_index.hits.size()) << "they end where it has passed over enough, and behind";
+    EXPECT_EQ(1U, by_index.damaged);
+    EXPECT_EQ(96U, by_index.hits.front().result.duration);
+    EXPECT_EQ(0U, by_index.hits.back().result.duration);
+    execute("DROP INDEX trait_duration");
+    EXPECT_EQ(ids_of(result(criteria)), ids_of(by_index));
+}
+
+TEST_F(Store_Index, WalkOverManyDurationsEnds)
+{
+    {
+        Store store(path_, Store::Access::write);
+        for (std::uint64_t id = 1; id <= 3; ++id) {
+            const KR_ObjectBase object =
+                test_object(id, static_cast<int>(id), static_cast<int>(id));
+            store.add("run-1", object, encode(object, 1'000'000));
+        }
+    }
+    execute(many_traits);
+    execute("UPDATE trait SET duration = 10 + object_id WHERE sensor1 = 9"); // of another time
+    Criteria criteria;
+    criteria.from = second(0);
+    criteria.to = second(10);
+    criteria.order = Order::duration;
+    EXPECT_EQ("3 2 1", ids(criteria));
+    criteria.limit = 2;
+    EXPECT_EQ("3 2", ids(criteria));
+}
+
+// A store whose traits came before their index of durations.
+
+TEST_F(Store_Index, StoreWithoutDurationsIsUsedAsItIsAndGetsThemByTheNextIndex)
+{
+    Criteria longest;
+    longest.order = Order::duration;
+    {
+        Store store(path_, Store::Access::write);
+        for (std::uint64_t id = 1; id <= 4; ++id) {
+            const KR_ObjectBase object = test_object(id, 0, static_cast<int>(id));
+            store.add("run-1", object, encode(object, 1'000'000));
+        }
+    }
+    execute("DROP INDEX trait_duration");
+    EXPECT_FALSE(is_indexed());
+    EXPECT_EQ("4 3 2 1", ids(longest));
+    {
+        Store store(path_, Store::Access::write);
+        const KR_ObjectBase object = test_object(5, 0, 5);
+        store.add("run-1", object, encode(object, 1'000'000));
+    }
+    EXPECT_FALSE(is_indexed()) << "that is no part of adding";
+    EXPECT_EQ(5, number("SELECT count(*) FROM trait")) << "nothing of what was there has gone";
+    EXPECT_EQ("5 4 3 2 1", ids(longest));
+    EXPECT_TRUE(index());
+    EXPECT_TRUE(is_indexed());
+    EXPECT_EQ("5 4 3 2 1", ids(longest));
+    EXPECT_EQ(2, number("PRAGMA user_version")) << "programs that do not know of it go on";
+}
+
+TEST_F(Store_Index, DurationsAreGivenInPartsByAsManyAsLike)
+{
+    make_store();
+    add_rows(1, 4500);
+    ASSERT_TRUE(index());
+    execute("DROP INDEX trait_duration");
+    EXPECT_FALSE(Store(path_, Store::Access::write).index([](auto, auto) { return false; }));
+    EXPECT_FALSE(is_indexed());
+    EXPECT_EQ(2000, number("SELECT count(*) FROM trait"));
+    Criteria longest;
+    longest.order = Order::duration;
+    EXPECT_EQ(4500U, result(longest).hits.size());
+    std::thread one([this] { EXPECT_TRUE(index()); });
+    EXPECT_TRUE(index());
+    one.join();
+    EXPECT_TRUE(is_indexed());
+    EXPECT_EQ(4500, number("SELECT count(*) FROM trait"));
+    EXPECT_EQ(4500U, result(longest).hits.size());
+    EXPECT_STREQ("ok", SQLite::Database(path_).execAndGet("PRAGMA integrity_check").getText());
 }
 
 // Interruptions, and others at the same time
