@@ -213,8 +213,11 @@ TEST_P(Log_Process_Lines, AKilledProcessHasLostNoLineThatItHadLogged)
     const std::size_t count =
         static_cast<std::size_t>(std::count(noted.begin(), noted.end(), '\n'));
     ASSERT_LE(1'000u, count);
-    const std::vector<std::string> lines = lines_of(log_text(folder, "server_"));
+    std::vector<std::string> lines = lines_of(log_text(folder, "server_"));
     ASSERT_LE(count, lines.size());
+    // The one that was being written may be cut: a system may stop at the end of a page.
+    if (lines.size() > count && !is_whole(lines.back()))
+        lines.pop_back();
     for (std::size_t i = 0; i < lines.size(); ++i) {
         EXPECT_TRUE(is_whole(lines[i])) << lines[i];
         EXPECT_THAT(lines[i], HasSubstr(" INF line " + std::to_string(i) + ": "));

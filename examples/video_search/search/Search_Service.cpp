@@ -90,10 +90,6 @@ void log(const Page& page)
            hits == 1 ? "hit" : "hits", summary_of(page.result));
 }
 
-} // namespace
-
-namespace {
-
 // What is not shown is not filled.
 Criteria shown_by(const Options& options)
 {
