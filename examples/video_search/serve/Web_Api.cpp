@@ -52,8 +52,8 @@ void set_jpeg(const Call& call, const Bytes& jpeg)
 void set_common_headers(httplib::Response& response)
 {
     response.set_header("Content-Security-Policy",
-                        "default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self' "
-                        "data: blob:; connect-src 'self'; base-uri 'none'; form-action 'self'; "
+                        "default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self'; "
+                        "connect-src 'self'; base-uri 'none'; form-action 'self'; "
                         "frame-ancestors 'none'");
     response.set_header("X-Content-Type-Options", "nosniff");
     response.set_header("X-Frame-Options", "DENY");
