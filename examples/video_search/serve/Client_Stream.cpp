@@ -2,6 +2,7 @@
 
 #include <ace/ACE.h>
 #include <ace/INET_Addr.h>
+#include <ace/OS_NS_errno.h>
 #include <ace/OS_NS_sys_socket.h>
 #include <ace/SOCK_Stream.h>
 #include <ace/Time_Value.h>
@@ -122,6 +123,14 @@ std::size_t Client_Stream::send(const char* data, std::size_t size)
     is_broken_ =
         most.count() <= 0 || ACE::send_n(handle(), data, size, &wait) != static_cast<ssize_t>(size);
     return size;
+}
+
+// Looks at what has come, and leaves it there.
+bool Client_Stream::is_gone() const
+{
+    char byte = 0;
+    const ssize_t count = ACE::recv(handle(), &byte, 1, MSG_PEEK, &ACE_Time_Value::zero);
+    return is_broken_ || count == 0 || (count < 0 && ACE_OS::last_error() != ETIME);
 }
 
 // Whoever closes with bytes unread may take back what was sent last.

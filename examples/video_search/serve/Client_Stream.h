@@ -32,6 +32,9 @@ public:
     /// Whether the request went beyond its bounds.
     [[nodiscard]] bool is_refused() const noexcept { return is_refused_; }
 
+    /// Whether the client has closed its side, or the connection is broken. At once.
+    [[nodiscard]] bool is_gone() const;
+
     /// Reads what the client still sends, for a second at most, so that it sees the response. The last
     /// thing to be done.
     void drain();

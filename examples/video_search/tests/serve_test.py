@@ -378,6 +378,25 @@ class Clients(Served):
             self.assertIn(b"\nid: 6\n", self.until(connection, b"\nid: 7\n"))
         self.assertEqual(400, self.service.json("/api/events", headers={"Last-Event-ID": "x"})[0])
 
+    def assert_followers(self, count):
+        """Their number, in a moment."""
+        end = time.monotonic() + 20
+        while f"\nkr_serve_event_clients {count}\n" not in (metrics := self.service.get("/metrics")[1].decode()):
+            self.assertLess(time.monotonic(), end, metrics)
+            time.sleep(0.05)
+
+    def test_who_follows_no_more_is_let_go(self):
+        followers = [self.service.connect() for _ in range(3)]
+        for follower in followers:
+            follower.sendall(b"GET /api/events HTTP/1.1\r\nHost: localhost\r\n\r\n")
+            self.until(follower, b"retry: 2000\n\n")
+        self.assert_followers(3)
+        followers[0].shutdown(socket.SHUT_WR)  # it would take all that is written
+        self.assert_followers(2)
+        for follower in followers:
+            follower.close()
+        self.assert_followers(0)
+
     def until(self, connection, end):
         data = b""
         while end not in data:
