@@ -50,10 +50,10 @@ public:
 private:
     using Clock = std::chrono::steady_clock;
 
-    bool fill(std::chrono::milliseconds most);
+    bool fill(Clock::time_point end);
     std::size_t send(const char* data, std::size_t size);
     [[nodiscard]] ACE_HANDLE handle() const noexcept;
-    [[nodiscard]] std::chrono::milliseconds left() const;
+    [[nodiscard]] bool may_wait(Clock::time_point end) const;
 
     const socket_t socket_;
     const Limits& limits_;

@@ -55,10 +55,17 @@ class Service:
     def stop(self):
         """Its exit code and what it said on stderr."""
         if self.process.poll() is None:
-            self.process.send_signal(signal.SIGINT)
+            os.kill(self.program(), signal.SIGINT)
         _, errors = self.process.communicate(timeout=60)
         shutil.rmtree(self.folder, ignore_errors=True)
         return self.process.returncode, errors
+
+    def program(self):
+        """Its process: of an emulator the child, which takes the signal as Ctrl-C."""
+        own = self.process.pid
+        if len(programs.serve) == 1:
+            return own
+        return int(pathlib.Path(f"/proc/{own}/task/{own}/children").read_text().split()[0])
 
     def get(self, path, headers=None, method="GET", body=None):
         connection = http.client.HTTPConnection("127.0.0.1", self.port, timeout=60)
@@ -143,8 +150,16 @@ def iso(text):
 class Searched(Served):
     """Compares with what kr_search finds."""
 
+    hits = {}  # of the searches that were made
+
     def searched(self, criteria):
-        """The hits of kr_search."""
+        """The hits of kr_search, which is asked once."""
+        key = tuple(criteria.items())
+        if key not in self.hits:
+            self.hits[key] = self.search(criteria)
+        return self.hits[key]
+
+    def search(self, criteria):
         options = [part for name, value in criteria.items()
                    for part in ("--" + name, iso_back(value) if name in ("from", "to") else value)]
         found = self.service.folder / "found.json"
