@@ -35,9 +35,16 @@ namespace {
 constexpr const char* json_type = "application/json; charset=utf-8";
 constexpr const char* xml_type = "text/xml; charset=utf-8";
 
-void set_json(const Call& call, const std::string& json)
+void set_body(const Call& call, std::string body, const char* type)
 {
-    call.response.set_content(json + "\n", json_type);
+    call.response.set_content(std::string(), type);
+    call.response.body = std::move(body);
+}
+
+void set_json(const Call& call, std::string json)
+{
+    json += '\n';
+    set_body(call, std::move(json), json_type);
 }
 
 void set_jpeg(const Call& call, const Bytes& jpeg)
@@ -222,7 +229,7 @@ void Web_Api::search_csv(const Call& call)
         result.hits = std::move(page.hits);
         csv.append(csv_of(result), header);
     }
-    call.response.set_content(csv, "text/csv; charset=utf-8");
+    set_body(call, std::move(csv), "text/csv; charset=utf-8");
     call.response.set_header("Content-Disposition", "attachment; filename=\"objects.csv\"");
 }
 
