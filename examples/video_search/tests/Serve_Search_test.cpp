@@ -110,7 +110,7 @@ TEST_F(ServeSearch, RepeatsAndSkipsNothingWhileObjectsArrive)
 
 TEST_F(ServeSearch, WritesCsvInPartsAsOneList)
 {
-    constexpr std::size_t count = 4100; // three parts
+    constexpr std::size_t count = 4100; // parts of 500 in the order of time, else of 2000
     {
         Store store(path, Store::Access::write);
         SQLite::Database database(path, SQLite::OPEN_READWRITE);
@@ -140,8 +140,11 @@ TEST_F(ServeSearch, WritesCsvInPartsAsOneList)
         return std::count(response.body.begin(), response.body.end(), '\n') - 1;
     };
     EXPECT_EQ(lines("/api/search.csv"), count);
-    EXPECT_EQ(lines("/api/search.csv?limit=2001"), 2001);
-    EXPECT_EQ(lines("/api/search.csv?limit=2000"), 2000);
+    EXPECT_EQ(lines("/api/search.csv?limit=501&sort=latest"), 501);
+    EXPECT_EQ(lines("/api/search.csv?limit=500"), 500);
+    EXPECT_EQ(lines("/api/search.csv?sort=score"), count);
+    EXPECT_EQ(lines("/api/search.csv?limit=2001&sort=score"), 2001);
+    EXPECT_EQ(lines("/api/search.csv?limit=2000&sort=duration"), 2000);
     EXPECT_EQ(lines("/api/search.csv?class=vehicle"), 0);
 }
 
