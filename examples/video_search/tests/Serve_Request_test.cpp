@@ -21,6 +21,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
 #include <functional>
 #include <optional>
@@ -444,7 +445,7 @@ protected:
         service.close();
     }
 
-    // What the client has done reaches the service, before the answer to it does.
+    // What the client does is seen here in a moment.
     void await(bool is_gone)
     {
         const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
@@ -488,6 +489,31 @@ TEST_F(ClientStream, LeavesWhatAClientSendsWhereItIs)
         count += static_cast<std::size_t>(more);
     }
     EXPECT_EQ(read, "abc");
+}
+
+TEST_F(ClientStream, SendsAllToAClientThatTakesItInPieces)
+{
+    std::string text(std::size_t{8} * 1024 * 1024, '-');
+    for (std::size_t k = 0; k < text.size(); ++k)
+        text[k] = static_cast<char>('a' + k % 23);
+    ssize_t written = 0;
+    std::thread writer([&] {
+        stream->begin_response();
+        written = stream->write(text.data(), text.size());
+    });
+    std::string read(text.size(), '\0');
+    std::size_t count = 0;
+    const ACE_Time_Value most(10);
+    for (ssize_t more = 1; more > 0 && count < read.size();) {
+        if (count < 1'000'000) // longer than the service waits without looking up
+            std::this_thread::sleep_for(std::chrono::milliseconds(300));
+        more =
+            client.recv_n(&read[count], std::min<std::size_t>(500'001, read.size() - count), &most);
+        count += static_cast<std::size_t>(std::max<ssize_t>(more, 0));
+    }
+    writer.join();
+    EXPECT_EQ(written, static_cast<ssize_t>(text.size()));
+    EXPECT_TRUE(read == text);
 }
 
 TEST_F(ClientStream, SeesAConnectionThatTheServiceEnds)
