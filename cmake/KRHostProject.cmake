@@ -28,7 +28,8 @@ function(kr_host_project name source)
   endif()
   if(KR_REPRODUCIBLE)
     list(APPEND options -DCMAKE_PROJECT_INCLUDE=${PROJECT_SOURCE_DIR}/cmake/KRReproducible.cmake
-         -DKR_ACE_ROOT=${KR_ACE_ROOT} -DKR_SQLITE_ROOT=${KR_SQLITE_ROOT})
+         -DKR_ACE_ROOT=${KR_ACE_ROOT} -DKR_SQLITE_ROOT=${KR_SQLITE_ROOT}
+         -DKR_SERVE_ROOT=${KR_SERVE_ROOT})
   endif()
   if(WIN32)
     list(PREPEND arg_FIND_ROOTS ${stage})

@@ -9,6 +9,10 @@ endif()
 if(WIN32 AND NOT EXISTS ${KR_SQLITE_ROOT}/.complete)
   message(FATAL_ERROR "SQLite for x86 Windows is not in ${KR_SQLITE_ROOT}: run ./kr setup windows")
 endif()
+if(WIN32 AND NOT EXISTS ${KR_SERVE_ROOT}/.complete)
+  message(FATAL_ERROR "cpp-httplib and expat for x86 Windows are not in ${KR_SERVE_ROOT}: "
+                      "run ./kr setup windows")
+endif()
 kr_host_project(video_search ${CMAKE_CURRENT_SOURCE_DIR}/video_search
   OPTIONS -DVIDEO_SEARCH_TESTS=${KR_TESTS} -DVIDEO_SEARCH_WERROR=${KR_WERROR}
   FIND_ROOTS ${KR_SQLITE_ROOT} ${KR_SERVE_ROOT})

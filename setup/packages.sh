@@ -30,14 +30,16 @@ EXAMPLE_PACKAGES=(libopencv-objdetect-dev libopencv-video-dev libopencv-imgcodec
                   libsqlite3-dev libsqlitecpp-dev libcli11-dev libkainjow-mustache-dev
                   libcpp-httplib-dev libexpat1-dev pkg-config)
 
-# Clients of kr_serve, whom its tests and the demo bring together with it.
-CLIENT_PACKAGES=(curl python3 python3-zeep)
+# Clients of kr_serve, whom its tests and the demo bring together with it. gSOAP generates one: proof only,
+# nothing generated is shipped.
+CLIENT_PACKAGES=(curl python3 python3-zeep gsoap libgsoap-dev)
 
 # The browser in which the page of kr_serve is tested, and what drives it.
 PAGE_TEST_PACKAGES=(chromium chromium-driver python3-selenium)
 
-# Tcl makes SQLite's one-file form, which is compiled for Windows.
-WINDOWS_EXAMPLE_PACKAGES=(tcl)
+# Tcl makes SQLite's one-file form, which is compiled for Windows; patch puts Debian's corrections into what
+# kr_serve uses there.
+WINDOWS_EXAMPLE_PACKAGES=(tcl patch)
 
 # What krtool uses: command line, stores, JSON, pictures, compressed log files.
 TOOL_PACKAGES=(libcli11-dev libsqlite3-dev nlohmann-json3-dev libstb-dev zlib1g-dev)

@@ -4,7 +4,8 @@
 #   library           the library for Linux: compiler, CMake, ACE
 #   windows-library   the library for Windows: cross compiler, ACE built for it
 #   linux             library, tests and examples for Linux
-#   windows           the same for Windows: 32-bit Wine, SQLite built for it; and the part linux
+#   windows           the same for Windows: 32-bit Wine, SQLite and what kr_serve
+#                     uses built for it; and the part linux
 #   linux-package     what makes and checks Debian packages; and the part linux
 #   windows-package   what makes and checks zip and installer; and the part windows
 #   docs              what makes the API reference
@@ -151,6 +152,7 @@ build_for() {
     case $1 in
     windows | windows-package)
         "$here/build-sqlite-windows.sh"
+        "$here/build-serve-windows.sh"
         "$here/wine-run.sh" cmd /c ver >/dev/null # makes the Wine prefix: 15 s the first time
         ;;
     windows-bench)

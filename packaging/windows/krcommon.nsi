@@ -186,5 +186,5 @@ SectionEnd
   !insertmacro MUI_DESCRIPTION_TEXT ${section_development} "Headers, import libraries, CMake and pkg-config packages."
   !insertmacro MUI_DESCRIPTION_TEXT ${section_symbols} "Debug information, in files that gdb finds beside the programs."
   !insertmacro MUI_DESCRIPTION_TEXT ${section_krtool} "Looks into configuration, records, logs and profiles."
-  !insertmacro MUI_DESCRIPTION_TEXT ${section_video_search} "kr_search, which finds objects in a store."
+  !insertmacro MUI_DESCRIPTION_TEXT ${section_video_search} "kr_search, which finds objects in a store, and kr_serve, which serves it."
 !insertmacro MUI_FUNCTION_DESCRIPTION_END

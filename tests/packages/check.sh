@@ -114,6 +114,7 @@ check_installer() { # FILE
     expect [ "$($wine "$folder/bin/krtool.exe" --version | tr -d '\r')" = "krtool $VERSION" ]
     expect $wine "$folder/bin/krtool.exe" config check "$folder/bin/KRCommon.xml" >/dev/null
     expect [ "$($wine "$folder/bin/kr_search.exe" --version | tr -d '\r')" = "kr_search $VERSION" ]
+    expect [ "$($wine "$folder/bin/kr_serve.exe" --version | tr -d '\r')" = "kr_serve $VERSION" ]
     expect [ -s "$folder/bin/KRCommon.dll.debug" ]
     expect [ -s "$folder/include/KRCommon/frame/Log.h" ]
     expect $wine reg query "$key" >/dev/null
@@ -129,6 +130,7 @@ check_installer() { # FILE
     expect [ -f "$folder/bin/krtool.exe" ]
     expect [ ! -e "$folder/include" ]
     expect [ ! -e "$folder/bin/kr_search.exe" ]
+    expect [ ! -e "$folder/bin/kr_serve.exe" ]
     uninstall "$folder"
     expect [ ! -e "$folder" ]
     if $wine reg query "$key" >/dev/null 2>&1; then fail "the registry still knows KRCommon"; fi

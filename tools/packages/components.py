@@ -84,6 +84,9 @@ COMPONENTS = {
     "stb": Debian("libstb-dev", "MIT OR Unlicense"),
     "kainjow mustache": Debian("libkainjow-mustache-dev", "BSL-1.0"),
     "cpp-httplib": Debian("libcpp-httplib-dev", "MIT"),
+    "expat": File("MIT", lambda: read("/usr/share/doc/libexpat1-dev/copyright"),
+                  version_in("SERVE_ROOT_WINDOWS", "include/expat_config.h",
+                             r'PACKAGE_VERSION "([^"]+)"')),
     "SQLiteCpp": Debian("libsqlitecpp-dev", "MIT"),
     "SQLite": File("blessing", lambda: read("/usr/share/doc/libsqlite3-dev/copyright"),
                    version_in("SQLITE_ROOT_WINDOWS", "include/sqlite3.h",
@@ -101,7 +104,7 @@ PRODUCTS = {
     "kr-video-search": ["CLI11", "cpp-httplib", "kainjow mustache", "SQLiteCpp"],
     "windows-library": WINDOWS_RUN_TIME,
     "windows-krtool": ["CLI11", "JSON for Modern C++", "stb", "SQLite", "zlib"],
-    "windows-video-search": ["CLI11", "kainjow mustache", "SQLiteCpp", "SQLite"],
+    "windows-video-search": ["CLI11", "cpp-httplib", "expat", "kainjow mustache", "SQLiteCpp", "SQLite"],
 }
 PRODUCTS["windows-installer"] = sorted({name for product in PRODUCTS if product.startswith("windows-")
                                         for name in PRODUCTS[product]})

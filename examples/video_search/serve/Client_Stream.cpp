@@ -2,6 +2,7 @@
 
 #include <ace/ACE.h>
 #include <ace/INET_Addr.h>
+#include <ace/OS_NS_errno.h>
 #include <ace/OS_NS_sys_socket.h>
 #include <ace/SOCK_Stream.h>
 #include <ace/Time_Value.h>
@@ -13,10 +14,16 @@ namespace video_search {
 
 namespace {
 
-ACE_Time_Value to_ace(std::chrono::milliseconds length)
+// A part of the time that is left.
+ACE_Time_Value until(std::chrono::steady_clock::time_point end)
 {
+    using std::chrono::milliseconds;
+    constexpr milliseconds least(1);
+    constexpr milliseconds most(250);
+    const auto left =
+        std::chrono::duration_cast<milliseconds>(end - std::chrono::steady_clock::now());
     ACE_Time_Value time;
-    time.msec(static_cast<long>(std::max<std::chrono::milliseconds::rep>(length.count(), 1)));
+    time.msec(static_cast<long>(std::clamp(left, least, most).count()));
     return time;
 }
 
@@ -41,16 +48,11 @@ ACE_HANDLE Client_Stream::handle() const noexcept
     return reinterpret_cast<ACE_HANDLE>(socket_);
 }
 
-std::chrono::milliseconds Client_Stream::left() const
-{
-    return std::chrono::duration_cast<std::chrono::milliseconds>(deadline_ - Clock::now());
-}
-
 // What was read too much belongs to the next request.
 bool Client_Stream::await_request()
 {
     place_.set(Connections::Wait::request);
-    if (begin_ == end_ && !fill(limits_.idle))
+    if (begin_ == end_ && !fill(Clock::now() + limits_.idle))
         return false;
     place_.set(Connections::Wait::client);
     allowed_ = limits_.head_bytes;
@@ -59,12 +61,21 @@ bool Client_Stream::await_request()
     return true;
 }
 
-bool Client_Stream::fill(std::chrono::milliseconds most)
+// Whoever waits looks now and then whether the connection was ended: not every system wakes it then.
+bool Client_Stream::may_wait(Clock::time_point end) const
 {
-    if (is_broken_ || most.count() <= 0)
-        return false;
-    const ACE_Time_Value wait = to_ace(most);
-    const ssize_t count = ACE::recv(handle(), buffer_.data(), buffer_.size(), &wait);
+    return !is_broken_ && Clock::now() < end && !place_.is_ended();
+}
+
+bool Client_Stream::fill(Clock::time_point end)
+{
+    ssize_t count = -1;
+    bool is_late = true;
+    while (is_late && may_wait(end)) {
+        const ACE_Time_Value wait = until(end);
+        count = ACE::recv(handle(), buffer_.data(), buffer_.size(), &wait);
+        is_late = count < 0 && ACE_OS::last_error() == ETIME;
+    }
     begin_ = 0;
     end_ = count > 0 ? static_cast<std::size_t>(count) : 0;
     is_broken_ = count <= 0;
@@ -77,7 +88,7 @@ ssize_t Client_Stream::read(char* data, size_t size)
         is_refused_ = true;
         return -1;
     }
-    if (begin_ == end_ && !fill(left()))
+    if (begin_ == end_ && !fill(deadline_))
         return -1;
     const std::size_t count = std::min({size, end_ - begin_, allowed_});
     std::memcpy(data, buffer_.data() + begin_, count);
@@ -117,11 +128,26 @@ ssize_t Client_Stream::write(const char* data, size_t size)
 
 std::size_t Client_Stream::send(const char* data, std::size_t size)
 {
-    const std::chrono::milliseconds most = has_end_ ? left() : limits_.response;
-    const ACE_Time_Value wait = to_ace(most);
-    is_broken_ =
-        most.count() <= 0 || ACE::send_n(handle(), data, size, &wait) != static_cast<ssize_t>(size);
-    return size;
+    const Clock::time_point end = has_end_ ? deadline_ : Clock::now() + limits_.response;
+    std::size_t done = 0;
+    while (done < size && may_wait(end)) {
+        const ACE_Time_Value wait = until(end);
+        std::size_t sent = 0;
+        const ssize_t count = ACE::send_n(handle(), data + done, size - done, &wait, &sent);
+        done += sent;
+        is_broken_ = count <= 0 && ACE_OS::last_error() != ETIME;
+    }
+    is_broken_ = is_broken_ || done < size;
+    return done;
+}
+
+// Looks at what has come, and leaves it there.
+bool Client_Stream::is_gone() const
+{
+    char byte = 0;
+    const ssize_t count = ACE::recv(handle(), &byte, 1, MSG_PEEK, &ACE_Time_Value::zero);
+    return is_broken_ || place_.is_ended() || count == 0 ||
+           (count < 0 && ACE_OS::last_error() != ETIME);
 }
 
 // Whoever closes with bytes unread may take back what was sent last.
@@ -131,7 +157,7 @@ void Client_Stream::drain()
     deadline_ = Clock::now() + std::chrono::seconds(1);
     allowed_ = limits_.body_bytes;
     begin_ = end_ = 0;
-    while (allowed_ > 0 && fill(left()))
+    while (allowed_ > 0 && fill(deadline_))
         allowed_ -= std::min(allowed_, end_);
 }
 

@@ -32,6 +32,9 @@ public:
     /// Whether the request went beyond its bounds.
     [[nodiscard]] bool is_refused() const noexcept { return is_refused_; }
 
+    /// Whether the client has closed its side, or the connection is broken. At once.
+    [[nodiscard]] bool is_gone() const;
+
     /// Reads what the client still sends, for a second at most, so that it sees the response. The last
     /// thing to be done.
     void drain();
@@ -47,10 +50,10 @@ public:
 private:
     using Clock = std::chrono::steady_clock;
 
-    bool fill(std::chrono::milliseconds most);
+    bool fill(Clock::time_point end);
     std::size_t send(const char* data, std::size_t size);
     [[nodiscard]] ACE_HANDLE handle() const noexcept;
-    [[nodiscard]] std::chrono::milliseconds left() const;
+    [[nodiscard]] bool may_wait(Clock::time_point end) const;
 
     const socket_t socket_;
     const Limits& limits_;

@@ -25,7 +25,13 @@ void Connections::Place::set(Wait wait)
     entry_->since = Clock::now();
 }
 
-// Whoever reads or writes there sees the connection end.
+bool Connections::Place::is_ended() const
+{
+    const std::lock_guard<std::mutex> lock(all_.mutex_);
+    return entry_->is_ended;
+}
+
+// The client sees the connection end.
 void Connections::end(Entry& entry)
 {
     entry.is_ended = true;

@@ -41,6 +41,8 @@ public:
         Place& operator=(const Place&) = delete;
 
         void set(Wait wait);
+        /// Whether it was ended by one of the functions below.
+        [[nodiscard]] bool is_ended() const;
 
     private:
         Connections& all_;

@@ -37,10 +37,10 @@ public:
         const std::string text = next();
         if (!text.empty())
             return send(sink, text);
-        if (events_.is_stopping_)
-            return false;
         std::this_thread::sleep_for(pause);
-        if (++pauses_ % pauses_of_silence == 0) // tells whether the client is still there
+        if (events_.is_stopping_ || Http_Server::stream().is_gone())
+            return false;
+        if (++pauses_ % pauses_of_silence == 0) // fails where the client vanished without a word
             return send(sink, ": \n\n");
         return true;
     }

@@ -3,6 +3,7 @@
 #include "host/Host.h"
 #include "serve/Access.h"
 #include "serve/Api_Error.h"
+#include "serve/Client_Stream.h"
 #include "serve/Cursor.h"
 #include "serve/Query_Text.h"
 #include "serve/Routes.h"
@@ -12,10 +13,20 @@
 
 #include "Search_Testing.h"
 
+#include <ace/INET_Addr.h>
+#include <ace/SOCK_Acceptor.h>
+#include <ace/SOCK_Connector.h>
+#include <ace/SOCK_Stream.h>
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <chrono>
 #include <functional>
+#include <optional>
+#include <stdexcept>
+#include <thread>
 
 using namespace video_search;
 using testing::ElementsAre;
@@ -410,6 +421,110 @@ TEST(Access, KnowsLoopback)
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size);
 
 // The fuzz target on its corpus, and on each beginning of what is there.
+// A client and what the service has of it.
+class ClientStream : public testing::Test {
+protected:
+    ClientStream()
+    {
+        const ACE_INET_Addr any(static_cast<unsigned short>(0), "127.0.0.1");
+        ACE_SOCK_Acceptor acceptor;
+        ACE_INET_Addr address;
+        if (acceptor.open(any, 1) != 0 || acceptor.get_local_addr(address) != 0 ||
+            ACE_SOCK_Connector().connect(client, address) != 0 || acceptor.accept(service) != 0)
+            throw std::runtime_error("no connection to this machine");
+        acceptor.close();
+        place.emplace(connections, service.get_handle());
+        stream.emplace(reinterpret_cast<socket_t>(service.get_handle()), limits, *place);
+    }
+
+    ~ClientStream() override
+    {
+        client.close();
+        stream.reset();
+        place.reset();
+        service.close();
+    }
+
+    // What the client does is seen here in a moment.
+    void await(bool is_gone)
+    {
+        const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+        while (stream->is_gone() != is_gone && std::chrono::steady_clock::now() < end)
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+
+    ACE_SOCK_Stream client;
+    ACE_SOCK_Stream service;
+    Connections connections;
+    std::optional<Connections::Place> place;
+    std::optional<Client_Stream> stream;
+};
+
+TEST_F(ClientStream, SeesAClientThatGoes)
+{
+    EXPECT_FALSE(stream->is_gone());
+    client.close();
+    await(true);
+    EXPECT_TRUE(stream->is_gone());
+}
+
+TEST_F(ClientStream, SeesAClientThatSendsNoMore)
+{
+    client.close_writer();
+    await(true);
+    EXPECT_TRUE(stream->is_gone());
+}
+
+TEST_F(ClientStream, LeavesWhatAClientSendsWhereItIs)
+{
+    ASSERT_EQ(client.send_n("ab", 2), 2);
+    EXPECT_TRUE(stream->await_request());
+    EXPECT_FALSE(stream->is_gone());
+    ASSERT_EQ(client.send_n("c", 1), 1);
+    EXPECT_FALSE(stream->is_gone());
+    std::string read(3, '-');
+    for (std::size_t count = 0; count < read.size();) {
+        const ssize_t more = stream->read(&read[count], read.size() - count);
+        ASSERT_GT(more, 0);
+        count += static_cast<std::size_t>(more);
+    }
+    EXPECT_EQ(read, "abc");
+}
+
+TEST_F(ClientStream, SendsAllToAClientThatTakesItInPieces)
+{
+    std::string text(std::size_t{8} * 1024 * 1024, '-');
+    for (std::size_t k = 0; k < text.size(); ++k)
+        text[k] = static_cast<char>('a' + k % 23);
+    ssize_t written = 0;
+    std::thread writer([&] {
+        stream->begin_response();
+        written = stream->write(text.data(), text.size());
+    });
+    std::string read(text.size(), '\0');
+    std::size_t count = 0;
+    const ACE_Time_Value most(10);
+    for (ssize_t more = 1; more > 0 && count < read.size();) {
+        if (count < 1'000'000) // longer than the service waits without looking up
+            std::this_thread::sleep_for(std::chrono::milliseconds(300));
+        more =
+            client.recv_n(&read[count], std::min<std::size_t>(500'001, read.size() - count), &most);
+        count += static_cast<std::size_t>(std::max<ssize_t>(more, 0));
+    }
+    writer.join();
+    EXPECT_EQ(written, static_cast<ssize_t>(text.size()));
+    EXPECT_TRUE(read == text);
+}
+
+TEST_F(ClientStream, SeesAConnectionThatTheServiceEnds)
+{
+    connections.end_all();
+    EXPECT_TRUE(stream->is_gone());
+    EXPECT_FALSE(stream->await_request());
+    stream->begin_response();
+    EXPECT_EQ(stream->write("x", 1), -1);
+}
+
 TEST(ServeFuzz, ReadsItsCorpus)
 {
     int files = 0;

@@ -110,7 +110,7 @@ TEST_F(ServeSearch, RepeatsAndSkipsNothingWhileObjectsArrive)
 
 TEST_F(ServeSearch, WritesCsvInPartsAsOneList)
 {
-    constexpr std::size_t count = 4100; // three parts
+    constexpr std::size_t count = 4100; // parts of 500 in the order of time, else of 2000
     {
         Store store(path, Store::Access::write);
         SQLite::Database database(path, SQLite::OPEN_READWRITE);
@@ -140,8 +140,11 @@ TEST_F(ServeSearch, WritesCsvInPartsAsOneList)
         return std::count(response.body.begin(), response.body.end(), '\n') - 1;
     };
     EXPECT_EQ(lines("/api/search.csv"), count);
-    EXPECT_EQ(lines("/api/search.csv?limit=2001"), 2001);
-    EXPECT_EQ(lines("/api/search.csv?limit=2000"), 2000);
+    EXPECT_EQ(lines("/api/search.csv?limit=501&sort=latest"), 501);
+    EXPECT_EQ(lines("/api/search.csv?limit=500"), 500);
+    EXPECT_EQ(lines("/api/search.csv?sort=score"), count);
+    EXPECT_EQ(lines("/api/search.csv?limit=2001&sort=score"), 2001);
+    EXPECT_EQ(lines("/api/search.csv?limit=2000&sort=duration"), 2000);
     EXPECT_EQ(lines("/api/search.csv?class=vehicle"), 0);
 }
 
@@ -324,8 +327,10 @@ TEST_F(ServeApi, TellsBrowsersWhatTheyMayDo)
 {
     for (const char* const target : {"/", "/health", "/nope", "/soap?wsdl"}) {
         const httplib::Response response = get(target);
-        EXPECT_THAT(response.get_header_value("Content-Security-Policy"),
-                    HasSubstr("default-src 'none'"));
+        EXPECT_EQ(
+            response.get_header_value("Content-Security-Policy"),
+            "default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self'; "
+            "connect-src 'self'; base-uri 'none'; form-action 'self'; frame-ancestors 'none'");
         EXPECT_EQ(response.get_header_value("X-Content-Type-Options"), "nosniff");
         EXPECT_EQ(response.get_header_value_count("Cache-Control"), 1) << target;
     }

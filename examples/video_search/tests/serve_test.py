@@ -55,10 +55,17 @@ class Service:
     def stop(self):
         """Its exit code and what it said on stderr."""
         if self.process.poll() is None:
-            self.process.send_signal(signal.SIGINT)
+            os.kill(self.program(), signal.SIGINT)
         _, errors = self.process.communicate(timeout=60)
         shutil.rmtree(self.folder, ignore_errors=True)
         return self.process.returncode, errors
+
+    def program(self):
+        """Its process: of an emulator the child, which takes the signal as Ctrl-C."""
+        own = self.process.pid
+        if len(programs.serve) == 1:
+            return own
+        return int(pathlib.Path(f"/proc/{own}/task/{own}/children").read_text().split()[0])
 
     def get(self, path, headers=None, method="GET", body=None):
         connection = http.client.HTTPConnection("127.0.0.1", self.port, timeout=60)
@@ -160,8 +167,16 @@ def iso(text):
 class Searched(Served):
     """Compares with what kr_search finds."""
 
+    hits = {}  # of the searches that were made
+
     def searched(self, criteria):
-        """The hits of kr_search."""
+        """The hits of kr_search, which is asked once."""
+        key = tuple(criteria.items())
+        if key not in self.hits:
+            self.hits[key] = self.search(criteria)
+        return self.hits[key]
+
+    def search(self, criteria):
         options = [part for name, value in criteria.items()
                    for part in ("--" + name, iso_back(value) if name in ("from", "to") else value)]
         found = self.service.folder / "found.json"
@@ -394,6 +409,25 @@ class Clients(Served):
             connection.sendall(b"GET /api/events HTTP/1.1\r\nHost: localhost\r\nLast-Event-ID: 5\r\n\r\n")
             self.assertIn(b"\nid: 6\n", self.until(connection, b"\nid: 7\n"))
         self.assertEqual(400, self.service.json("/api/events", headers={"Last-Event-ID": "x"})[0])
+
+    def assert_followers(self, count):
+        """Their number, in a moment."""
+        end = time.monotonic() + 20
+        while f"\nkr_serve_event_clients {count}\n" not in (metrics := self.service.get("/metrics")[1].decode()):
+            self.assertLess(time.monotonic(), end, metrics)
+            time.sleep(0.05)
+
+    def test_who_follows_no_more_is_let_go(self):
+        followers = [self.service.connect() for _ in range(3)]
+        for follower in followers:
+            follower.sendall(b"GET /api/events HTTP/1.1\r\nHost: localhost\r\n\r\n")
+            self.until(follower, b"retry: 2000\n\n")
+        self.assert_followers(3)
+        followers[0].shutdown(socket.SHUT_WR)  # it would take all that is written
+        self.assert_followers(2)
+        for follower in followers:
+            follower.close()
+        self.assert_followers(0)
 
     def until(self, connection, end):
         data = b""

@@ -9,12 +9,16 @@ step that ended a test.
 """
 
 import argparse
+import contextlib
 import datetime
 import json
+import math
 import os
 import pathlib
 import shlex
 import signal
+import sqlite3
+import struct
 import subprocess
 import sys
 import tempfile
@@ -31,6 +35,7 @@ WAIT = 10  # seconds, for what takes a moment
 CLIP = 'a<b>&"c.avi'  # a name that must be shown as it is
 START = "2024/03/05 12:00:00"
 RED = (220, 20, 20)
+PAGE = 48  # cards that are loaded at once
 
 programs = None
 
@@ -310,6 +315,53 @@ class Page(unittest.TestCase):
         self.wait(lambda: labels() == before)
         self.assertFalse(self.find("#zoom-out").is_enabled())
 
+    def view(self):
+        """What the time line shows: the time for which it asked last, in seconds of the recording."""
+        asked = [urllib.parse.parse_qs(urllib.parse.urlsplit(address).query) for address in self.script(
+            "return performance.getEntriesByType('resource').map(e => e.name)"
+            ".filter(name => name.includes('/api/density?'))")]
+        last = [each for each in asked if each["buckets"] != ["1"]][-1]  # that one counts the list
+        return tuple(self.seconds(last[name][0]) for name in ("from", "to"))
+
+    def wheel(self, share, x=0, y=0, is_control=False):
+        """Turned over the time line, at a part of its width."""
+        left, top, width = self.script("const r = document.getElementById('track').getBoundingClientRect();"
+                                       "return [r.left, r.top, r.width]")
+        self.driver.execute_cdp_cmd("Input.dispatchMouseEvent", {
+            "type": "mouseWheel", "x": left + share * width, "y": top + 20, "deltaX": x, "deltaY": y,
+            "modifiers": 2 if is_control else 0})
+
+    def assert_view(self, begin, end):
+        near = lambda view: abs(view[0] - begin) < 0.05 and abs(view[1] - end) < 0.05
+        self.wait(lambda: near(self.view()), f"not {begin} to {end}")
+
+    def test_the_wheel_zooms_the_time_line_and_moves_along_it(self):
+        self.size(1440, 500)  # so that there is something to scroll
+        self.open()
+        span = 13.0  # of the recording
+        self.assert_view(0, span)
+        self.wheel(0.25, y=-60, is_control=True)
+        length = span * math.exp(-0.6)
+        self.assert_view(0.25 * (span - length), 0.25 * (span - length) + length)  # around the pointer
+
+        width = self.find("#track").size["width"]
+        begin, end = self.view()
+        self.wheel(0.5, x=width / 10)
+        self.assert_view(begin + length / 10, end + length / 10)
+        self.wheel(0.5, x=-width)  # not beyond the recordings
+        self.assert_view(0, length)
+        self.wheel(0.5, x=3 * width)
+        self.assert_view(span - length, span)
+
+        before = self.view()
+        self.wheel(0.5, y=100)  # the page's own
+        self.wait(lambda: self.script("return scrollY") > 0)
+        self.assertEqual(before, self.view())
+        for _ in range(2):
+            self.wheel(0.5, y=60, is_control=True)
+        self.assert_view(0, span)
+        self.assertFalse(self.find("#zoom-out").is_enabled())
+
     def seconds(self, text):
         """Since the begin of the recording."""
         begin = datetime.datetime.strptime(START, "%Y/%m/%d %H:%M:%S")
@@ -481,6 +533,39 @@ class Page(unittest.TestCase):
         self.click("#new-pill")
         self.assertEqual(2, len(self.assert_shows("color=red")))
         self.assertFalse(self.find("#new-pill").is_displayed())
+
+    def store_copies(self, count):
+        """So many more of each object, all at the same time."""
+        with contextlib.closing(sqlite3.connect(self.service.store, timeout=WAIT)) as store, store:
+            for *sensor, number, run, first, record in store.execute(
+                    "SELECT sensor1, sensor2, object_id, run, first_seen_us, record FROM object").fetchall():
+                for new in (number + 1000 * copy for copy in range(1, count + 1)):
+                    store.execute("INSERT INTO object (sensor1, sensor2, object_id, run, first_seen_us, record) "
+                                  "VALUES (?, ?, ?, ?, ?, ?)",
+                                  (*sensor, new, run, first, record[:20] + struct.pack("<q", new) + record[28:]))
+
+    def test_zz_a_long_list_is_loaded_as_one_scrolls(self):
+        """Behind the last."""
+        self.store_copies(24)
+        keys = self.service.keys("limit=500")
+        self.assertGreater(len(keys), 3 * PAGE)
+        self.open()
+        first = self.shown()
+        self.assertEqual(keys[:PAGE], first)
+        self.assertEqual(f"{PAGE} or more objects shown", self.find("#status").get_attribute("textContent"))
+        count = len(first)
+        while count < len(keys):
+            self.script("document.getElementById('sentinel').scrollIntoView()")
+            self.wait(lambda before=count: len(self.shown()) > before, "no more is loaded")
+            count = len(self.shown())
+        self.assertEqual(keys, self.shown())
+        self.assertEqual(f"{len(keys)} objects shown", self.find("#status").get_attribute("textContent"))
+
+        self.open("/?sort=latest")  # by keys
+        self.press(*"n" * PAGE)
+        self.wait(lambda: len(self.shown()) > PAGE, "no more is loaded")
+        self.press(*"n" * 2)
+        self.wait(lambda: self.script("return document.activeElement.dataset.key") == keys[::-1][PAGE + 1])
 
     # For everybody
 
