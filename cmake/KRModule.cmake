@@ -44,11 +44,12 @@ function(kr_precompile_test_headers name)
     <filesystem> <fstream> <map> <memory> <string> <thread> <vector> <gmock/gmock.h> <gtest/gtest.h>)
 endfunction()
 
-# kr_test(NAME SOURCES ... LIBRARIES ...): a GoogleTest program, each of its tests a ctest of its
+# kr_test(NAME SOURCES ... LIBRARIES ... [ALONE]): a GoogleTest program, each of its tests a ctest of its
 # own. Tests that wait in real time are in suites whose names end in "_Slow": they get the label
-# slow and start first, so that the others run beside them.
+# slow and start first, so that the others run beside them. ALONE: under a sanitizer, which makes all
+# slower, the tests do not run beside others.
 function(kr_test name)
-  cmake_parse_arguments(arg "" "" "SOURCES;LIBRARIES" ${ARGN})
+  cmake_parse_arguments(arg "ALONE" "" "SOURCES;LIBRARIES" ${ARGN})
   add_executable(${name} ${arg_SOURCES})
   target_link_libraries(${name} PRIVATE kr_warnings ${arg_LIBRARIES} GTest::gtest_main GTest::gmock)
   set(headers kr_test_headers)
@@ -63,12 +64,15 @@ function(kr_test name)
     target_precompile_headers(${name} REUSE_FROM ${headers})
     set_target_properties(${name} PROPERTIES PCH_WARN_INVALID OFF) # some have definitions of their own
   endif()
-  set(timeout 120)
+  set(properties TIMEOUT 120)
   if(KR_SANITIZE)
-    set(timeout 300)
+    set(properties TIMEOUT 300)
+    if(arg_ALONE)
+      list(APPEND properties RUN_SERIAL TRUE)
+    endif()
   endif()
   gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST TEST_FILTER "-*_Slow.*"
-                       PROPERTIES TIMEOUT ${timeout})
+                       PROPERTIES ${properties})
   gtest_discover_tests(${name} DISCOVERY_MODE PRE_TEST TEST_FILTER "*_Slow.*"
                        PROPERTIES TIMEOUT 300 LABELS slow COST 1000)
 endfunction()
@@ -96,7 +100,7 @@ endfunction()
 
 # kr_bench(NAME SOURCES ... LIBRARIES ...): a Google Benchmark program.
 function(kr_bench name)
-  cmake_parse_arguments(arg "" "" "SOURCES;LIBRARIES" ${ARGN})
+  cmake_parse_arguments(arg "ALONE" "" "SOURCES;LIBRARIES" ${ARGN})
   add_executable(${name} ${arg_SOURCES})
   target_link_libraries(${name} PRIVATE kr_warnings ${arg_LIBRARIES}
                         benchmark::benchmark_main)
