@@ -23,12 +23,15 @@ WINE_PACKAGES=(wine wine32:i386)
 # Another compiler for Windows, its linker and what makes import libraries: a host in C is made with them.
 C_HOST_PACKAGES=(clang-14 lld-14 llvm-14)
 
-# What the hosts in examples/video_search use: video and vision, the store, command line, page and
+# What the hosts in examples/video_search use: video and vision, the stores, command line, page and
 # service.
 EXAMPLE_PACKAGES=(libopencv-objdetect-dev libopencv-video-dev libopencv-imgcodecs-dev
                   libavformat-dev libavcodec-dev libavutil-dev libswscale-dev
                   libsqlite3-dev libsqlitecpp-dev libcli11-dev libkainjow-mustache-dev
-                  libcpp-httplib-dev libexpat1-dev pkg-config)
+                  libcpp-httplib-dev libexpat1-dev pkg-config libcurl4-openssl-dev)
+
+# The servers of a store on a cluster, for its tests, trials and the demo (setup/cluster.sh).
+CLUSTER_PACKAGES=(clickhouse-server clickhouse-client curl)
 
 # Clients of kr_serve, whom its tests and the demo bring together with it. gSOAP generates one: proof only,
 # nothing generated is shipped.

@@ -18,6 +18,8 @@
 #   checks            clang-format, clang-tidy, shellcheck
 #   wheels            Python, which makes wheels of what the library parts build
 #   demo              the recording that the demo analyses
+#   cluster           the servers of a store on a cluster, which setup/cluster.sh starts; the service
+#                     of their package is neither needed nor started
 #
 # Root (or sudo) is needed only for packages that are missing. What is built here lies in a
 # per-user cache outside the repository (setup/cache.sh).
@@ -135,6 +137,7 @@ packages_of() {
     coverage) list=("${LIBRARY_PACKAGES[@]}" "${TEST_PACKAGES[@]}" "${COVERAGE_PACKAGES[@]}") ;;
     checks) list=("${CHECK_PACKAGES[@]}") ;;
     wheels) list=("${WHEEL_PACKAGES[@]}") ;;
+    cluster) list=("${CLUSTER_PACKAGES[@]}") ;;
     demo) return 0 ;;
     *)
         echo "setup: unknown part '$1'; the beginning of $0 lists them" >&2
