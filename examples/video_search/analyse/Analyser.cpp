@@ -6,7 +6,7 @@
 
 namespace video_search {
 
-Analyser::Analyser(Host& host, Store& store, const std::vector<Job>& jobs)
+Analyser::Analyser(Host& host, Object_Store& store, const std::vector<Job>& jobs)
     : KR_Component_Base("analyser"), host_(host), store_(store), jobs_(jobs),
       progress_([this] { return status(); })
 {

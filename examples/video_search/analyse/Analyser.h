@@ -5,7 +5,7 @@
 /// store; the reactor's thread shows the progress.
 ///
 ///     Video video(path);                    // first, so that bad input leaves no store behind
-///     Store store(path, Store::Access::write);
+///     Store store(path, Store::Access::write); // or another Object_Store
 ///     Analyser analyser(host, store, {{&video, settings}});
 ///     const bool has_run = host.run(analyser);
 ///     const Analysis analysis = analyser.result(0); // throws what went wrong
@@ -16,7 +16,7 @@
 /// host.run() has returned. Sources and store belong to the component's threads while it runs.
 
 #include "../host/Host.h"
-#include "../store/Store.h"
+#include "../store/Object_Store.h"
 #include "Progress.h"
 #include "Shared_Store.h"
 #include "Worker.h"
@@ -41,7 +41,7 @@ class Analyser final : public KR_Component_Base {
 public:
     /// jobs  at least one; the run of the first is the host's. Their sources must live as long as
     ///       the component, and so must host and store
-    Analyser(Host& host, Store& store, const std::vector<Job>& jobs);
+    Analyser(Host& host, Object_Store& store, const std::vector<Job>& jobs);
     ~Analyser() override;
 
     /// How far all of them are together.

@@ -70,7 +70,7 @@ void add_inputs(CLI::App& app, Texts& texts)
 
 void add_files(CLI::App& app, Command_Line& line)
 {
-    app.add_option("--store", line.store, "The store; made when it is missing")
+    app.add_option("--store", line.store, "The store, or clickhouse://...; made when it is missing")
         ->type_name("FILE")
         ->required();
     app.add_option("--logs", line.logs, "Folder of the log files; made when it is missing")

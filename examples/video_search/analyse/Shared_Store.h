@@ -6,7 +6,7 @@
 /// Threads: any. A thread that waits longer than 10 seconds for another is told of in the log
 /// (KR_GUARD).
 
-#include "../store/Store.h"
+#include "../store/Object_Store.h"
 
 #include <KRCommon/frame/Mutex.h>
 
@@ -15,7 +15,7 @@ namespace video_search {
 class Shared_Store {
 public:
     /// store  must live as long
-    explicit Shared_Store(Store& store) : store_(store) {}
+    explicit Shared_Store(Object_Store& store) : store_(store) {}
 
     /// Calls the function with the store, and gives what it gives.
     template <class Function>
@@ -27,7 +27,7 @@ public:
 
 private:
     KR_Mutex_Ex<ACE_Process_Mutex> mutex_;
-    Store& store_;
+    Object_Store& store_;
 };
 
 } // namespace video_search

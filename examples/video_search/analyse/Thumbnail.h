@@ -5,7 +5,7 @@
 ///
 /// Threads: one at a time. Failure: Failure (Host.h) where a picture cannot be encoded.
 
-#include "../store/Store.h"
+#include "../store/Object_Store.h"
 
 #include <opencv2/core/mat.hpp>
 

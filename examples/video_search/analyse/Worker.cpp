@@ -174,7 +174,7 @@ void Worker::put_recording()
 {
     Recording& recording = analysis_.recording;
     recording.end = last_put_ = source_.end();
-    store_.use([&](Store& store) { store.put(recording); });
+    store_.use([&](Object_Store& store) { store.put(recording); });
 }
 
 void Worker::store(std::vector<KR_ObjectBase> objects)
@@ -186,7 +186,7 @@ void Worker::store(std::vector<KR_ObjectBase> objects)
             fit(object, settings_.budget);
         }
         const ProfileHelperBlock block(&profile_, "store");
-        store_.use([&](Store& store) { // the id stays free until it is taken
+        store_.use([&](Object_Store& store) { // the id stays free until it is taken
             object.ObjectId = store.next_object_id(object.SensorId);
             store.add(analysis_.recording.run, object, encode(object, settings_.budget));
         });
@@ -210,7 +210,7 @@ void Worker::store_scene_picture(const Frame& frame)
         return;
     const ProfileHelperBlock block(&profile_, "store");
     const Picture picture{frame.time, to_jpeg(frame.picture, width)};
-    store_.use([&](Store& store) { store.add(analysis_.recording.run, picture); });
+    store_.use([&](Object_Store& store) { store.add(analysis_.recording.run, picture); });
     ++scene_pictures_;
     next_scene_picture_ = step * (std::floor(now / step) + 1); // none for what a gap has left out
 }

@@ -6,7 +6,7 @@
 
 #include "../host/Host.h"
 #include "../host/Program.h"
-#include "../store/Store.h"
+#include "../store/Object_Store.h"
 #include "Analyser.h"
 #include "Camera.h"
 #include "Command_Line.h"
@@ -16,6 +16,7 @@
 #include <KRCommon/util/Time_Text.h>
 
 #include <chrono>
+#include <cstddef>
 #include <cstdio>
 #include <exception>
 #include <iostream>
@@ -123,13 +124,20 @@ int analyse(Host& host, const Command_Line& line)
         sources.push_back(make_source(input, line));
         jobs.push_back({sources.back().get(), input.settings});
     }
-    Store store(line.store, Store::Access::write);
-    Analyser analyser(host, store, jobs);
+    const std::unique_ptr<Object_Store> store =
+        open_store(line.store, Object_Store::Access::write, line.logs);
+    Analyser analyser(host, *store, jobs);
     const Clock::time_point begin = Clock::now();
     const bool has_run = host.run(analyser);
     const double seconds = std::chrono::duration<double>(Clock::now() - begin).count();
     if (!has_run)
         throw Failure("the analysis could not be started or stopped; the log tells more");
+    if (const std::size_t waiting = store->flush(); waiting > 0)
+        std::fprintf(
+            stderr,
+            "kr_analyse: the store has not taken all yet; what waits for it, %zu additions, "
+            "comes with the next start\n",
+            waiting);
     return report(analyser, seconds, line);
 }
 

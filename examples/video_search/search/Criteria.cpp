@@ -24,6 +24,7 @@ Filter filter_of(const Criteria& criteria)
     filter.to = to_time(criteria);
     filter.hours = criteria.hours;
     filter.sensors = criteria.sensors;
+    filter.detector = ns__DetectorType__value_1; // as is_match() does
     filter.object_class = criteria.object_class;
     filter.min_score = criteria.min_score;
     filter.min_duration = criteria.min_duration;

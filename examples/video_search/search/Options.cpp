@@ -1,6 +1,7 @@
 #include "Options.h"
 
 #include "../host/Program.h"
+#include "../store/Object_Store.h"
 #include "Color_Names.h"
 #include "Criteria_Texts.h"
 
@@ -14,7 +15,11 @@ namespace {
 
 void add_files(CLI::App& app, Options& options)
 {
-    app.add_option("--store", options.store, "The store to search")->type_name("FILE")->required();
+    app.add_option("--store", options.store, "The store to search, or clickhouse://...")
+        ->type_name("FILE")
+        ->required();
+    app.add_flag("--strict", options.is_strict,
+                 "Fail when a part of the store does not answer; else what it has is left out");
     app.add_option("--logs", options.logs, "Folder of the log files; that of the store at first")
         ->type_name("DIR");
     app.add_option("--html", options.html, "Write the hits as a page too")->type_name("FILE");
@@ -110,7 +115,7 @@ std::optional<Options> parse_options(int argc, const char* const* argv, const st
         return std::nullopt;
     options.criteria = criteria_of(texts);
     if (options.logs.empty())
-        options.logs = folder_of(options.store);
+        options.logs = is_cluster(options.store) ? "." : folder_of(options.store);
     return options;
 }
 

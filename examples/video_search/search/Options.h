@@ -13,11 +13,12 @@ namespace video_search {
 
 struct Options {
     std::string store;
-    std::string logs;  ///< folder
-    std::string html;  ///< page to write; empty for none
-    std::string csv;   ///< file to write (Export.h); empty for none
-    std::string json;  ///< file to write (Export.h); empty for none
-    std::string title; ///< of the page; empty for the usual one
+    std::string logs;       ///< folder
+    std::string html;       ///< page to write; empty for none
+    std::string csv;        ///< file to write (Export.h); empty for none
+    std::string json;       ///< file to write (Export.h); empty for none
+    bool is_strict = false; ///< whether a search that is not whole fails
+    std::string title;      ///< of the page; empty for the usual one
     Criteria criteria;
 };
 

@@ -4,7 +4,7 @@
 /// The search itself: from records to hits. Threads: no state beside what is passed.
 
 #include "../store/Object_Source.h"
-#include "../store/Store.h"
+#include "../store/Object_Store.h"
 #include "Criteria.h"
 
 #include <KRCommon/frame/ProfileHelper.h>
@@ -61,6 +61,7 @@ struct Result {
     bool has_all_matches = true; ///< else there are more of them: the search ended at its limit
     std::size_t objects = 0;     ///< first seen in the time that was asked for
     std::size_t damaged = 0;     ///< records that are not whole; each has an error line
+    std::vector<std::string> unanswered; ///< parts of the store whose objects are missing
 };
 
 /// The shares of the named colours: mean over the instances that have colours of the area that

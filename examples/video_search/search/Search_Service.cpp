@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <memory>
 #include <system_error>
 #include <utility>
 #include <vector>
@@ -90,6 +91,12 @@ void log(const Page& page)
            hits == 1 ? "hit" : "hits", summary_of(page.result));
 }
 
+void check_strict(const Options& options, const Result& result)
+{
+    if (options.is_strict && !result.unanswered.empty())
+        throw Failure("the search is not whole: " + result.unanswered.front());
+}
+
 // What is not shown is not filled.
 Criteria shown_by(const Options& options)
 {
@@ -109,18 +116,21 @@ std::optional<Page> Search_Service::find()
     upgrade(options_.store, host_.profile(), [this] { return is_stopped(); });
     if (is_stopped())
         return std::nullopt;
-    Store store(options_.store, Store::Access::read);
+    const std::unique_ptr<Object_Store> store =
+        open_store(options_.store, Object_Store::Access::read);
     Page page;
     page.title = options_.title;
     page.run = host_.run_id();
     page.criteria = options_.criteria;
     page.result =
-        search(store, shown_by(options_), host_.profile(), [this] { return is_stopped(); });
+        search(*store, shown_by(options_), host_.profile(), [this] { return is_stopped(); });
+    page.result.unanswered = store->unanswered();
     if (is_stopped())
         return std::nullopt;
+    check_strict(options_, page.result);
     log(page);
     if (!options_.html.empty())
-        page.scenes = scenes(store, page.result);
+        page.scenes = scenes(*store, page.result);
     return page;
 }
 
@@ -137,7 +147,7 @@ bool is_of_interest(const Recording& recording, const Criteria& criteria, const 
 
 } // namespace
 
-std::vector<Scene> Search_Service::scenes(Store& store, const Result& result)
+std::vector<Scene> Search_Service::scenes(Object_Store& store, const Result& result)
 {
     const ProfileHelperBlock block(&host_.profile(), "query");
     std::vector<Scene> scenes;

@@ -39,7 +39,7 @@ private:
 
     void work() noexcept;
     std::optional<Page> find();
-    std::vector<Scene> scenes(Store& store, const Result& result);
+    std::vector<Scene> scenes(Object_Store& store, const Result& result);
     void write(const Page& page);
     void share(std::optional<Result> result, std::exception_ptr failure);
     bool is_stopped() const noexcept;

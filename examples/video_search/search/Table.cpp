@@ -103,6 +103,8 @@ std::string summary_of(const Result& result)
     if (result.damaged > 0)
         text += ", " + std::to_string(result.damaged) +
                 (result.damaged == 1 ? " damaged record left out" : " damaged records left out");
+    for (const std::string& part : result.unanswered)
+        text += "; without " + part;
     return text;
 }
 

@@ -3,7 +3,7 @@
 /// \file
 /// Where things stand on the time line of a recording. Threads: no state.
 
-#include "../store/Store.h"
+#include "../store/Object_Store.h"
 
 #include <ace/Time_Value.h>
 

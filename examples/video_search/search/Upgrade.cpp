@@ -1,7 +1,7 @@
 #include "Upgrade.h"
 
 #include "../host/Host.h"
-#include "../store/Store.h"
+#include "../store/Object_Store.h"
 #include "Index_Progress.h"
 
 #include <KRCommon/frame/Log.h>
@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <cstdio>
 #include <filesystem>
+#include <memory>
 #include <system_error>
 
 namespace video_search {
@@ -27,20 +28,20 @@ void log_no_upgrade(const Failure& failure)
 void check_exists(const std::string& store)
 {
     std::error_code ignored;
-    if (!std::filesystem::exists(to_path(store), ignored))
+    if (!is_cluster(store) && !std::filesystem::exists(to_path(store), ignored))
         throw Failure("there is no store '" + store + "'");
 }
 
 void upgrade(const std::string& store, ProfileHelper& profile,
              const std::function<bool()>& is_stopped)
 {
-    if (Store(store, Store::Access::read).is_indexed())
+    if (open_store(store, Object_Store::Access::read)->is_indexed())
         return;
     const ProfileHelperBlock block(&profile, "index");
     Index_Progress progress(stderr);
     try {
-        Store file(store, Store::Access::write);
-        const bool is_done = file.index([&](std::size_t done, std::size_t total) {
+        const std::unique_ptr<Object_Store> file = open_store(store, Object_Store::Access::write);
+        const bool is_done = file->index([&](std::size_t done, std::size_t total) {
             progress.show(done, total);
             return !is_stopped();
         });

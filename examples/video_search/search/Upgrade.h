@@ -10,8 +10,8 @@
 
 namespace video_search {
 
-/// Failure where there is no such store. Asked before a host makes its log, whose folder is not to be made
-/// for a store that does not exist.
+/// Failure where there is no such file; a cluster is asked when it is opened. Asked before a host makes
+/// its log, whose folder is not to be made for a store that does not exist.
 void check_exists(const std::string& store);
 
 /// Gives the store its index where it has none, of an earlier version say, with a progress bar on

@@ -8,7 +8,7 @@
 /// same time; the others wait for a while, then fail as busy.
 
 #include "../host/Host.h"
-#include "../store/Store.h"
+#include "../store/Object_Store.h"
 
 #include <ace/Time_Value.h>
 

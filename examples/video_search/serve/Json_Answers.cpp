@@ -119,11 +119,21 @@ std::string json_of(const Hit_Page& page, std::size_t path_points,
                     std::chrono::milliseconds duration)
 {
     const auto object = [&](const Hit& hit) { return json_of(hit, path_points); };
+    const std::string objects = array_of(page.hits, object);
+    const std::string next = page.next ? quoted(*page.next) : "null";
+    const std::string milliseconds = std::to_string(duration.count());
+    if (page.unanswered.empty())
+        return json_object({{"schema_version", version},
+                            {"objects", objects},
+                            {"next", next},
+                            {"complete", flag(!page.next)},
+                            {"milliseconds", milliseconds}});
     return json_object({{"schema_version", version},
-                        {"objects", array_of(page.hits, object)},
-                        {"next", page.next ? quoted(*page.next) : "null"},
-                        {"complete", flag(!page.next)},
-                        {"milliseconds", std::to_string(duration.count())}});
+                        {"objects", objects},
+                        {"next", next},
+                        {"complete", flag(false)},
+                        {"unanswered", array_of(page.unanswered, quoted)},
+                        {"milliseconds", milliseconds}});
 }
 
 std::string json_of(const Density_Request& request, const std::vector<std::size_t>& counts)

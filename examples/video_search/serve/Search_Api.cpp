@@ -46,6 +46,14 @@ private:
 
 namespace {
 
+// Without where they are and what is wrong there, which is no client's affair.
+std::vector<std::string> names_of(std::vector<std::string> parts)
+{
+    for (std::string& part : parts)
+        part.resize(std::min(part.size(), part.find(" (")));
+    return parts;
+}
+
 // A page does not tell how many objects were looked at; to count them is a sixth of a short search.
 class Uncounted final : public Object_Source {
 public:
@@ -79,6 +87,7 @@ Hit_Page Search_Api::search(const Search_Request& request)
     deadline.check();
     Hit_Page page;
     page.hits = std::move(result.hits);
+    page.unanswered = names_of(store->unanswered());
     if (!page.hits.empty() && (!result.has_all_matches || result.matches > page.hits.size()))
         page.next = to_text(cursor_of(page.hits.back()), request.criteria);
     return page;
@@ -105,7 +114,8 @@ std::vector<std::size_t> Search_Api::density(const Density_Request& request)
     return matching_density(*store, request, deadline);
 }
 
-std::vector<std::size_t> Search_Api::matching_density(Store& store, const Density_Request& request,
+std::vector<std::size_t> Search_Api::matching_density(Object_Store& store,
+                                                      const Density_Request& request,
                                                       const Deadline& deadline)
 {
     const Criteria& criteria = request.criteria;
@@ -126,7 +136,7 @@ std::vector<std::size_t> Search_Api::matching_density(Store& store, const Densit
 }
 
 // Only what is new is counted. Whoever removes objects restarts the service.
-std::map<std::string, std::size_t> Search_Api::object_counts(Store& store)
+std::map<std::string, std::size_t> Search_Api::object_counts(Object_Store& store)
 {
     const std::lock_guard<std::mutex> lock(counts_mutex_);
     const std::int64_t last = store.last_row();
@@ -151,7 +161,7 @@ std::vector<Counted_Recording> Search_Api::recordings()
 
 namespace {
 
-std::optional<Recording> find_recording(Store& store, const std::string& run)
+std::optional<Recording> find_recording(Object_Store& store, const std::string& run)
 {
     std::vector<Recording> all = store.recordings();
     const auto found = std::find_if(all.begin(), all.end(),
@@ -172,7 +182,7 @@ Recording Search_Api::recording(const std::string& run)
 
 namespace {
 
-Stored_Record find_record(Store& store, const ns__SensorId& sensor, std::uint64_t id)
+Stored_Record find_record(Object_Store& store, const ns__SensorId& sensor, std::uint64_t id)
 {
     std::optional<Stored_Record> record = store.find(sensor, id);
     if (!record)

@@ -27,6 +27,8 @@ namespace video_search {
 struct Hit_Page {
     std::vector<Hit> hits;
     std::optional<std::string> next; ///< the cursor of the next page; none behind the last
+    std::vector<std::string>
+        unanswered; ///< parts of the store whose objects are missing: "shard 2"
 };
 
 struct Counted_Recording {
@@ -74,8 +76,8 @@ private:
     class Deadline;
 
     Stored_Record record_of(const ns__SensorId& sensor, std::uint64_t id);
-    std::map<std::string, std::size_t> object_counts(Store& store);
-    std::vector<std::size_t> matching_density(Store& store, const Density_Request& request,
+    std::map<std::string, std::size_t> object_counts(Object_Store& store);
+    std::vector<std::size_t> matching_density(Object_Store& store, const Density_Request& request,
                                               const Deadline& deadline);
 
     const Limits limits_;

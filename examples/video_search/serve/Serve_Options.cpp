@@ -13,7 +13,9 @@ std::optional<Serve_Options> parse_serve_options(int argc, const char* const* ar
     Serve_Options options;
     CLI::App app{"Serves the objects of a store: a web page, JSON and SOAP.", "kr_serve"};
     app.set_version_flag("--version", "kr_serve " + version);
-    app.add_option("--store", options.store, "The store to search")->type_name("FILE")->required();
+    app.add_option("--store", options.store, "The store to search, or clickhouse://...")
+        ->type_name("FILE")
+        ->required();
     app.add_option("--logs", options.logs, "Folder of the log files")->type_name("DIR")->required();
     app.add_option("--port", options.port, "To listen on; 8080 at first, 0 for any free one")
         ->type_name("N")

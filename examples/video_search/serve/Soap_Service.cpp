@@ -176,7 +176,7 @@ std::string Soap_Service::search(const Xml_Element& operation)
         xml += xml_of(hit);
     if (page.next)
         xml += xml_element("next", xml_text(*page.next));
-    return xml + xml_element("complete", page.next ? "false" : "true");
+    return xml + xml_element("complete", page.next || !page.unanswered.empty() ? "false" : "true");
 }
 
 namespace {

@@ -9,7 +9,7 @@ namespace video_search {
 Store_Pool::Store_Pool(std::string path, std::size_t most) : path_(std::move(path)), unopened_(most)
 {
     free_.reserve(most); // giving back needs no memory
-    free_.push_back(std::make_unique<Store>(path_, Store::Access::read));
+    free_.push_back(open_store(path_, Object_Store::Access::read));
     --unopened_;
 }
 
@@ -39,7 +39,7 @@ Store_Pool::Lease Store_Pool::lend(std::chrono::steady_clock::time_point deadlin
     std::unique_lock<std::mutex> lock(mutex_);
     wait_for_turn(lock, deadline);
     if (!free_.empty()) {
-        std::unique_ptr<Store> store = std::move(free_.back());
+        std::unique_ptr<Object_Store> store = std::move(free_.back());
         free_.pop_back();
         tell_next();
         return {*this, std::move(store)};
@@ -48,7 +48,7 @@ Store_Pool::Lease Store_Pool::lend(std::chrono::steady_clock::time_point deadlin
     tell_next();
     lock.unlock();
     try {
-        return {*this, std::make_unique<Store>(path_, Store::Access::read)};
+        return {*this, open_store(path_, Object_Store::Access::read)};
     } catch (...) {
         lock.lock();
         ++unopened_;
@@ -57,7 +57,7 @@ Store_Pool::Lease Store_Pool::lend(std::chrono::steady_clock::time_point deadlin
     }
 }
 
-void Store_Pool::give_back(std::unique_ptr<Store> store)
+void Store_Pool::give_back(std::unique_ptr<Object_Store> store)
 {
     const std::lock_guard<std::mutex> lock(mutex_);
     free_.push_back(std::move(store));

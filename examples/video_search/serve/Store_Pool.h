@@ -6,7 +6,7 @@
 ///
 /// Threads: all functions may be called from any.
 
-#include "store/Store.h"
+#include "store/Object_Store.h"
 
 #include <chrono>
 #include <condition_variable>
@@ -27,19 +27,19 @@ public:
     /// A store for as long as this lives.
     class Lease {
     public:
-        Lease(Store_Pool& pool, std::unique_ptr<Store> store)
+        Lease(Store_Pool& pool, std::unique_ptr<Object_Store> store)
             : pool_(pool), store_(std::move(store))
         {
         }
         ~Lease() { pool_.give_back(std::move(store_)); }
         Lease(const Lease&) = delete;
         Lease& operator=(const Lease&) = delete;
-        Store& operator*() const noexcept { return *store_; }
-        Store* operator->() const noexcept { return store_.get(); }
+        Object_Store& operator*() const noexcept { return *store_; }
+        Object_Store* operator->() const noexcept { return store_.get(); }
 
     private:
         Store_Pool& pool_;
-        std::unique_ptr<Store> store_;
+        std::unique_ptr<Object_Store> store_;
     };
 
     /// Throws Api_Error with status 503 when no store is free until the deadline, and Failure.
@@ -53,12 +53,12 @@ private:
     void wait_for_turn(std::unique_lock<std::mutex>& lock,
                        std::chrono::steady_clock::time_point deadline);
     void tell_next();
-    void give_back(std::unique_ptr<Store> store);
+    void give_back(std::unique_ptr<Object_Store> store);
 
     const std::string path_;
     std::mutex mutex_;          // guards the next three
     std::list<Waiter> waiting_; // in the order of their turns
-    std::vector<std::unique_ptr<Store>> free_;
+    std::vector<std::unique_ptr<Object_Store>> free_;
     std::size_t unopened_;
 };
 

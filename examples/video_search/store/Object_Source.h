@@ -53,6 +53,7 @@ struct Filter {
     ACE_Time_Value to;   ///< first seen at this time or earlier
     std::optional<Hours> hours;
     std::vector<ns__SensorId> sensors; ///< one of these; all when empty
+    std::optional<ns__DetectorType> detector;
 
     /// 0.0-1.0, for the score of the class, else for the best of the three. unknown is no class.
     float min_score = 0.0F;

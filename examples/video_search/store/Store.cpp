@@ -538,7 +538,8 @@ Bytes copy_of(const KR_Object_View& record)
 
 } // namespace
 
-std::vector<Stored_Record> Store::select(const ACE_Time_Value& from, const ACE_Time_Value& to)
+std::vector<Stored_Record> Object_Store::select(const ACE_Time_Value& from,
+                                                const ACE_Time_Value& to)
 {
     Filter filter;
     filter.from = from;

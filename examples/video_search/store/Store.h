@@ -22,15 +22,9 @@
 /// Failure: each operation throws Failure (Host.h) with a sentence that names the file and says what
 /// is wrong; the file is then as it was before the operation.
 
-#include "Object_Source.h"
-
-#include <KRCommon/objects/Object_View.h>
-#include <KRCommon/objects/Objects.h>
-
-#include <ace/Time_Value.h>
+#include "Object_Store.h"
 
 #include <cstdint>
-#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -43,64 +37,12 @@ class Database;
 
 namespace video_search {
 
-using Bytes = std::vector<unsigned char>;
-
-/// One analysis of one recording.
-struct Recording {
-    std::string run;   ///< GUID of the run that analysed it
-    std::string video; ///< the file as it was given
-    ns__SensorId sensor;
-    ACE_Time_Value start; ///< time of the first frame
-    ACE_Time_Value end;   ///< time after the last frame that was analysed
-    int width = 0;        ///< pixels; boxes of objects are in pixels too
-    int height = 0;
-    int frames = 0;    ///< analysed
-    std::string state; ///< "running", "complete", "stopped" (Ctrl-C), "truncated", "failed"
-    Bytes background;  ///< JPEG of the scene without moving objects; may be empty
-};
-
-/// A picture of the whole scene, for the time line.
-struct Picture {
-    ACE_Time_Value time;
-    Bytes jpeg;
-};
-
-/// A record as it lies in the store.
-struct Stored_Record {
-    std::string run; ///< of the recording
-    std::uint64_t object_id = 0;
-    Bytes record;
-};
-
-/// An object as it was stored.
-struct Stored_Row {
-    std::int64_t number = 0; ///< above 0; that of a later one is higher
-    Stored_Record stored;
-};
-
-/// The part of the time from `from` to `to` that a time between them falls into, 0 for the first;
-/// `to` itself is in the last. Microseconds.
-[[nodiscard]] std::size_t bucket_of(std::int64_t time, std::int64_t from, std::int64_t to,
-                                    std::size_t buckets) noexcept;
-
-/// The record of an object, its instance list limited to so many bytes (KR_ObjectBase::serialize).
-/// An instance may have up to 127 colours.
-[[nodiscard]] Bytes encode(const KR_ObjectBase& object, unsigned budget);
-
-/// The object of a record. Nothing for bytes that are no whole record of an object with at least
-/// one instance, from the first byte to the last. Values are not looked at.
-[[nodiscard]] std::optional<KR_ObjectBase> decode(const Bytes& record);
-
-class Store final : public Object_Source {
+class Store final : public Object_Store {
 public:
-    enum class Access {
-        read,  ///< the file must exist; adding and index() fail
-        write, ///< the file is made when it is missing, in a folder that exists; it may be empty
-    };
-
     /// Opens a store. Failure for a file that is no store of this program (another SQLite database
     /// or no database at all), for one of a later version, for one that is cut short, and where the
     /// file cannot be opened or, with Access::write, not be written. A file of others is left alone.
+    /// With Access::write the file is made when it is missing, in a folder that exists; it may be empty.
     ///
     /// path  as to_path() (Host.h) takes it
     Store(const std::string& path, Access access);
@@ -108,48 +50,44 @@ public:
 
     /// A number above those of all objects of the sensor in the store; 1 for the first. Failure when
     /// the last one, 2^63-1, is taken.
-    std::uint64_t next_object_id(const ns__SensorId& sensor);
+    std::uint64_t next_object_id(const ns__SensorId& sensor) override;
 
     /// Adds a recording, or replaces the one of the same run.
-    void put(const Recording& recording);
+    void put(const Recording& recording) override;
     /// A second picture of the same run and time is a Failure.
-    void add(const std::string& run, const Picture& picture);
+    void add(const std::string& run, const Picture& picture) override;
     /// object gives the sensor, the id and the first-seen time; record is its encoded form. A second
     /// object of the same sensor and id is a Failure, and so is an id above 2^63-1.
-    void add(const std::string& run, const KR_ObjectBase& object, const Bytes& record);
+    void add(const std::string& run, const KR_ObjectBase& object, const Bytes& record) override;
 
     /// In the order of their start, then of their run.
-    std::vector<Recording> recordings();
+    std::vector<Recording> recordings() override;
     /// In time order.
-    std::vector<Picture> pictures(const std::string& run);
+    std::vector<Picture> pictures(const std::string& run) override;
     /// From the traits, when each object has them, else in time order from all records of the time,
     /// the sensors and the hours. Colours are left to the record where the traits are of a classifier
     /// with other presets. By duration the longest are sought first: that grows with what is shown and
     /// passed over, until some thousand have been passed over and the rest is sorted. Nothing is copied. Other processes cannot write until it has returned.
     void visit(const Filter& filter, const Visitor& visitor) override;
     std::size_t count(const ACE_Time_Value& from, const ACE_Time_Value& to) override;
-    /// Copies of the records first seen from `from` to `to`, in time order.
-    std::vector<Stored_Record> select(const ACE_Time_Value& from, const ACE_Time_Value& to);
 
     /// The record of one object, if there is one.
-    std::optional<Stored_Record> find(const ns__SensorId& sensor, std::uint64_t object_id);
+    std::optional<Stored_Record> find(const ns__SensorId& sensor, std::uint64_t object_id) override;
     /// The number of the last row of objects: 0 for none. Later objects have higher numbers.
-    std::int64_t last_row();
+    std::int64_t last_row() override;
     /// The first so many of the objects that were stored behind a row, in the order of storing.
-    std::vector<Stored_Row> rows_after(std::int64_t row, std::size_t most);
+    std::vector<Stored_Row> rows_after(std::int64_t row, std::size_t most) override;
     /// How many objects each recording has, by its run, of those behind one row up to another.
-    std::map<std::string, std::size_t> counts_between(std::int64_t row, std::int64_t last_row);
+    std::map<std::string, std::size_t> counts_between(std::int64_t row,
+                                                      std::int64_t last_row) override;
     /// Of the objects first seen from `from` on, how many fall into each of so many equal parts of
     /// the time up to `to`, which is later. Costs a walk over the index of these objects.
     std::vector<std::size_t> density(const ACE_Time_Value& from, const ACE_Time_Value& to,
-                                     std::size_t buckets);
+                                     std::size_t buckets) override;
 
     /// Whether each object has its traits, of a classifier with this process' presets, and the traits
     /// have all their indexes.
-    bool is_indexed();
-
-    /// Told how many objects of how many have their traits; says whether to go on.
-    using Progress = std::function<bool(std::size_t done, std::size_t total)>;
+    bool is_indexed() override;
 
     /// Gives each object its traits where it has none yet, some at a time and each time in a
     /// transaction: what was done stays done when this ends early, by a Failure, by `progress` or by
@@ -157,7 +95,7 @@ public:
     /// a classifier with other presets, and those without an index of durations, are made anew.
     ///
     /// returns  whether all are done
-    bool index(const Progress& progress);
+    bool index(const Progress& progress) override;
 
 private:
     bool index_some(std::int64_t& last_row);

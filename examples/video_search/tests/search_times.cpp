@@ -1,4 +1,4 @@
-// search_times FILE...: how long searches take in stores that make_store has made, in milliseconds:
+// search_times STORE...: how long searches take in stores that make_store has made, in milliseconds:
 // the medians of nine, after one to warm up, with what a line of a table shows and with all there is.
 // In brackets the processor's time, which tells more on a busy machine (not on Windows: it is the same).
 // Makes the index first where there is none, and tells how long that took and how large the file was
@@ -6,6 +6,7 @@
 
 #include "search/Color_Names.h"
 #include "search/Query.h"
+#include "store/Store.h"
 
 #include <KRCommon/util/Time_Text.h>
 
@@ -15,6 +16,7 @@
 #include <ctime>
 #include <exception>
 #include <filesystem>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -29,7 +31,7 @@ double milliseconds_since(Clock::time_point begin)
     return std::chrono::duration<double, std::milli>(Clock::now() - begin).count();
 }
 
-std::size_t objects_in(Store& store)
+std::size_t objects_in(Object_Store& store)
 {
     const Criteria everything;
     return store.count(from_time(everything), to_time(everything));
@@ -92,6 +94,11 @@ std::vector<Search> searches()
         rare.order = Order::latest;
         rare.limit = 20;
     }
+    {
+        Criteria& none = add("vehicles in all", {}); // there are none
+        none.object_class = ns__ObjectClass__vehicle;
+        none.min_score = 0.5F;
+    }
     const auto add_longest = [&](const char* name, const Criteria& criteria) -> Criteria& {
         Criteria& longest = add(name, criteria);
         longest.order = Order::duration;
@@ -121,7 +128,7 @@ struct Times {
     std::size_t hits = 0;
 };
 
-Times times_of(Store& store, const Criteria& criteria, ProfileHelper& profile)
+Times times_of(Object_Store& store, const Criteria& criteria, ProfileHelper& profile)
 {
     constexpr int repetitions = 9;
     std::vector<double> wall;
@@ -144,15 +151,16 @@ Times times_of(Store& store, const Criteria& criteria, ProfileHelper& profile)
 
 void measure(const std::string& file)
 {
-    ProfileHelper profile(3600, file + ".profile");
-    Store store(file, Store::Access::read);
-    std::printf("%s: %zu objects\n    line                 all\n", file.c_str(), objects_in(store));
+    ProfileHelper profile(3600, is_cluster(file) ? "search_times.profile" : file + ".profile");
+    const std::unique_ptr<Object_Store> store = open_store(file, Object_Store::Access::read);
+    std::printf("%s: %zu objects\n    line                 all\n", file.c_str(),
+                objects_in(*store));
     for (const Search& each : searches()) {
         Criteria line = each.criteria;
         line.window = 0;
         line.detail = Detail::line;
-        const Times of_line = times_of(store, line, profile);
-        const Times of_all = times_of(store, each.criteria, profile);
+        const Times of_line = times_of(*store, line, profile);
+        const Times of_all = times_of(*store, each.criteria, profile);
         std::printf("%8.2f [%7.2f] %8.2f [%7.2f]  %-34s %6zu hits\n", of_line.wall,
                     of_line.processor, of_all.wall, of_all.processor, each.name, of_all.hits);
         std::fflush(stdout);
@@ -165,7 +173,8 @@ int main(int argc, char** argv)
 {
     try {
         for (int k = 1; k < argc; ++k) {
-            make_index(argv[k]);
+            if (!is_cluster(argv[k]))
+                make_index(argv[k]);
             measure(argv[k]);
         }
     } catch (const std::exception& error) {

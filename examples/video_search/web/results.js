@@ -94,7 +94,8 @@ function take(answer) {
   cursor = answer.next;
   is_complete = !answer.next;
   list.append(...answer.objects.map(card));
-  say(by_id("status"), `${objects.length}${is_complete ? "" : " or more"} objects shown`);
+  say(by_id("status"), `${objects.length}${is_complete ? "" : " or more"} objects shown` +
+    (answer.unanswered ? `, without ${answer.unanswered.join(", ")}` : ""));
   show_count();
 }
 
