@@ -64,6 +64,17 @@ TEST(Search_Options, LogsGoToTheWorkingFolderWhenTheStoreIsThere)
     EXPECT_EQ(parsed({"--store", "a.db", "--logs", "elsewhere"})->logs, "elsewhere");
 }
 
+TEST(Search_Options, LogsGoToTheWorkingFolderForACluster)
+{
+    EXPECT_EQ(parsed({"--store", "clickhouse://one:8123/kr?cluster=a"})->logs, ".");
+}
+
+TEST(Search_Options, WholeAnswersAloneMustBeAskedFor)
+{
+    EXPECT_FALSE(options_of({}).is_strict);
+    EXPECT_TRUE(options_of({"--strict"}).is_strict);
+}
+
 TEST(Search_Options, EveryOptionIsTakenOver)
 {
     const Options options = options_of({"--from",         "2024/03/05 07:08:09",

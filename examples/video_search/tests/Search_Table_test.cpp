@@ -79,6 +79,14 @@ TEST(Search_Table, SummaryTellsOfTheLimitAndOfDamage)
     EXPECT_EQ(summary_of(result), "0 of 1 object matches");
 }
 
+TEST(Search_Table, NamesThePartsOfTheStoreThatDidNotAnswer)
+{
+    Result result;
+    result.unanswered = {"shard 1 (a:1): timed out", "shard 3 (c:3): HTTP 500"};
+    EXPECT_EQ(summary_of(result), "0 of 0 objects match; without shard 1 (a:1): timed out; without "
+                                  "shard 3 (c:3): HTTP 500");
+}
+
 TEST(Search_Criteria, AreToldInWords)
 {
     using Words = std::vector<std::string>;

@@ -5,6 +5,7 @@
 #include "serve/Api_Error.h"
 #include "serve/Client_Stream.h"
 #include "serve/Cursor.h"
+#include "serve/Json_Answers.h"
 #include "serve/Query_Text.h"
 #include "serve/Routes.h"
 #include "serve/Search_Request.h"
@@ -59,6 +60,18 @@ std::string search_error(const std::string& query)
 }
 
 } // namespace
+
+TEST(JsonAnswers, APageNamesThePartsOfTheStoreThatDidNotAnswerIfThereAreAny)
+{
+    Hit_Page page;
+    EXPECT_EQ(json_of(page, 10, std::chrono::milliseconds(3)),
+              R"({"schema_version": 1, "objects": [], "next": null, "complete": true, )"
+              R"("milliseconds": 3})");
+    page.unanswered = {"shard 2"};
+    EXPECT_EQ(json_of(page, 10, std::chrono::milliseconds(3)),
+              R"({"schema_version": 1, "objects": [], "next": null, "complete": false, )"
+              R"("unanswered": ["shard 2"], "milliseconds": 3})");
+}
 
 TEST(QueryText, IsTakenApartAndDecoded)
 {
