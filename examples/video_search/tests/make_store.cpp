@@ -7,6 +7,8 @@
 // A store on a cluster gets batches as kr_analyse sends them, from two threads; how fast that was is
 // told at the end.
 
+#include "host/Host.h"
+
 #include "Search_Testing.h"
 
 #ifdef VIDEO_SEARCH_CLICKHOUSE
