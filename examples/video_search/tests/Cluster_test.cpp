@@ -35,9 +35,10 @@ std::string failure_of(const std::string& address)
 
 TEST(Cluster_Address, HasServersDatabaseAndParameters)
 {
-    const Cluster_Address address = parse_cluster_address(
-        "clickhouse://one:8124,10.0.0.2,[::1]:9/kr?cluster=objects&spool=/var/a b&spool_mb=7&wait=3&batch=20"
-        "&keep=90");
+    const Cluster_Address address =
+        parse_cluster_address("clickhouse://one:8124,10.0.0.2,[::1]:9/kr?cluster=objects&spool=/"
+                              "var/a b&spool_mb=7&wait=3&batch=20"
+                              "&keep=90");
     ASSERT_EQ(address.servers.size(), 3U);
     EXPECT_EQ(address.servers[0].text(), "one:8124");
     EXPECT_EQ(address.servers[1].text(), "10.0.0.2:8123");
