@@ -3,6 +3,7 @@
 #include "Api_Error.h"
 #include "Http_Server.h"
 #include "Json_Answers.h"
+#include "search/Json_Text.h"
 
 #include <KRCommon/frame/Log.h>
 
@@ -56,17 +57,23 @@ private:
         constexpr std::size_t most = 50;
         std::string text = is_first_ ? "retry: 2000\n\n" : "";
         is_first_ = false;
-        for (const Search_Api::Stored& stored : events_.api_.stored_after(row_, most)) {
-            row_ = stored.row;
-            if (stored.hit)
-                text += "event: object\nid: " + std::to_string(stored.row) +
-                        "\ndata: " + json_of(*stored.hit, events_.limits_.path_points) + "\n\n";
+        Stored_Rows stored = events_.api_.stored_after(row_, most);
+        if (stored.unanswered != unanswered_) {
+            unanswered_ = std::move(stored.unanswered);
+            text += "event: unanswered\ndata: " + array_of(unanswered_, quoted) + "\n\n";
+        }
+        for (const Stored_Rows::Row& row : stored.rows) {
+            row_ = row.number;
+            if (row.hit)
+                text += "event: object\nid: " + std::to_string(row.number) +
+                        "\ndata: " + json_of(*row.hit, events_.limits_.path_points) + "\n\n";
         }
         return text;
     }
 
     Events& events_;
     std::int64_t row_;
+    std::vector<std::string> unanswered_; // as the client was told last
     int pauses_ = 0;
     bool is_first_ = true;
 };

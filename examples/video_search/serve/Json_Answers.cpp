@@ -25,6 +25,15 @@ std::string flag(bool value)
     return value ? "true" : "false";
 }
 
+// The last member is there only where something is missing.
+std::string with_unanswered(std::string json, const std::vector<std::string>& unanswered)
+{
+    if (unanswered.empty())
+        return json;
+    json.pop_back();
+    return json + ", \"unanswered\": " + array_of(unanswered, quoted) + "}";
+}
+
 } // namespace
 
 std::string json_of(const Api_Error& error)
@@ -121,32 +130,26 @@ std::string json_of(const Hit_Page& page, std::size_t path_points,
     const auto object = [&](const Hit& hit) { return json_of(hit, path_points); };
     const std::string objects = array_of(page.hits, object);
     const std::string next = page.next ? quoted(*page.next) : "null";
-    const std::string milliseconds = std::to_string(duration.count());
-    if (page.unanswered.empty())
-        return json_object({{"schema_version", version},
-                            {"objects", objects},
-                            {"next", next},
-                            {"complete", flag(!page.next)},
-                            {"milliseconds", milliseconds}});
-    return json_object({{"schema_version", version},
-                        {"objects", objects},
-                        {"next", next},
-                        {"complete", flag(false)},
-                        {"unanswered", array_of(page.unanswered, quoted)},
-                        {"milliseconds", milliseconds}});
+    return with_unanswered(json_object({{"schema_version", version},
+                                        {"objects", objects},
+                                        {"next", next},
+                                        {"complete", flag(!page.next && page.unanswered.empty())},
+                                        {"milliseconds", std::to_string(duration.count())}}),
+                           page.unanswered);
 }
 
-std::string json_of(const Density_Request& request, const std::vector<std::size_t>& counts)
+std::string json_of(const Density_Request& request, const Density& density)
 {
     std::size_t total = 0;
-    for (const std::size_t count : counts)
+    for (const std::size_t count : density.counts)
         total += count;
-    return json_object(
-        {{"schema_version", version},
-         {"from", time(*request.criteria.from)},
-         {"to", time(*request.criteria.to)},
-         {"buckets", array_of(counts, [](std::size_t n) { return std::to_string(n); })},
-         {"total", std::to_string(total)}});
+    const auto digits = [](std::size_t n) { return std::to_string(n); };
+    return with_unanswered(json_object({{"schema_version", version},
+                                        {"from", time(*request.criteria.from)},
+                                        {"to", time(*request.criteria.to)},
+                                        {"buckets", array_of(density.counts, digits)},
+                                        {"total", std::to_string(total)}}),
+                           density.unanswered);
 }
 
 namespace {
@@ -175,10 +178,12 @@ std::string json_of_recording(const Shown_Recording& shown)
 
 } // namespace
 
-std::string json_of(const std::vector<Shown_Recording>& recordings)
+std::string json_of(const std::vector<Shown_Recording>& recordings,
+                    const std::vector<std::string>& unanswered)
 {
-    return json_object(
-        {{"schema_version", version}, {"recordings", array_of(recordings, json_of_recording)}});
+    return with_unanswered(json_object({{"schema_version", version},
+                                        {"recordings", array_of(recordings, json_of_recording)}}),
+                           unanswered);
 }
 
 namespace {

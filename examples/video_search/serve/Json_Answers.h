@@ -19,8 +19,7 @@ namespace video_search {
 [[nodiscard]] std::string json_of(const Api_Error& error);
 [[nodiscard]] std::string json_of(const Hit_Page& page, std::size_t path_points,
                                   std::chrono::milliseconds duration);
-[[nodiscard]] std::string json_of(const Density_Request& request,
-                                  const std::vector<std::size_t>& counts);
+[[nodiscard]] std::string json_of(const Density_Request& request, const Density& density);
 
 /// A recording, and whether its frames can be shown.
 struct Shown_Recording {
@@ -28,7 +27,8 @@ struct Shown_Recording {
     std::string name; ///< of the file, without folders
     bool has_frames = false;
 };
-[[nodiscard]] std::string json_of(const std::vector<Shown_Recording>& recordings);
+[[nodiscard]] std::string json_of(const std::vector<Shown_Recording>& recordings,
+                                  const std::vector<std::string>& unanswered);
 
 [[nodiscard]] std::string json_of_presets(const std::vector<Swatch>& swatches);
 

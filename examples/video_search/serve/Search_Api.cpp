@@ -54,6 +54,14 @@ std::vector<std::string> names_of(std::vector<std::string> parts)
     return parts;
 }
 
+std::vector<std::string> united(std::vector<std::string> one, const std::vector<std::string>& other)
+{
+    for (const std::string& each : other)
+        if (std::find(one.begin(), one.end(), each) == one.end())
+            one.push_back(each);
+    return one;
+}
+
 // A page does not tell how many objects were looked at; to count them is a sixth of a short search.
 class Uncounted final : public Object_Source {
 public:
@@ -105,13 +113,17 @@ bool restricts_time_alone(const Criteria& criteria)
 
 } // namespace
 
-std::vector<std::size_t> Search_Api::density(const Density_Request& request)
+Density Search_Api::density(const Density_Request& request)
 {
     const Deadline deadline(limits_.search, is_stopping_);
     const Store_Pool::Lease store = stores_.lend(deadline.time());
-    if (restricts_time_alone(request.criteria))
-        return store->density(*request.criteria.from, *request.criteria.to, request.buckets);
-    return matching_density(*store, request, deadline);
+    Density density;
+    density.counts =
+        restricts_time_alone(request.criteria)
+            ? store->density(*request.criteria.from, *request.criteria.to, request.buckets)
+            : matching_density(*store, request, deadline);
+    density.unanswered = names_of(store->unanswered());
+    return density;
 }
 
 std::vector<std::size_t> Search_Api::matching_density(Object_Store& store,
@@ -135,27 +147,37 @@ std::vector<std::size_t> Search_Api::matching_density(Object_Store& store,
     return counts;
 }
 
-// Only what is new is counted. Whoever removes objects restarts the service.
+// Only what is new is counted, and once all parts of the store have told theirs. Whoever removes objects
+// restarts the service.
 std::map<std::string, std::size_t> Search_Api::object_counts(Object_Store& store)
 {
     const std::lock_guard<std::mutex> lock(counts_mutex_);
     const std::int64_t last = store.last_row();
+    bool is_whole = store.unanswered().empty();
+    std::map<std::string, std::size_t> counts = counts_;
     for (const auto& [run, count] : store.counts_between(counted_row_, last))
-        counts_[run] += count;
-    counted_row_ = last;
-    return counts_;
+        counts[run] += count;
+    is_whole = is_whole && store.unanswered().empty();
+    if (is_whole) {
+        counts_ = counts;
+        counted_row_ = last;
+    }
+    return counts;
 }
 
-std::vector<Counted_Recording> Search_Api::recordings()
+Recording_List Search_Api::recordings()
 {
     const Deadline deadline(limits_.search, is_stopping_);
     const Store_Pool::Lease store = stores_.lend(deadline.time());
     const std::map<std::string, std::size_t> counts = object_counts(*store);
-    std::vector<Counted_Recording> result;
+    std::vector<std::string> missing = names_of(store->unanswered());
+    Recording_List result;
     for (Recording& recording : store->recordings()) {
         const auto count = counts.find(recording.run);
-        result.push_back({std::move(recording), count != counts.end() ? count->second : 0});
+        result.recordings.push_back(
+            {std::move(recording), count != counts.end() ? count->second : 0});
     }
+    result.unanswered = united(std::move(missing), names_of(store->unanswered()));
     return result;
 }
 
@@ -230,17 +252,21 @@ std::int64_t Search_Api::last_row()
     return stores_.lend(deadline.time())->last_row();
 }
 
-std::vector<Search_Api::Stored> Search_Api::stored_after(std::int64_t row, std::size_t most)
+Stored_Rows Search_Api::stored_after(std::int64_t row, std::size_t most)
 {
     const Deadline deadline(limits_.search, is_stopping_);
-    const std::vector<Stored_Row> rows = stores_.lend(deadline.time())->rows_after(row, most);
+    Stored_Rows stored;
+    std::vector<Stored_Row> rows;
+    {
+        const Store_Pool::Lease store = stores_.lend(deadline.time());
+        rows = store->rows_after(row, most);
+        stored.unanswered = names_of(store->unanswered());
+    }
     Criteria shown;
     shown.window = 0;
     shown.detail = Detail::path;
-    std::vector<Stored> stored;
-    stored.reserve(rows.size());
     for (const Stored_Row& each : rows)
-        stored.push_back({each.number, hit_of(each.stored, shown)});
+        stored.rows.push_back({each.number, hit_of(each.stored, shown)});
     return stored;
 }
 

@@ -26,14 +26,34 @@ namespace video_search {
 /// A part of a search's hits.
 struct Hit_Page {
     std::vector<Hit> hits;
-    std::optional<std::string> next; ///< the cursor of the next page; none behind the last
-    std::vector<std::string>
-        unanswered; ///< parts of the store whose objects are missing: "shard 2"
+    std::optional<std::string> next;     ///< the cursor of the next page; none behind the last
+    std::vector<std::string> unanswered; ///< parts of the store that are missing: "shard 2"
+};
+
+/// How many objects are first seen in each part of a time.
+struct Density {
+    std::vector<std::size_t> counts;
+    std::vector<std::string> unanswered;
 };
 
 struct Counted_Recording {
     Recording recording;
     std::size_t objects = 0;
+};
+
+struct Recording_List {
+    std::vector<Counted_Recording> recordings;
+    std::vector<std::string> unanswered;
+};
+
+/// What was stored behind a row.
+struct Stored_Rows {
+    struct Row {
+        std::int64_t number = 0;
+        std::optional<Hit> hit; ///< none of a damaged record
+    };
+    std::vector<Row> rows;
+    std::vector<std::string> unanswered;
 };
 
 /// An object with all its instances.
@@ -49,8 +69,8 @@ public:
     Search_Api(const std::string& store, const Limits& limits, ProfileHelper& profile);
 
     [[nodiscard]] Hit_Page search(const Search_Request& request);
-    [[nodiscard]] std::vector<std::size_t> density(const Density_Request& request);
-    [[nodiscard]] std::vector<Counted_Recording> recordings();
+    [[nodiscard]] Density density(const Density_Request& request);
+    [[nodiscard]] Recording_List recordings();
     /// Throws Api_Error with status 404, as the next two.
     [[nodiscard]] Recording recording(const std::string& run);
     [[nodiscard]] Found_Object object(const ns__SensorId& sensor, std::uint64_t id);
@@ -59,12 +79,7 @@ public:
 
     /// Of the last object that was stored; 0 for none.
     [[nodiscard]] std::int64_t last_row();
-    /// What was stored behind a row; of a damaged record no hit.
-    struct Stored {
-        std::int64_t row = 0;
-        std::optional<Hit> hit;
-    };
-    [[nodiscard]] std::vector<Stored> stored_after(std::int64_t row, std::size_t most);
+    [[nodiscard]] Stored_Rows stored_after(std::int64_t row, std::size_t most);
 
     /// Whether the store can be read: throws where not.
     void check();

@@ -214,7 +214,7 @@ std::string Soap_Service::thumbnail(const Xml_Element& operation)
 std::string Soap_Service::recordings()
 {
     std::string xml;
-    for (const Counted_Recording& each : api_.recordings())
+    for (const Counted_Recording& each : api_.recordings().recordings)
         xml += xml_of(each, name_of(each.recording));
     return xml;
 }

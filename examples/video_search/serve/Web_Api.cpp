@@ -12,6 +12,8 @@
 #include <algorithm>
 #include <cstdint>
 #include <filesystem>
+#include <set>
+#include <string>
 #include <utility>
 
 namespace video_search {
@@ -225,18 +227,23 @@ void Web_Api::search_csv(const Call& call)
     const bool is_by_time =
         request.criteria.order == Order::time || request.criteria.order == Order::latest;
     const std::size_t part = is_by_time ? 500 : 2000;
+    std::set<std::string> missing;
     for (std::size_t left = *request.criteria.limit; left > 0;) {
         request.criteria.limit = std::min(left, part);
         Hit_Page page = api_.search(request);
         left = page.next ? left - page.hits.size() : 0;
         if (page.next)
             request.after = cursor_of(page.hits.back());
+        for (std::string& each : page.unanswered)
+            missing.insert(std::move(each));
         Result result;
         result.hits = std::move(page.hits);
         csv.append(csv_of(result), header);
     }
     set_body(call, std::move(csv), "text/csv; charset=utf-8");
     call.response.set_header("Content-Disposition", "attachment; filename=\"objects.csv\"");
+    for (const std::string& each : missing)
+        call.response.set_header("X-Unanswered", each);
 }
 
 void Web_Api::density(const Call& call)
@@ -255,13 +262,14 @@ Recording Web_Api::readable(Recording recording) const
 
 void Web_Api::recordings(const Call& call)
 {
+    Recording_List list = api_.recordings();
     std::vector<Shown_Recording> shown;
-    for (Counted_Recording& each : api_.recordings()) {
+    for (Counted_Recording& each : list.recordings) {
         const bool has_frames = Frame_Source::has_frames(readable(each.recording));
         const std::string name = name_of(each.recording);
         shown.push_back({std::move(each), name, has_frames});
     }
-    set_json(call, json_of(shown));
+    set_json(call, json_of(shown, list.unanswered));
 }
 
 void Web_Api::object(const Call& call)

@@ -70,7 +70,23 @@ TEST(JsonAnswers, APageNamesThePartsOfTheStoreThatDidNotAnswerIfThereAreAny)
     page.unanswered = {"shard 2"};
     EXPECT_EQ(json_of(page, 10, std::chrono::milliseconds(3)),
               R"({"schema_version": 1, "objects": [], "next": null, "complete": false, )"
-              R"("unanswered": ["shard 2"], "milliseconds": 3})");
+              R"("milliseconds": 3, "unanswered": ["shard 2"]})");
+}
+
+TEST(JsonAnswers, CountsAndRecordingsNameThemToo)
+{
+    const Density_Request request = read_density(
+        parse_query("from=2024-03-05T00:00:00Z&to=2024-03-06T00:00:00Z&buckets=2", 9), Limits());
+    const std::string counts = R"({"schema_version": 1, "from": "2024-03-05T00:00:00.000000Z", )"
+                               R"("to": "2024-03-06T00:00:00.000000Z", "buckets": [1, 2], )"
+                               R"("total": 3)";
+    EXPECT_EQ(json_of(request, {{1, 2}, {}}), counts + "}");
+    EXPECT_EQ(json_of(request, {{1, 2}, {"shard 1", "shard 3"}}),
+              counts + R"(, "unanswered": ["shard 1", "shard 3"]})");
+    EXPECT_EQ(json_of(std::vector<Shown_Recording>(), {}),
+              R"({"schema_version": 1, "recordings": []})");
+    EXPECT_EQ(json_of(std::vector<Shown_Recording>(), {"shard 1"}),
+              R"({"schema_version": 1, "recordings": [], "unanswered": ["shard 1"]})");
 }
 
 TEST(QueryText, IsTakenApartAndDecoded)

@@ -154,9 +154,12 @@ TEST_F(ServeSearch, CountsObjectsInPartsOfTheTime)
         add(static_cast<std::uint64_t>(start + 1), start, start, 0.5F);
     Search_Api api(path, limits, profile);
     const auto density = [&](const std::string& more) {
-        return api.density(read_density(
-            parse_query("from=2024-03-05T07:08:09Z&to=2024-03-05T07:08:19Z&buckets=5" + more, 9),
-            limits));
+        return api
+            .density(read_density(
+                parse_query("from=2024-03-05T07:08:09Z&to=2024-03-05T07:08:19Z&buckets=5" + more,
+                            9),
+                limits))
+            .counts;
     };
     EXPECT_THAT(density(""), ElementsAre(2, 0, 0, 0, 2)); // the last moment is in the last part
     EXPECT_THAT(density("&min_duration=1"), ElementsAre(1, 0, 0, 0, 2));
@@ -168,16 +171,16 @@ TEST_F(ServeSearch, ShowsWhatWasStoredBehindARow)
     add(7, 5, 1, 0.5F);
     Search_Api api(path, limits, profile);
     const std::int64_t row = api.last_row();
-    EXPECT_TRUE(api.stored_after(row, 9).empty());
+    EXPECT_TRUE(api.stored_after(row, 9).rows.empty());
     add(3, 1, 1, 0.5F);
     add(4, 1, 1, 0.5F);
-    const auto stored = api.stored_after(row, 1);
+    const auto stored = api.stored_after(row, 1).rows;
     ASSERT_EQ(stored.size(), 1);
     EXPECT_EQ(stored[0].hit->result.objectId, 3);
-    EXPECT_EQ(api.stored_after(stored[0].row, 9).at(0).hit->result.objectId, 4);
-    EXPECT_EQ(api.recordings().at(0).objects, 3);
+    EXPECT_EQ(api.stored_after(stored[0].number, 9).rows.at(0).hit->result.objectId, 4);
+    EXPECT_EQ(api.recordings().recordings.at(0).objects, 3);
     add(8, 1, 1, 0.5F);
-    EXPECT_EQ(api.recordings().at(0).objects, 4);
+    EXPECT_EQ(api.recordings().recordings.at(0).objects, 4);
 }
 
 TEST_F(ServeSearch, EndsWhenTheServiceStops)

@@ -21,6 +21,7 @@ export function start(refresh) {
     source?.close();
     source = new EventSource(address_of.events());
     source.addEventListener("object", soon);
+    source.addEventListener("unanswered", soon);
   };
   const rest = () => {
     source?.close();
