@@ -1,6 +1,7 @@
 #include <KRCommon/util/Base64_Strict.h>
 
 #include <KRCommon/kernels/Kernels.h>
+#include <KRCommon/util/Base64_Group.h>
 
 #include <array>
 
@@ -8,12 +9,12 @@ namespace {
 
 // The value of a character of the alphabet; -1 for any other.
 constexpr std::array<signed char, 256> values = [] {
-    constexpr char alphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
     std::array<signed char, 256> made{};
     for (signed char& value : made)
         value = -1;
     for (int value = 0; value < 64; ++value)
-        made[static_cast<unsigned char>(alphabet[value])] = static_cast<signed char>(value);
+        made[static_cast<unsigned char>(kr_internal::base64_alphabet[value])] =
+            static_cast<signed char>(value);
     return made;
 }();
 

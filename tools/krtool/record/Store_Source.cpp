@@ -11,7 +11,7 @@ namespace krtool {
 namespace {
 
 constexpr int application_id = 0x4B525653; // "KRVS"
-constexpr int newest_version = 1;
+constexpr int newest_version = 2; // which keeps more beside the objects, and these as before
 
 class Store_Source : public Record_Source {
 public:

@@ -86,6 +86,17 @@ class Record(unittest.TestCase):
             code, out, errors = self.run_tool(command, "damaged.store")
             self.assertEqual((1, ""), (code, errors), command)
 
+    def test_a_store_of_a_later_version_is_refused(self):
+        store = self.folder / "later.store"
+        shutil.copy(programs.store, store)
+        for version, expected in ((2, 0), (3, 2)):
+            database = sqlite3.connect(store)
+            database.execute(f"PRAGMA user_version = {version}")
+            database.close()
+            code, _, errors = self.run_tool("verify", "later.store")
+            self.assertEqual(expected, code, errors)
+        self.check_refused(errors, "was written by a later version of the video search")
+
     def test_another_database_is_refused(self):
         database = sqlite3.connect(self.folder / "other.sqlite")
         database.execute("CREATE TABLE object (record BLOB)")

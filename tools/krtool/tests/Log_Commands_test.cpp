@@ -1,6 +1,6 @@
-#include "Log_Commands.h"
+#include "../log/Log_Commands.h"
 
-#include "../tests/Run.h"
+#include "Run.h"
 
 #include "../../../tests/support/Temp_Folder.h"
 

@@ -1,9 +1,9 @@
-#include "Line_Filter.h"
-#include "Lock_Stalls.h"
-#include "Log_Line.h"
-#include "Message_Shape.h"
-#include "Part_Reader.h"
-#include "Time_Text.h"
+#include "../log/Line_Filter.h"
+#include "../log/Lock_Stalls.h"
+#include "../log/Log_Line.h"
+#include "../log/Message_Shape.h"
+#include "../log/Part_Reader.h"
+#include "../log/Time_Text.h"
 
 #include <gtest/gtest.h>
 

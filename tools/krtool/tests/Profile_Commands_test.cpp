@@ -1,7 +1,7 @@
-#include "Profile_Data.h"
-#include "Profile_Page.h"
+#include "../profile/Profile_Data.h"
+#include "../profile/Profile_Page.h"
 
-#include "../tests/Run.h"
+#include "Run.h"
 
 #include "../../../tests/support/Temp_Folder.h"
 

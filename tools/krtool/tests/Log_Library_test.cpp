@@ -1,6 +1,6 @@
 // Log files as the library writes them.
 
-#include "../tests/Run.h"
+#include "Run.h"
 
 #include "../../../tests/support/Temp_Folder.h"
 
