@@ -141,9 +141,9 @@ int analyse(Host& host, const Command_Line& line)
     return report(analyser, seconds, line);
 }
 
-int work(const Command_Line& line, const char* path)
+int work(const Command_Line& line)
 {
-    Host host("kr_analyse", line.logs, path);
+    Host host("kr_analyse", line.logs);
     try {
         return analyse(host, line);
     } catch (const std::exception& error) {
@@ -156,7 +156,7 @@ int run(int argc, char** argv)
 {
     const std::optional<Command_Line> line =
         read_command_line(argc, argv, VIDEO_SEARCH_VERSION, std::cout);
-    return line ? work(*line, argv[0]) : done;
+    return line ? work(*line) : done;
 }
 
 } // namespace

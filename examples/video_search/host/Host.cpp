@@ -6,7 +6,7 @@
 #include <KRCommon/kernels/Instructions.h>
 #include <KRCommon/util/Code_Pages.h>
 #include <KRCommon/util/Guid.h>
-#include <KRCommon/util/Version_Retriever.h>
+#include <KRCommon/util/Program_Version.h>
 
 #include <ace/Event_Handler.h>
 #include <ace/OS_NS_errno.h>
@@ -210,18 +210,14 @@ void report_configuration(const std::string& program)
 } // namespace
 
 // The interval of the profiler is 0, so that each call reports: the reporter keeps the time.
-Host::Host(const std::string& program, const std::string& logs, const char* path)
+Host::Host(const std::string& program, const std::string& logs)
     : program_(program), run_id_(make_run_id()), signals_(std::make_unique<Signals>()),
       log_(std::make_unique<Log>(reactor_, logs, program)), profile_(0, logs + '/' + program),
       reporter_(std::make_unique<Reporter>(reactor_, profile_))
 {
-    const KR_Version_Retriever own(path);
-    const KR_Version_Retriever library(VIDEO_SEARCH_LIBRARY_NAME);
-    kr_log(KR_LOG_SITE(LM_INFO),
-           "%T T%04t INF %s: started, run %s, file version %s; KRCommon %s, %s file version %s, "
-           "instructions %s\n",
-           program_, run_id_, own.GetVersionInfo(), VIDEO_SEARCH_LIBRARY_VERSION, library.path(),
-           library.GetVersionInfo(), kr_instructions());
+    kr_log(KR_LOG_SITE(LM_INFO), "%T T%04t INF %s: started, run %s, %s on %s, instructions %s\n",
+           program_, run_id_, kr_to_string(kr_running_program_version()),
+           kr_to_string(kr_library_version()), kr_instructions());
     report_configuration(program_);
 }
 

@@ -40,17 +40,16 @@ public:
 /// One at a time in a process.
 class Host {
 public:
-    /// Opens the log and logs the start-up line: program, run, file versions of the program and of
-    /// the library. Lines up to LM_NOTICE go into the log files, and none to the console.
+    /// Opens the log and logs the start-up line: program, run, versions and builds of the program and
+    /// of the library. Lines up to LM_NOTICE go into the log files, and none to the console.
     /// From now on Ctrl-C (SIGINT) and SIGTERM no longer end the process.
     ///
     /// program  name of the program; begins the names of its log files and of its CSV file
     /// logs     folder of both; made with its parents when missing. Failure when that is impossible,
     ///          or when no log file can be written there; nothing stays open then
-    /// path     argv[0]
     ///
     /// std::logic_error while another host lives.
-    Host(const std::string& program, const std::string& logs, const char* path);
+    Host(const std::string& program, const std::string& logs);
 
     /// Writes the last profiler report and a closing line, closes the log, and gives log settings
     /// and signals back as they were.

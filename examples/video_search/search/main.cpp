@@ -50,10 +50,10 @@ int search_and_print(Host& host, const Options& options)
     return done;
 }
 
-int work(const Options& options, const char* path)
+int work(const Options& options)
 {
     check_exists(options.store);
-    Host host("kr_search", options.logs, path);
+    Host host("kr_search", options.logs);
     try {
         return search_and_print(host, options);
     } catch (const std::exception& error) {
@@ -66,7 +66,7 @@ int run(int argc, char** argv)
 {
     const std::optional<Options> options =
         parse_options(argc, argv, VIDEO_SEARCH_VERSION, std::cout);
-    return options ? work(*options, argv[0]) : done;
+    return options ? work(*options) : done;
 }
 
 } // namespace

@@ -33,10 +33,10 @@ int serve(Host& host, const Serve_Options& options)
     return done;
 }
 
-int work(const Serve_Options& options, const char* path)
+int work(const Serve_Options& options)
 {
     check_exists(options.store);
-    Host host("kr_serve", options.logs, path);
+    Host host("kr_serve", options.logs);
     try {
         return serve(host, options);
     } catch (const std::exception& error) {
@@ -49,7 +49,7 @@ int run(int argc, char** argv)
 {
     const std::optional<Serve_Options> options =
         parse_serve_options(argc, argv, VIDEO_SEARCH_VERSION, std::cout);
-    return options ? work(*options, argv[0]) : done;
+    return options ? work(*options) : done;
 }
 
 } // namespace

@@ -278,7 +278,7 @@ TEST_F(AnalyseCamera, RefusesAddressesOfUnknownKinds)
 TEST_F(AnalyseCamera, FindsObjectsAfterAStall)
 {
     Server server(stream(3), 3 * seconds_of_clip, {{6, true}, {3 * seconds_of_clip, true}});
-    Host host("analyse_test", file("logs"), "analyse_test");
+    Host host("analyse_test", file("logs"));
     Store store(file("store.db"), Store::Access::write);
     Camera camera(server.address(), 3s, 3s);
     Analyser analyser(host, store, {{&camera, {}}});

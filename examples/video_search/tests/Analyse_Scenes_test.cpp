@@ -137,7 +137,7 @@ protected:
         settings.every = every;
         std::filesystem::remove(file("store.db"));
         {
-            Host host("analyse_test", file("logs"), "analyse_test");
+            Host host("analyse_test", file("logs"));
             Video video(path);
             video.set_start(ACE_Time_Value(1000));
             Store store(file("store.db"), Store::Access::write);
@@ -326,7 +326,7 @@ TEST_F(AnalyseScenes, AnalysesSeveralAtOnceIntoOneStore)
 {
     const std::string path = record(box_on(plain(144), 225));
     {
-        Host host("analyse_test", file("logs"), "analyse_test");
+        Host host("analyse_test", file("logs"));
         std::vector<std::unique_ptr<Video>> videos;
         std::vector<Job> jobs;
         for (const int sensor : {4, 7, 7}) {
@@ -362,7 +362,7 @@ TEST_F(AnalyseScenes, GoesOnWithTheOthersWhenOneFails)
 {
     const std::string path = record(box_on(plain(144), 225));
     std::filesystem::copy_file(path, file("other.mkv"));
-    Host host("analyse_test", file("logs"), "analyse_test");
+    Host host("analyse_test", file("logs"));
     Video whole(path);
     Video gone(file("other.mkv"));
     std::filesystem::remove(file("other.mkv")); // its scene cannot be learnt any more

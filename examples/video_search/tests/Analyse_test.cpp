@@ -57,7 +57,7 @@ protected:
                      const Analysis_Settings& used = settings(),
                      const ACE_Time_Value& start = begin_of_recording)
     {
-        Host host("analyse_test", file("logs"), "analyse_test");
+        Host host("analyse_test", file("logs"));
         Video video(path);
         video.set_start(start);
         Store store(file(store_name), Store::Access::write);
@@ -293,7 +293,7 @@ TEST_F(Analyse, StoppedInTheMiddleLeavesWholeObjects)
 {
     clip::write(file("clip.avi"), 8);
     {
-        Host host("analyse_test", file("logs"), "analyse_test");
+        Host host("analyse_test", file("logs"));
         Video video(file("clip.avi"));
         video.set_start(begin_of_recording);
         Store store(file("store.db"), Store::Access::write);
@@ -338,7 +338,7 @@ TEST_F(Analyse, KeepsWhatATruncatedFileHolds)
 TEST_F(Analyse, KeepsTheFailureAndMarksTheRecording)
 {
     clip::write(file("clip.avi"));
-    Host host("analyse_test", file("logs"), "analyse_test");
+    Host host("analyse_test", file("logs"));
     Video video(file("clip.avi"));
     std::filesystem::remove(file("clip.avi")); // the scene cannot be learnt any more
     Store store(file("store.db"), Store::Access::write);

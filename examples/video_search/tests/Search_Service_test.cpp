@@ -52,7 +52,7 @@ TEST_F(Search_Service_Test, SearchesWritesThePageAndEndsTheHost)
 {
     fill_store(3);
     options_.criteria.from = second(2);
-    Host host("kr_search", folder_, "kr_search");
+    Host host("kr_search", folder_);
     Search_Service service(host, options_);
     ASSERT_TRUE(host.run(service));
     const auto result = service.take();
@@ -75,7 +75,7 @@ TEST_F(Search_Service_Test, WritesCsvAndJsonAndTheQueryIntoTheLog)
     options_.criteria.min_duration = 1.5F;
     options_.criteria.limit = 2;
     {
-        Host host("kr_search", folder_ + "/log", "kr_search");
+        Host host("kr_search", folder_ + "/log");
         Search_Service service(host, options_);
         ASSERT_TRUE(host.run(service));
         ASSERT_TRUE(service.take());
@@ -98,7 +98,7 @@ TEST_F(Search_Service_Test, FillsWhatItShows)
 {
     fill_store(1);
     const auto hit = [&] {
-        Host host("kr_search", folder_, "kr_search");
+        Host host("kr_search", folder_);
         Search_Service service(host, options_);
         EXPECT_TRUE(host.run(service));
         return service.take().value().hits.at(0);
@@ -119,7 +119,7 @@ TEST_F(Search_Service_Test, StoreWithoutIndexGetsOne)
     fill_store(3);
     SQLite::Database(options_.store, SQLite::OPEN_READWRITE)
         .exec("DELETE FROM trait; UPDATE trait_state SET is_whole = 0");
-    Host host("kr_search", folder_, "kr_search");
+    Host host("kr_search", folder_);
     Search_Service service(host, options_);
     ASSERT_TRUE(host.run(service));
     EXPECT_EQ(service.take()->matches, 3U);
@@ -132,7 +132,7 @@ TEST_F(Search_Service_Test, StoreThatCannotBeWrittenIsSearchedAllTheSame)
     SQLite::Database writer(options_.store, SQLite::OPEN_READWRITE);
     writer.exec("UPDATE trait_state SET is_whole = 0; BEGIN IMMEDIATE");
     {
-        Host host("kr_search", folder_ + "/log", "kr_search");
+        Host host("kr_search", folder_ + "/log");
         Search_Service service(host, options_);
         ASSERT_TRUE(host.run(service));
         EXPECT_EQ(service.take()->matches, 3U);
@@ -146,7 +146,7 @@ TEST_F(Search_Service_Test, StoreThatCannotBeWrittenIsSearchedAllTheSame)
 
 TEST_F(Search_Service_Test, FailureComesOutOfTake)
 {
-    Host host("kr_search", folder_, "kr_search");
+    Host host("kr_search", folder_);
     Search_Service service(host, options_); // there is no store
     ASSERT_TRUE(host.run(service));
     EXPECT_THROW((void)service.take(), Failure);
@@ -156,7 +156,7 @@ TEST_F(Search_Service_Test, FailureComesOutOfTake)
 TEST_F(Search_Service_Test, WritesNoPageAfterCtrlC)
 {
     fill_store(3);
-    Host host("kr_search", folder_, "kr_search");
+    Host host("kr_search", folder_);
     Search_Service service(host, options_);
     std::raise(SIGINT);
     ASSERT_TRUE(host.run(service));

@@ -305,7 +305,9 @@ class Searches(Folder):
         names = self.names()
         self.assertEqual(3, len(names), names)
         log = (self.folder / names[2]).read_text(encoding="utf-8")
-        self.assertRegex(log, r" INF kr_search: started, run [0-9a-f-]{36}, ")
+        self.assertRegex(log, r" INF kr_search: started, run [0-9a-f-]{36}, "
+                         r"kr_search(\.exe)? 1\.0\.0(\.0)?( \(build [0-9a-f]{12}\))? on "
+                         r"(lib)?KRCommon\.(so|dll)[.0-9]* 1\.0\.0(\.0)?( \(build [0-9a-f]{12}\))?, instructions ")
         profile = (self.folder / names[1]).read_text(encoding="utf-8").splitlines()
         self.assertEqual("tag,timeStamp,totalMs,count,averageMs,highMs", profile[0])
         self.assertIn("query", [line.split(",")[0] for line in profile])
