@@ -10,6 +10,7 @@
 
 #include <ace/Event_Handler.h>
 #include <ace/OS_NS_errno.h>
+#include <ace/OS_NS_unistd.h>
 #include <ace/Signal.h>
 #include <ace/Thread.h>
 #include <ace/UUID.h>
@@ -53,6 +54,12 @@ extern "C" void take_signal(int number)
     is_signalled = true;
 }
 
+extern "C" void take_hangup(int number)
+{
+    std::signal(number, take_hangup);
+    KR_LOG_MANAGER::request_reopen();
+}
+
 } // namespace
 
 // Takes the signals while it lives.
@@ -64,8 +71,11 @@ public:
     Signals& operator=(const Signals&) = delete;
 
 private:
+    void register_hangup();
+
     ACE_Sig_Action previous_interrupt_;
     ACE_Sig_Action previous_terminate_;
+    ACE_Sig_Action previous_hangup_;
 };
 
 Host::Signals::Signals()
@@ -76,10 +86,23 @@ Host::Signals::Signals()
     ACE_Sig_Action action(take_signal);
     action.register_action(SIGINT, &previous_interrupt_);
     action.register_action(SIGTERM, &previous_terminate_);
+    register_hangup();
+}
+
+// With a terminal it means that this has gone; else somebody has moved the log file away. nohup's wish is
+// kept. Windows has no such signal.
+void Host::Signals::register_hangup()
+{
+    const bool has_terminal = ACE_OS::isatty(ACE_STDIN) != 0;
+    ACE_Sig_Action action(has_terminal ? take_signal : take_hangup);
+    action.register_action(SIGHUP, &previous_hangup_);
+    if (previous_hangup_.handler() == ACE_SignalHandler(SIG_IGN))
+        previous_hangup_.register_action(SIGHUP);
 }
 
 Host::Signals::~Signals()
 {
+    previous_hangup_.register_action(SIGHUP);
     previous_terminate_.register_action(SIGTERM);
     previous_interrupt_.register_action(SIGINT);
     has_host = false;

@@ -42,7 +42,9 @@ class Host {
 public:
     /// Opens the log and logs the start-up line: program, run, versions and builds of the program and
     /// of the library. Lines up to LM_NOTICE go into the log files, and none to the console.
-    /// From now on Ctrl-C (SIGINT) and SIGTERM no longer end the process.
+    /// From now on Ctrl-C (SIGINT) and SIGTERM no longer end the process. Nor does SIGHUP, which has the
+    /// log file opened anew at the next tick, for logrotate and the like; where the standard input is a
+    /// terminal it is as SIGTERM.
     ///
     /// program  name of the program; begins the names of its log files and of its CSV file
     /// logs     folder of both; made with its parents when missing. Failure when that is impossible,

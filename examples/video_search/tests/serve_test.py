@@ -618,6 +618,23 @@ class Running(unittest.TestCase):
             self.assertEqual((1, "", f"kr_serve: cannot listen on 127.0.0.1, port {port}\n"),
                              self.run_serve("--store", "clip.store", "--logs", "logs", "--port", port))
 
+    def test_begins_a_new_log_file_on_a_hangup(self):
+        if len(programs.serve) > 1:
+            self.skipTest("Windows has no such signal")
+        service = Service()
+        log, = (service.folder / "logs").glob("*.log")
+        moved = log.with_suffix(".moved")
+        log.rename(moved)
+        os.kill(service.program(), signal.SIGHUP)
+        end = time.monotonic() + 30
+        text = ""
+        while "KR_LOG_MANAGER: Log of host" not in text and time.monotonic() < end:
+            time.sleep(0.1)
+            text = log.read_text() if log.exists() else ""
+        self.assertIn("KR_LOG_MANAGER: Log of host", text)
+        service.json("/health")
+        self.assertEqual((0, ""), service.stop())
+
     def test_ends_at_once_whoever_is_connected(self):
         service = Service()
         clients = [service.connect() for _ in range(5)]
