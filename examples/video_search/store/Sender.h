@@ -53,6 +53,7 @@ private:
     void succeeded(std::size_t shard);
     void failed(std::size_t shard, const std::string& why);
     void remove_old();
+    void remove_old(std::size_t shard);
 
     Cluster cluster_;
     Spool& spool_;
