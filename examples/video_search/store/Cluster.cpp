@@ -82,6 +82,9 @@ bool is_of_clickhouse(const Http_Answer& answer)
 Cluster::Answer answer_of(const std::string& name, Http_Answer&& answer)
 {
     constexpr long ok = 200;
+    constexpr long unauthorized = 401;
+    if (answer.status == unauthorized) // its sentence names the user
+        return {"", name + ": HTTP 401: it takes no such user, or another password", true};
     if (answer.status == ok && !is_of_clickhouse(answer))
         return {"", name + ": what answers there is no ClickHouse server", false};
     if (answer.status == ok)

@@ -827,6 +827,15 @@ TEST(Cluster_Live, AsksForCredentialsAndKeepsThemToItself)
         EXPECT_THAT(failure.what(), HasSubstr("HTTP "));
     }
     const std::string file = folder + "/credentials";
+    std::ofstream(file) << "writer\nsecret\n";
+    try {
+        (void)cluster.open(Object_Store::Access::write, "&credentials=" + file);
+        FAIL() << "it took another password";
+    } catch (const Failure& failure) {
+        EXPECT_THAT(failure.what(), HasSubstr(": HTTP 401: "));
+        EXPECT_THAT(failure.what(), testing::Not(HasSubstr("secret")));
+        EXPECT_THAT(failure.what(), testing::Not(HasSubstr("writer")));
+    }
     std::ofstream(file) << "writer\nse<cr&et\n";
     const auto store = cluster.open(Object_Store::Access::write, "&credentials=" + file);
     add(*store, object_of(1, 1, 0));

@@ -388,6 +388,40 @@ TEST(Spool, IsAFileWhateverItsName)
     std::filesystem::current_path(before);
 }
 
+TEST(Spool, KeepsWhatItHasOverAFullDisk)
+{
+    const std::string folder = fresh_folder();
+    if (std::system(("mount -t tmpfs -o size=4m tmpfs '" + folder + "' 2>/dev/null").c_str()) != 0)
+        GTEST_SKIP() << "a small disk cannot be mounted: it needs root's rights";
+    std::size_t added = 0;
+    {
+        Spool spool(folder + "/spool", "store", 1, std::size_t{1} << 30U);
+        const std::string row(1000, 'x');
+        std::string failure;
+        try {
+            for (; added < 10'000; ++added)
+                spool.add(Row_Kind::object, 0, 1, row);
+        } catch (const Failure& full) {
+            failure = full.what();
+        }
+        EXPECT_THAT(failure, HasSubstr("/spool: the disk is full"));
+        EXPECT_GT(added, 100U);
+        EXPECT_EQ(spool.count(), added);
+    }
+    EXPECT_EQ(std::system(("mount -o remount,size=40m '" + folder + "'").c_str()), 0);
+    {
+        Spool spool(folder + "/spool", "store", 1, std::size_t{1} << 30U); // the writer's next life
+        std::size_t taken = 0;
+        while (const std::optional<Batch> batch = spool.take({true}, true)) {
+            taken += batch->rows.size();
+            spool.remove(*batch);
+        }
+        EXPECT_EQ(taken, added);
+        spool.add(Row_Kind::object, 0, 1, "row");
+    }
+    EXPECT_EQ(std::system(("umount '" + folder + "'").c_str()), 0);
+}
+
 TEST(Spool, GivesWhatHasWaitedForLongestFirstOverARestartToo)
 {
     const std::string file = spool_file();
