@@ -28,8 +28,11 @@ private:
 } // namespace
 
 Sender::Sender(const Cluster_Address& address, Spool& spool)
-    : cluster_(address), spool_(spool), shards_(cluster_.size()), thread_([this] { run(); })
+    : cluster_(address), spool_(spool), shards_(cluster_.size())
 {
+    if (shards_.size() != spool.shards())
+        throw Failure(address.text() + ": the number of its shards has just changed");
+    thread_ = std::thread([this] { run(); });
 }
 
 Sender::~Sender()

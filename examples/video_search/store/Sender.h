@@ -22,6 +22,8 @@ namespace video_search {
 
 class Sender {
 public:
+    /// Failure when the cluster cannot be opened, or has not as many shards as the spool.
+    ///
     /// address  of the cluster, which is opened again for the thread
     Sender(const Cluster_Address& address, Spool& spool);
     /// What is not stored yet stays in the spool.

@@ -78,6 +78,7 @@ public:
     void wake() noexcept;
 
     [[nodiscard]] std::size_t count();
+    [[nodiscard]] std::size_t shards() const noexcept { return shards_; }
     [[nodiscard]] const std::string& path() const noexcept { return path_; }
 
 private:

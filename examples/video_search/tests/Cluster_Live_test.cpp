@@ -9,6 +9,7 @@
 #include "store/Cluster.h"
 #include "store/Cluster_Store.h"
 #include "store/Row_Binary.h"
+#include "store/Sender.h"
 #include "store/Store.h"
 #include "store/Store_Query.h"
 
@@ -372,8 +373,8 @@ TEST(Cluster_Live, IdsDoNotEndWhileAServerIsAway)
     SKIP_WITHOUT_SERVER();
     const Live_Cluster cluster(1);
     {
-        const auto store = cluster.open(Object_Store::Access::write);
-        EXPECT_EQ(store->next_object_id(sensor_of(1)), 1U);
+        const auto store = cluster.open(Object_Store::Access::write, "&wait=20");
+        ASSERT_EQ(store->next_object_id(sensor_of(1)), 1U);
         add(*store, object_of(1, 65'530, 0)); // of those that are claimed
         EXPECT_EQ(store->next_object_id(sensor_of(1)), 65'531U);
         cluster.kill(1);
@@ -385,7 +386,7 @@ TEST(Cluster_Live, IdsDoNotEndWhileAServerIsAway)
         EXPECT_EQ(store->flush(), 0U);
     }
     {
-        const auto store = cluster.open(Object_Store::Access::write);
+        const auto store = cluster.open(Object_Store::Access::write, "&wait=20");
         EXPECT_EQ(store->next_object_id(sensor_of(1)), 65'541U); // what was left is given back
         add(*store, object_of(1, 65'541 + 65'534, 2));
         EXPECT_EQ(store->next_object_id(sensor_of(1)), 65'541U + 65'535);
@@ -621,7 +622,7 @@ TEST(Cluster_Live, WhatAnotherProgramAnswersIsNotTakenForTheServers)
     const Faulty_Proxy proxy(cluster, "pass");
     const auto store = proxy.open(Object_Store::Access::write);
     add(*store, object_of(1, 1, 1));
-    EXPECT_EQ(store->flush(), 0U);
+    expect_once(cluster, *store, 1);
     for (const char* const fault : {"html", "nothing"}) {
         proxy.set(fault); // "200 OK" to everything
         add(*store, object_of(1, fault[0] == 'h' ? 2 : 3, 2));
@@ -807,6 +808,8 @@ TEST(Cluster_Live, ShardsInAnotherOrderAreRefused)
          {Object_Store::Access::write, Object_Store::Access::read})
         EXPECT_THAT(failure_of_opening(cluster, access),
                     HasSubstr("has other shards, or in another order"));
+    Spool three(cluster.folder() + "/three.spool", "store", 3, 1000);
+    EXPECT_THROW(Sender(parse_cluster_address(cluster.address()), three), Failure);
 }
 
 // Access
