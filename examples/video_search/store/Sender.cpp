@@ -227,7 +227,11 @@ void Sender::remove_old(std::size_t shard)
     const std::string days = ask(shard, old_partitions(cluster_.address().database, first));
     for (Row_Reader row(days); !row.is_at_end();) {
         const std::string table(row.text());
-        ask(shard, "ALTER TABLE " + in + table + " DROP PARTITION " + std::string(row.text()));
+        ask(shard, std::string("ALTER TABLE ")
+                       .append(in)
+                       .append(table)
+                       .append(" DROP PARTITION ")
+                       .append(row.text()));
     }
     const std::string old = " WHERE end_us < " + std::to_string(times_of_days(first, first).first);
     const std::string count =
