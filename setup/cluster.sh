@@ -93,8 +93,14 @@ is_alive() { # is_alive ID: one that has ended and waits for its parent is not
     grep -qs '^State:[[:space:]]*[^Z[:space:]]' "/proc/$1/status"
 }
 
+# Whether that is the server's: after a restart of the machine the id may be another program's.
+is_server() { # is_server N ID
+    is_alive "$2" && tr '\0' '\n' 2>/dev/null <"/proc/$2/cmdline" |
+        grep -xF -e "--config-file=$root/s$1/config.xml" >/dev/null
+}
+
 is_up() { # is_up N
-    [ -f "$root/s$1/pid" ] && is_alive "$(cat "$root/s$1/pid")"
+    [ -f "$root/s$1/pid" ] && is_server "$1" "$(cat "$root/s$1/pid")"
 }
 
 start_server() { # start_server N
@@ -102,6 +108,7 @@ start_server() { # start_server N
     ! is_up "$1" || return 0
     setsid clickhouse-server --config-file="$folder/config.xml" >"$folder/out" 2>&1 </dev/null &
     echo $! >"$folder/pid"
+    until is_server "$1" $! || ! is_alive $!; do sleep 0.01; done # it has its own name
 }
 
 await() { # await N: false when it has ended

@@ -69,9 +69,24 @@ std::string reason_of(const Http_Answer& answer)
     return "HTTP " + std::to_string(answer.status) + (text.empty() ? "" : ": " + text);
 }
 
+// All its versions have such a header. Another program, or a proxy, may say 200 to anything, and what
+// it was sent would be lost.
+bool is_of_clickhouse(const Http_Answer& answer)
+{
+    std::string headers = answer.headers;
+    std::transform(headers.begin(), headers.end(), headers.begin(),
+                   [](unsigned char letter) { return static_cast<char>(std::tolower(letter)); });
+    return headers.find("\nx-clickhouse-") != std::string::npos;
+}
+
 Cluster::Answer answer_of(const std::string& name, Http_Answer&& answer)
 {
     constexpr long ok = 200;
+    constexpr long unauthorized = 401;
+    if (answer.status == unauthorized) // its sentence names the user
+        return {"", name + ": HTTP 401: it takes no such user, or another password", true};
+    if (answer.status == ok && !is_of_clickhouse(answer))
+        return {"", name + ": what answers there is no ClickHouse server", false};
     if (answer.status == ok)
         return {std::move(answer.body), "", false};
     if (answer.status != 0)
@@ -139,10 +154,14 @@ std::vector<Cluster_Address::Server> Cluster::ask_for_shards(const Cluster_Addre
 Http_Request Cluster::request_of(const Cluster_Address::Server& server,
                                  const Question& question) const
 {
+    constexpr std::size_t long_query = 100'000; // thousands of sensors; servers take 262,144 bytes
     Http_Request request;
     request.url = "http://" + server.text() + "/?wait_end_of_query=1&buffer_size=16777216";
     if (!question.query_id.empty())
         request.url += "&query_id=" + question.query_id;
+    if (question.sql.size() > long_query)
+        request.url += "&max_query_size=" + std::to_string(2 * question.sql.size()) +
+                       "&max_ast_elements=" + std::to_string(question.sql.size());
     if (question.rows.empty()) {
         request.body = question.sql;
     } else {

@@ -155,6 +155,8 @@ Cluster_Address parse_cluster_address(const std::string& text)
         const std::string name(take_until(parameter, '='));
         read_parameter(address, credentials, name, parameter);
     }
+    if (address.cluster.empty() && address.servers.size() > 1) // which of them had the objects?
+        refuse("several servers need a cluster");
     if (!credentials.empty())
         read_credentials(address, credentials);
     else {

@@ -22,10 +22,11 @@ struct Cluster_Address {
         [[nodiscard]] std::string text() const { return host + ':' + std::to_string(port); }
     };
 
-    std::vector<Server> servers; ///< any of these knows the cluster; asked one after the other
-    std::string database;        ///< a name of letters, digits and _
-    std::string cluster;         ///< likewise; empty: the first server alone
-    std::string spool; ///< file of additions that are on their way; empty for the usual one
+    std::vector<Server>
+        servers; ///< any of these knows the cluster; asked one after the other; without a cluster one alone
+    std::string database; ///< a name of letters, digits and _
+    std::string cluster;  ///< likewise; empty: the first server alone
+    std::string spool;    ///< file of additions that are on their way; empty for the usual one
     std::size_t spool_megabytes = 1024;
     std::chrono::seconds batch{1};     ///< for which an addition waits for more at most
     std::chrono::seconds wait{10};     ///< for an answer

@@ -66,27 +66,40 @@ std::string between(const Time_Range& range)
            std::to_string(range.last);
 }
 
-// What is before 1970 has a remainder below 0.
+// What is before 1970 has a remainder below 0, where both numbers have a sign.
 void ask_hours(Conditions& where, const std::optional<Hours>& hours)
 {
     constexpr std::int64_t hour = 3'600'000'000; // microseconds
     if (!hours || hours->from == hours->to)
         return;
-    const std::string time_of_day = "((first_seen_us % 86400000000 + 86400000000) % 86400000000)";
+    const std::string time_of_day =
+        "((first_seen_us % toInt64(86400000000) + 86400000000) % 86400000000)";
     where.add("(" + time_of_day + " >= " + std::to_string(hours->from * hour) +
               (hours->from < hours->to ? " AND " : " OR ") + time_of_day + " < " +
               std::to_string(hours->to * hour) + ")");
 }
 
-// A list of pairs would take several times as long.
+// A sensor as one number: thousands of conditions, or a list of pairs, would take several times as long.
+std::string key_of(const ns__SensorId& sensor)
+{
+    constexpr unsigned word = 32; // bits
+    return std::to_string(std::uint64_t{static_cast<std::uint32_t>(sensor.word1)} << word |
+                          static_cast<std::uint32_t>(sensor.word2));
+}
+
 void ask_sensors(Conditions& where, const std::vector<ns__SensorId>& sensors)
 {
-    std::string any;
+    if (sensors.size() == 1)
+        where.add("sensor1 = " + std::to_string(sensors[0].word1) +
+                  " AND sensor2 = " + std::to_string(sensors[0].word2));
+    if (sensors.size() <= 1)
+        return;
+    std::string keys;
     for (const ns__SensorId& sensor : sensors)
-        any += (any.empty() ? "(sensor1 = " : " OR (sensor1 = ") + std::to_string(sensor.word1) +
-               " AND sensor2 = " + std::to_string(sensor.word2) + ")";
-    if (!any.empty())
-        where.add("(" + any + ")");
+        keys += (keys.empty() ? "" : ", ") + key_of(sensor);
+    where.add("bitOr(bitShiftLeft(toUInt64(toUInt32(sensor1)), 32), toUInt64(toUInt32(sensor2))) "
+              "IN (" +
+              keys + ")");
 }
 
 void ask_score(Conditions& where, const Filter& filter)

@@ -17,7 +17,8 @@ namespace video_search {
 
 namespace {
 
-constexpr std::int64_t second = 1'000'000; // microseconds
+constexpr std::int64_t second = 1'000'000;   // microseconds
+constexpr std::uint64_t claim_size = 65'536; // ids
 constexpr auto last_object_id =
     static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max());
 
@@ -56,9 +57,12 @@ Cluster_Store::Cluster_Store(const Cluster_Address& address, Access access,
                              const std::string& folder)
     : cluster_(address), name_(address.text()), owner_(random_number())
 {
-    if (access == Access::write)
+    if (access == Access::write) {
         open_for_writing(folder);
-    check_version();
+    } else {
+        check_version(true);
+        check_shards();
+    }
 }
 
 Cluster_Store::~Cluster_Store()
@@ -77,8 +81,12 @@ Cluster_Store::~Cluster_Store()
 void Cluster_Store::open_for_writing(const std::string& folder)
 {
     const Cluster_Address& address = cluster_.address();
+    for (const std::string& statement : version_statements(address.database))
+        ask_all(statement);
+    check_version(false);
     for (const std::string& statement : table_statements(address.database, address.cluster))
         ask_all(statement);
+    check_shards();
     const std::string path =
         address.spool.empty() ? (to_path(folder) / "kr_store.spool").string() : address.spool;
     constexpr std::size_t megabyte = std::size_t{1} << 20U;
@@ -87,19 +95,36 @@ void Cluster_Store::open_for_writing(const std::string& folder)
     sender_ = std::make_unique<Sender>(address, *spool_);
 }
 
-void Cluster_Store::check_version()
+void Cluster_Store::check_version(bool must_be_there)
 {
-    for (const Cluster::Answer& answer :
-         ask_all("SELECT max(version) FROM " + table("version_local") + " FORMAT RowBinary")) {
+    for (const Cluster::Answer& answer : ask_all(query_of_version(cluster_.address().database))) {
         if (!answer.is_there())
             continue;
         const auto version = Row_Reader(answer.bytes).number<std::uint32_t>();
         if (version > cluster_version)
             throw Failure(name_ + " is of a later version, " + std::to_string(version) +
                           ", than this program knows");
-        if (version == 0)
+        if (version == 0 && must_be_there)
             throw Failure("there is no store '" + name_ + "'");
     }
+}
+
+// With other shards, or in another order, ids would be given again and objects not be found.
+void Cluster_Store::check_shards()
+{
+    std::vector<Cluster::Question> questions;
+    for (std::size_t shard = 0; shard < cluster_.size(); ++shard)
+        questions.push_back(
+            {shard, query_of_strange_claims(cluster_.address().database, shard, cluster_.size()),
+             "", ""});
+    const std::vector<Cluster::Answer> answers = ask_some(questions);
+    for (std::size_t shard = 0; shard < answers.size(); ++shard)
+        if (answers[shard].is_there() &&
+            Row_Reader(answers[shard].bytes).number<std::uint64_t>() > 0)
+            throw Failure(name_ + ": " + cluster_.name_of(shard) +
+                          " has sensors of another shard: the cluster '" +
+                          cluster_.address().cluster +
+                          "' has other shards, or in another order, than when they were stored");
 }
 
 Spool& Cluster_Store::spool()
@@ -191,9 +216,8 @@ bool Cluster_Store::is_alone(const ns__SensorId& sensor, std::uint64_t first, st
 }
 
 // A claim that met another is given back, up to before its first; the next try begins behind both.
-void Cluster_Store::claim_ids(const ns__SensorId& sensor, Claim& claim)
+Cluster_Store::Claim Cluster_Store::claim_ids(const ns__SensorId& sensor)
 {
-    constexpr std::uint64_t size = 65'536;
     constexpr int tries = 20;
     const std::size_t shard = cluster_.shard_of(place_of(sensor));
     for (int k = 0; k < tries; ++k) {
@@ -204,16 +228,27 @@ void Cluster_Store::claim_ids(const ns__SensorId& sensor, Claim& claim)
         if (taken >= last_object_id)
             throw Failure(name_ + ": no object id is left");
         const std::uint64_t first = taken + 1;
-        const std::uint64_t last = first + std::min(size - 1, last_object_id - first);
+        const std::uint64_t last = first + std::min(claim_size - 1, last_object_id - first);
         write_claim(sensor, first, last);
-        if (is_alone(sensor, first, last)) {
-            claim = {first, last, first};
-            return;
-        }
+        if (is_alone(sensor, first, last))
+            return {first, last, first};
         write_claim(sensor, first, first - 1);
         std::this_thread::sleep_for(std::chrono::milliseconds(random_number() % 50));
     }
     throw Failure(name_ + ": too many writers want ids of the same sensor at once");
+}
+
+// Well before the ids at hand end. Where it fails there is time to try again.
+void Cluster_Store::claim_spare(const ns__SensorId& sensor, Claim& spare)
+{
+    constexpr std::chrono::minutes pause(10);
+    if (spare.has_any() || std::chrono::steady_clock::now() < next_spare_)
+        return;
+    try {
+        spare = claim_ids(sensor);
+    } catch (const Failure&) {
+        next_spare_ = std::chrono::steady_clock::now() + pause;
+    }
 }
 
 // Of ids that somebody else has chosen.
@@ -224,6 +259,7 @@ void Cluster_Store::claim_highest(const ns__SensorId& sensor)
         return;
     write_claim(sensor, highest->second, highest->second);
     claims_[highest->first].next = claims_[highest->first].last + 1; // what is left is too low
+    spares_.erase(highest->first);
     highest_.erase(highest);
 }
 
@@ -240,6 +276,9 @@ void Cluster_Store::release_claims()
     for (const auto& [key, claim] : claims_)
         if (claim.first != 0)
             write_claim(sensor_of(key), claim.first, claim.next - 1);
+    for (const auto& [key, spare] : spares_)
+        if (spare.has_any())
+            write_claim(sensor_of(key), spare.first, 0); // below what is left of the claim
 }
 
 std::uint64_t Cluster_Store::next_object_id(const ns__SensorId& sensor)
@@ -247,8 +286,11 @@ std::uint64_t Cluster_Store::next_object_id(const ns__SensorId& sensor)
     spool();
     claim_highest(sensor);
     Claim& claim = claims_[{sensor.word1, sensor.word2}];
-    if (claim.first == 0 || claim.next > claim.last)
-        claim_ids(sensor, claim);
+    Claim& spare = spares_[{sensor.word1, sensor.word2}];
+    if (!claim.has_any())
+        claim = spare.has_any() ? std::exchange(spare, Claim()) : claim_ids(sensor);
+    if (claim.last - claim.next < claim_size / 2)
+        claim_spare(sensor, spare);
     return claim.next;
 }
 

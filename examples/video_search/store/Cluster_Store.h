@@ -26,6 +26,7 @@
 #include "Sender.h"
 #include "Spool.h"
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <map>
@@ -75,12 +76,14 @@ private:
         std::uint64_t first = 0;
         std::uint64_t last = 0;
         std::uint64_t next = 0;
+        [[nodiscard]] bool has_any() const noexcept { return first != 0 && next <= last; }
     };
 
     class Search;
     struct New_Place;
 
-    void check_version();
+    void check_version(bool must_be_there);
+    void check_shards();
     void open_for_writing(const std::string& folder);
     Spool& spool();
     [[nodiscard]] std::string table(const char* name) const;
@@ -93,7 +96,8 @@ private:
 
     std::vector<New_Place> new_places(std::int64_t first, std::int64_t last, std::size_t most);
 
-    void claim_ids(const ns__SensorId& sensor, Claim& claim);
+    [[nodiscard]] Claim claim_ids(const ns__SensorId& sensor);
+    void claim_spare(const ns__SensorId& sensor, Claim& spare);
     void write_claim(const ns__SensorId& sensor, std::uint64_t first, std::uint64_t last);
     [[nodiscard]] bool is_alone(const ns__SensorId& sensor, std::uint64_t first,
                                 std::uint64_t last);
@@ -106,6 +110,8 @@ private:
     const std::uint64_t owner_;
     std::uint64_t version_ = 0; // of the last row that was written here
     std::map<Sensor_Key, Claim> claims_;
+    std::map<Sensor_Key, Claim> spares_; // for when a claim ends and its shard is away
+    std::chrono::steady_clock::time_point next_spare_;
     std::map<Sensor_Key, std::uint64_t> highest_; // of ids that were not claimed before
     std::unique_ptr<Spool> spool_;
     std::unique_ptr<Sender> sender_;

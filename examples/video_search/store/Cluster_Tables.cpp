@@ -18,6 +18,9 @@ namespace {
 
 constexpr const char* day_in_sql = "toUInt32(intDiv(greatest(first_seen_us, 0), 86400000000))";
 
+// That of place_of().
+constexpr const char* place_in_sql = "toUInt64(toUInt32(sensor1)) * 7919 + toUInt32(sensor2)";
+
 // The columns of an object, without what the server adds. Names, and names with types.
 std::string columns(bool has_types)
 {
@@ -88,11 +91,23 @@ std::string distributed_table(const std::string& database, const std::string& cl
 {
     const std::string in = database + '.';
     return "CREATE TABLE IF NOT EXISTS " + in + name + " AS " + in + name +
-           "_local ENGINE = Distributed(" + cluster + ", " + database + ", " + name +
-           "_local, toUInt64(toUInt32(sensor1)) * 7919 + toUInt32(sensor2))";
+           "_local ENGINE = Distributed(" + cluster + ", " + database + ", " + name + "_local, " +
+           place_in_sql + ")";
 }
 
 } // namespace
+
+std::vector<std::string> version_statements(const std::string& database)
+{
+    return {"CREATE DATABASE IF NOT EXISTS " + database,
+            "CREATE TABLE IF NOT EXISTS " + database +
+                ".version_local (version UInt32) ENGINE = ReplacingMergeTree ORDER BY version"};
+}
+
+std::string query_of_version(const std::string& database)
+{
+    return "SELECT max(version) FROM " + database + ".version_local FORMAT RowBinary";
+}
 
 std::vector<std::string> table_statements(const std::string& database, const std::string& cluster)
 {
@@ -100,8 +115,6 @@ std::vector<std::string> table_statements(const std::string& database, const std
     const std::string create = "CREATE TABLE IF NOT EXISTS " + in;
     const std::string key = "sensor1, sensor2, object_id, first_seen_us";
     std::vector<std::string> all{
-        "CREATE DATABASE IF NOT EXISTS " + database,
-        create + "version_local (version UInt32) ENGINE = ReplacingMergeTree ORDER BY version",
         create + "object_local (" + columns(true) +
             ", batch UInt64, stored_s UInt32 DEFAULT toUInt32(now())) ENGINE = ReplacingMergeTree" +
             by_day(object_order) + " SETTINGS index_granularity = 1024",
@@ -193,6 +206,23 @@ std::int64_t first_day_kept(unsigned days)
     const auto since = std::chrono::system_clock::now().time_since_epoch();
     const auto today = std::chrono::duration_cast<std::chrono::hours>(since).count() / 24;
     return std::max<std::int64_t>(today - days, 0);
+}
+
+std::int64_t first_day_kept(unsigned days, std::int64_t other_day)
+{
+    return std::max<std::int64_t>(std::min(first_day_kept(days), other_day - days), 0);
+}
+
+std::string query_of_day()
+{
+    return "SELECT intDiv(toInt64(now()), 86400) FORMAT RowBinary";
+}
+
+std::string query_of_strange_claims(const std::string& database, std::size_t shard,
+                                    std::size_t shards)
+{
+    return "SELECT count() FROM " + database + ".claim_local WHERE (" + place_in_sql + ") % " +
+           std::to_string(shards) + " != " + std::to_string(shard) + " FORMAT RowBinary";
 }
 
 std::int64_t day_of(std::int64_t microseconds) noexcept

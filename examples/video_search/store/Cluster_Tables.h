@@ -21,7 +21,12 @@ constexpr std::int64_t day_length = 86'400'000'000; // microseconds
 /// What a row is of.
 enum class Row_Kind { object = 0, recording = 1, picture = 2 };
 
-/// Makes what is missing, on one shard; each is a statement of its own.
+/// Makes the table of the version where it is missing, on one shard; each is a statement of its own.
+[[nodiscard]] std::vector<std::string> version_statements(const std::string& database);
+/// Selects the version, 32 bits: 0 for tables that are not whole yet.
+[[nodiscard]] std::string query_of_version(const std::string& database);
+
+/// Makes what else is missing, likewise, and tells the version. Not for tables of a later version.
 ///
 /// cluster  that the tables over all shards are of; empty for none
 [[nodiscard]] std::vector<std::string> table_statements(const std::string& database,
@@ -44,6 +49,15 @@ enum class Row_Kind { object = 0, recording = 1, picture = 2 };
 [[nodiscard]] std::string old_partitions(const std::string& database, std::int64_t first_day);
 /// The first day of those that are kept today.
 [[nodiscard]] std::int64_t first_day_kept(unsigned days);
+/// The same where another clock, of which this is the day, has to agree before anything is removed: a
+/// clock that is ahead would take all.
+[[nodiscard]] std::int64_t first_day_kept(unsigned days, std::int64_t other_day);
+/// Selects the day of the server's clock, 64 bits.
+[[nodiscard]] std::string query_of_day();
+
+/// Which of the claims of a shard are of sensors of another one, as their number.
+[[nodiscard]] std::string query_of_strange_claims(const std::string& database, std::size_t shard,
+                                                  std::size_t shards);
 
 /// The number of the day since 1970, 0 for what is before: the partition of a time.
 [[nodiscard]] std::int64_t day_of(std::int64_t microseconds) noexcept;

@@ -168,6 +168,8 @@ std::vector<Http_Answer> Http_Client::post(const std::vector<Http_Request>& requ
             set(easy, CURLOPT_HTTPHEADER, handles_->headers.get());
             set(easy, CURLOPT_WRITEFUNCTION, take_bytes);
             set(easy, CURLOPT_WRITEDATA, static_cast<void*>(&transfer.answer.body));
+            set(easy, CURLOPT_HEADERFUNCTION, take_bytes);
+            set(easy, CURLOPT_HEADERDATA, static_cast<void*>(&transfer.answer.headers));
             set(easy, CURLOPT_ERRORBUFFER, transfer.error.data());
             set(easy, CURLOPT_PRIVATE, static_cast<void*>(&transfer));
             set(easy, CURLOPT_TIMEOUT_MS, static_cast<long>(limit.count()));

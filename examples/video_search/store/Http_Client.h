@@ -23,6 +23,7 @@ struct Http_Request {
 
 struct Http_Answer {
     long status = 0;     ///< 0: there was none
+    std::string headers; ///< as they came, a line each
     std::string body;    ///< may be of a cut answer when there was no status
     std::string failure; ///< why there was none
 };

@@ -21,10 +21,10 @@ std::unique_ptr<Object_Store> open_cluster(const std::string& address, Object_St
 #ifdef VIDEO_SEARCH_CLICKHOUSE
     return std::make_unique<Cluster_Store>(parse_cluster_address(address), access, folder);
 #else
+    (void)address; // may have a password in it
     (void)access;
     (void)folder;
-    throw Failure(address.substr(0, address.find('?')) +
-                  ": this program was built without clusters, since libcurl was not there");
+    throw Failure("--store: this program was built without clusters, since libcurl was not there");
 #endif
 }
 

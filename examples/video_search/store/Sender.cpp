@@ -28,8 +28,11 @@ private:
 } // namespace
 
 Sender::Sender(const Cluster_Address& address, Spool& spool)
-    : cluster_(address), spool_(spool), shards_(cluster_.size()), thread_([this] { run(); })
+    : cluster_(address), spool_(spool), shards_(cluster_.size())
 {
+    if (shards_.size() != spool.shards())
+        throw Failure(address.text() + ": the number of its shards has just changed");
+    thread_ = std::thread([this] { run(); });
 }
 
 Sender::~Sender()
@@ -78,13 +81,14 @@ std::vector<bool> Sender::shards_to_try() const
 // Whether there was something to send.
 bool Sender::send_next()
 {
+    const bool is_urgent = is_urgent_; // as long as this takes
     const std::vector<bool> wanted = shards_to_try();
     const bool is_any = std::find(wanted.begin(), wanted.end(), true) != wanted.end();
     const std::optional<Batch> batch =
-        is_any ? spool_.take(wanted, is_urgent_) : std::optional<Batch>();
+        is_any ? spool_.take(wanted, is_urgent) : std::optional<Batch>();
     if (!batch) {
         const bool is_pausing = std::find(wanted.begin(), wanted.end(), false) != wanted.end();
-        is_stuck_ = is_pausing && is_urgent_;
+        is_stuck_ = is_pausing && is_urgent;
         return false;
     }
     try {
@@ -93,6 +97,9 @@ bool Sender::send_next()
         if (failure.is_certain() && !batch->was_sent)
             spool_.put_back(*batch);
         failed(batch->shard, failure.what());
+        return true;
+    } catch (const Failure& failure) { // of an answer that makes no sense
+        failed(batch->shard, cluster_.name_of(batch->shard) + ": " + failure.what());
         return true;
     }
     spool_.remove(*batch);
@@ -120,6 +127,11 @@ std::string Sender::ask(std::size_t shard, const std::string& sql)
 void Sender::prepare(std::size_t shard)
 {
     const Cluster_Address& address = cluster_.address();
+    for (const std::string& statement : version_statements(address.database))
+        ask(shard, statement);
+    const std::string version = ask(shard, query_of_version(address.database));
+    if (Row_Reader(version).number<std::uint32_t>() > cluster_version)
+        throw Send_Failure(cluster_.name_of(shard) + ": its tables are of a later version", true);
     for (const std::string& statement : table_statements(address.database, address.cluster))
         ask(shard, statement);
     shards_[shard].is_prepared = true;
@@ -175,6 +187,7 @@ void Sender::failed(std::size_t shard, const std::string& why)
     constexpr Clock::duration shortest = std::chrono::milliseconds(250);
     constexpr Clock::duration longest = std::chrono::seconds(10);
     Shard& state = shards_[shard];
+    state.is_prepared = false; // it may come back with an empty disk, or with other tables
     if (state.failures++ == 0)
         kr_log(KR_LOG_SITE(LM_ERROR), "%T T%04t*ERR store: %s; what is for it waits in '%s'\n", why,
                spool_.path());
@@ -191,26 +204,40 @@ void Sender::remove_old()
     if (!address.keep_days || Clock::now() < next_removal_)
         return;
     next_removal_ = Clock::now() + between;
-    const std::int64_t first = first_day_kept(*address.keep_days);
     for (std::size_t shard = 0; shard < shards_.size(); ++shard) {
         try {
-            if (!shards_[shard].is_prepared)
-                prepare(shard);
-            const std::string days = ask(shard, old_partitions(address.database, first));
-            for (Row_Reader row(days); !row.is_at_end();) {
-                const std::string table(row.text());
-                ask(shard, "ALTER TABLE " + address.database + '.' + table + " DROP PARTITION " +
-                               std::string(row.text()));
-            }
-            ask(shard, "ALTER TABLE " + address.database +
-                           ".recording_local DELETE WHERE end_us < " +
-                           std::to_string(times_of_days(first, first).first));
+            remove_old(shard);
         } catch (const Failure& failure) {
             kr_log(KR_LOG_SITE(LM_ERROR), "%T T%04t*ERR store: old objects are not removed: %s\n",
                    failure.what());
             next_removal_ = Clock::now() + between / 60;
         }
     }
+}
+
+// A server keeps the order to delete rows, even if there are none: it is given for some alone.
+void Sender::remove_old(std::size_t shard)
+{
+    if (!shards_[shard].is_prepared)
+        prepare(shard);
+    const std::string in = cluster_.address().database + '.';
+    const std::string today = ask(shard, query_of_day());
+    const std::int64_t first =
+        first_day_kept(*cluster_.address().keep_days, Row_Reader(today).number<std::int64_t>());
+    const std::string days = ask(shard, old_partitions(cluster_.address().database, first));
+    for (Row_Reader row(days); !row.is_at_end();) {
+        const std::string table(row.text());
+        ask(shard, std::string("ALTER TABLE ")
+                       .append(in)
+                       .append(table)
+                       .append(" DROP PARTITION ")
+                       .append(row.text()));
+    }
+    const std::string old = " WHERE end_us < " + std::to_string(times_of_days(first, first).first);
+    const std::string count =
+        ask(shard, "SELECT count() FROM " + in + "recording_local" + old + " FORMAT RowBinary");
+    if (Row_Reader(count).number<std::uint64_t>() > 0)
+        ask(shard, "ALTER TABLE " + in + "recording_local DELETE" + old);
 }
 
 } // namespace video_search

@@ -22,6 +22,8 @@ namespace video_search {
 
 class Sender {
 public:
+    /// Failure when the cluster cannot be opened, or has not as many shards as the spool.
+    ///
     /// address  of the cluster, which is opened again for the thread
     Sender(const Cluster_Address& address, Spool& spool);
     /// What is not stored yet stays in the spool.
@@ -53,6 +55,7 @@ private:
     void succeeded(std::size_t shard);
     void failed(std::size_t shard, const std::string& why);
     void remove_old();
+    void remove_old(std::size_t shard);
 
     Cluster cluster_;
     Spool& spool_;

@@ -13,6 +13,9 @@ namespace {
 
 using Clock = std::chrono::system_clock; // ages outlive the process
 
+constexpr int application_id = 0x4B525350; // "KRSP"
+constexpr int version = 1;                 // of the file and of what its rows hold
+
 // shard: modulo the number of shards, the one that a row goes to; of a batch the one that it was sent
 // to, whatever their number is now.
 constexpr const char* schema = R"(
@@ -40,6 +43,18 @@ std::int64_t new_number()
     return static_cast<std::int64_t>((high << 32U | random()) >> 1U | 1U);
 }
 
+std::string failure_of(SQLite::Database& database)
+{
+    const int application = database.execAndGet("PRAGMA application_id").getInt();
+    const int tables = database.execAndGet("SELECT count(*) FROM sqlite_master").getInt();
+    if (application != application_id && tables > 0)
+        return " is no spool but another SQLite database";
+    if (application == application_id &&
+        database.execAndGet("PRAGMA user_version").getInt() > version)
+        return " was written by a later version of this program";
+    return "";
+}
+
 std::size_t number_of(SQLite::Database& database, const char* sql)
 {
     return static_cast<std::size_t>(database.execAndGet(sql).getInt64());
@@ -64,13 +79,17 @@ Spool::~Spool() = default;
 // A transaction that writes takes the file for good.
 void Spool::open(const std::string& store)
 {
-    database_ =
-        std::make_unique<SQLite::Database>(path_, SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE, 0);
+    database_ = std::make_unique<SQLite::Database>(sqlite_name(path_),
+                                                   SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE, 0);
     database_->exec("PRAGMA locking_mode = EXCLUSIVE");
+    if (const std::string failure = failure_of(*database_); !failure.empty())
+        throw Failure(path_ + failure);
     database_->exec("PRAGMA journal_mode = WAL");
     database_->exec("PRAGMA synchronous = FULL");
     SQLite::Transaction transaction(*database_, SQLite::TransactionBehavior::IMMEDIATE);
     database_->exec(schema);
+    database_->exec("PRAGMA application_id = " + std::to_string(application_id));
+    database_->exec("PRAGMA user_version = " + std::to_string(version));
     SQLite::Statement target(*database_, "SELECT store FROM target");
     if (target.executeStep()) {
         const std::string other = target.getColumn(0).getString();
@@ -85,6 +104,34 @@ void Spool::open(const std::string& store)
     transaction.commit();
     waiting_rows_ = number_of(*database_, "SELECT count(*) FROM waiting");
     waiting_bytes_ = number_of(*database_, "SELECT coalesce(sum(size), 0) FROM waiting");
+    tally_all();
+}
+
+void Spool::tally_all()
+{
+    SQLite::Statement groups(*database_, "SELECT DISTINCT kind, shard, day FROM waiting "
+                                         "WHERE batch IS NULL");
+    while (groups.executeStep())
+        tally({static_cast<Row_Kind>(groups.getColumn(0).getInt()), groups.getColumn(1).getInt64(),
+               groups.getColumn(2).getInt64()});
+}
+
+void Spool::tally(const Group& group)
+{
+    const auto& [kind, shard, day] = group;
+    SQLite::Statement rows(*database_,
+                           "SELECT count(*), coalesce(sum(size), 0), coalesce(min(since), 0) FROM "
+                           "waiting WHERE batch IS NULL AND kind = ? AND shard = ? AND day = ?");
+    rows.bind(1, static_cast<int>(kind));
+    rows.bind(2, shard);
+    rows.bind(3, day);
+    rows.executeStep();
+    const auto count = static_cast<std::size_t>(rows.getColumn(0).getInt64());
+    if (count == 0)
+        groups_.erase(group);
+    else
+        groups_[group] = {count, static_cast<std::size_t>(rows.getColumn(1).getInt64()),
+                          rows.getColumn(2).getInt64()};
 }
 
 void Spool::make_room(std::unique_lock<std::mutex>& lock, std::size_t size)
@@ -102,18 +149,24 @@ void Spool::add(Row_Kind kind, std::uint64_t place, std::int64_t day, const std:
 {
     std::unique_lock<std::mutex> lock(mutex_);
     make_room(lock, row.size());
+    const auto shard = static_cast<std::int64_t>(place % shards_);
+    const std::int64_t since = now();
     guarded(path_, [&] {
         SQLite::Statement insertion(*database_,
                                     "INSERT INTO waiting (kind, shard, day, since, size, "
                                     "row) VALUES (?, ?, ?, ?, ?, ?)");
         insertion.bind(1, static_cast<int>(kind));
-        insertion.bind(2, static_cast<std::int64_t>(place % shards_));
+        insertion.bind(2, shard);
         insertion.bind(3, day);
-        insertion.bind(4, now());
+        insertion.bind(4, since);
         insertion.bind(5, static_cast<std::int64_t>(row.size()));
         insertion.bindNoCopy(6, row.data(), static_cast<int>(row.size()));
         insertion.exec();
     });
+    Tally& group = groups_[{kind, shard, day}];
+    if (group.rows++ == 0)
+        group.since = since;
+    group.bytes += row.size();
     waiting_bytes_ += row.size();
     ++waiting_rows_;
     has_changed_.notify_all();
@@ -147,47 +200,53 @@ std::optional<Batch> Spool::begun(const std::vector<bool>& is_wanted)
     return std::nullopt;
 }
 
-// Numbers are given to the rows of a batch, so that those that come later are not of it.
-std::optional<Batch> Spool::begin(const std::vector<bool>& is_wanted, bool is_urgent)
+// Of the groups that a batch can be made of, the one whose first row has waited for longest.
+std::optional<Spool::Group> Spool::due(const std::vector<bool>& is_wanted, bool is_urgent) const
 {
-    SQLite::Statement groups(*database_, "SELECT kind, shard, day, count(*), sum(size), "
-                                         "min(since) FROM waiting WHERE batch IS NULL "
-                                         "GROUP BY kind, shard, day ORDER BY min(since)");
-    while (groups.executeStep()) {
-        const auto shard = static_cast<std::size_t>(groups.getColumn(1).getInt64()) % shards_;
-        const bool is_full = groups.getColumn(3).getInt64() >= std::int64_t{most_rows} ||
-                             groups.getColumn(4).getInt64() >= std::int64_t{most_bytes};
-        const std::int64_t age = now() - groups.getColumn(5).getInt64(); // clocks are set, too
-        const bool is_due = is_urgent || is_full || age >= longest_.count() || age < 0;
-        if (!is_wanted[shard] || !is_due)
+    std::optional<Group> first;
+    std::int64_t first_since = 0;
+    for (const auto& [group, tally] : groups_) {
+        const std::int64_t age = now() - tally.since;
+        const bool is_full = tally.rows >= most_rows || tally.bytes >= most_bytes;
+        const bool is_due =
+            is_urgent || is_full || age >= longest_.count() || age < 0; // clocks are set, too
+        const auto shard = static_cast<std::size_t>(std::get<1>(group)) % shards_;
+        if (!is_wanted[shard] || !is_due || (first && tally.since >= first_since))
             continue;
-        Batch batch;
-        batch.number = static_cast<std::uint64_t>(new_number());
-        batch.kind = static_cast<Row_Kind>(groups.getColumn(0).getInt());
-        batch.shard = shard;
-        batch.day = groups.getColumn(2).getInt64();
-        SQLite::Statement rows(
-            *database_, "UPDATE waiting SET batch = ? WHERE number IN (SELECT number FROM "
-                        "(SELECT number, sum(size) OVER (ORDER BY number) - size "
-                        "AS before FROM waiting WHERE batch IS NULL AND kind = ? AND shard = "
-                        "? AND day = ? ORDER BY number LIMIT ?) WHERE before < ?)");
-        rows.bind(1, static_cast<std::int64_t>(batch.number));
-        rows.bind(2, static_cast<int>(batch.kind));
-        rows.bind(3, groups.getColumn(1).getInt64());
-        rows.bind(4, batch.day);
-        rows.bind(5, static_cast<std::int64_t>(most_rows));
-        rows.bind(6, static_cast<std::int64_t>(most_bytes));
-        groups.reset();
-        rows.exec();
-        SQLite::Statement insertion(*database_, "INSERT INTO batch VALUES (?, ?, ?, ?, 0)");
-        insertion.bind(1, static_cast<std::int64_t>(batch.number));
-        insertion.bind(2, static_cast<int>(batch.kind));
-        insertion.bind(3, static_cast<std::int64_t>(batch.shard));
-        insertion.bind(4, batch.day);
-        insertion.exec();
-        return batch;
+        first = group;
+        first_since = tally.since;
     }
-    return std::nullopt;
+    return first;
+}
+
+// Numbers are given to the rows of a batch, so that those that come later are not of it.
+Batch Spool::begin(const Group& group)
+{
+    const auto& [kind, shard, day] = group;
+    Batch batch;
+    batch.number = static_cast<std::uint64_t>(new_number());
+    batch.kind = kind;
+    batch.shard = static_cast<std::size_t>(shard) % shards_;
+    batch.day = day;
+    SQLite::Statement rows(*database_,
+                           "UPDATE waiting SET batch = ? WHERE number IN (SELECT number FROM "
+                           "(SELECT number, sum(size) OVER (ORDER BY number) - size "
+                           "AS before FROM waiting WHERE batch IS NULL AND kind = ? AND shard = "
+                           "? AND day = ? ORDER BY number LIMIT ?) WHERE before < ?)");
+    rows.bind(1, static_cast<std::int64_t>(batch.number));
+    rows.bind(2, static_cast<int>(kind));
+    rows.bind(3, shard);
+    rows.bind(4, day);
+    rows.bind(5, static_cast<std::int64_t>(most_rows));
+    rows.bind(6, static_cast<std::int64_t>(most_bytes));
+    rows.exec();
+    SQLite::Statement insertion(*database_, "INSERT INTO batch VALUES (?, ?, ?, ?, 0)");
+    insertion.bind(1, static_cast<std::int64_t>(batch.number));
+    insertion.bind(2, static_cast<int>(kind));
+    insertion.bind(3, static_cast<std::int64_t>(batch.shard));
+    insertion.bind(4, day);
+    insertion.exec();
+    return batch;
 }
 
 std::optional<Batch> Spool::take(const std::vector<bool>& is_wanted, bool is_urgent)
@@ -196,17 +255,21 @@ std::optional<Batch> Spool::take(const std::vector<bool>& is_wanted, bool is_urg
     if (waiting_rows_ == 0)
         return std::nullopt;
     return guarded(path_, [&] {
-        SQLite::Transaction transaction(*database_, SQLite::TransactionBehavior::IMMEDIATE);
         std::optional<Batch> batch = begun(is_wanted);
-        if (!batch)
-            batch = begin(is_wanted, is_urgent);
-        if (!batch)
+        const std::optional<Group> group =
+            batch ? std::optional<Group>() : due(is_wanted, is_urgent);
+        if (!batch && !group)
             return batch;
+        SQLite::Transaction transaction(*database_, SQLite::TransactionBehavior::IMMEDIATE);
+        if (group)
+            batch = begin(*group);
         read_rows(*batch);
         SQLite::Statement mark(*database_, "UPDATE batch SET was_sent = 1 WHERE number = ?");
         mark.bind(1, static_cast<std::int64_t>(batch->number));
         mark.exec();
         transaction.commit();
+        if (group)
+            tally(*group);
         return batch;
     });
 }

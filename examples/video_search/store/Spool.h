@@ -15,10 +15,12 @@
 #include <condition_variable>
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
+#include <tuple>
 #include <vector>
 
 namespace SQLite {
@@ -43,7 +45,7 @@ public:
     static constexpr std::size_t most_bytes = std::size_t{32} << 20U; ///< of a batch, about
 
     /// Makes the file when it is missing, and goes on with what it has. Failure when it is of another
-    /// store or in use.
+    /// store, of a later version or in use, or no spool.
     ///
     /// store       that the rows are for, as text
     /// shards      how many there are
@@ -76,13 +78,28 @@ public:
     void wake() noexcept;
 
     [[nodiscard]] std::size_t count();
+    [[nodiscard]] std::size_t shards() const noexcept { return shards_; }
     [[nodiscard]] const std::string& path() const noexcept { return path_; }
 
 private:
+    using Group =
+        std::tuple<Row_Kind, std::int64_t, std::int64_t>; // kind, shard as in the file, day
+
+    // Of the rows of a group that are in no batch yet. Kept here, since a spool that fills up while a
+    // shard is away has very many.
+    struct Tally {
+        std::size_t rows = 0;
+        std::size_t bytes = 0;
+        std::int64_t since = 0; // of the first
+    };
+
     void open(const std::string& store);
     void make_room(std::unique_lock<std::mutex>& lock, std::size_t size);
     std::optional<Batch> begun(const std::vector<bool>& is_wanted);
-    std::optional<Batch> begin(const std::vector<bool>& is_wanted, bool is_urgent);
+    std::optional<Group> due(const std::vector<bool>& is_wanted, bool is_urgent) const;
+    Batch begin(const Group& group);
+    void tally(const Group& group);
+    void tally_all();
     void read_rows(Batch& batch);
 
     const std::string path_;
@@ -92,6 +109,7 @@ private:
     std::mutex mutex_; // guards all that follows
     std::condition_variable has_changed_;
     std::unique_ptr<SQLite::Database> database_;
+    std::map<Group, Tally> groups_;
     std::size_t waiting_bytes_ = 0;
     std::size_t waiting_rows_ = 0;
     bool is_woken_ = false;

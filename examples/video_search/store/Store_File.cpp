@@ -28,6 +28,16 @@ std::string describe(const SQLite::Exception& error)
     }
 }
 
+// Some relative names mean something else to SQLite.
+std::string sqlite_name(const std::string& path)
+{
+    std::error_code error;
+    const std::filesystem::path absolute = std::filesystem::absolute(to_path(path), error);
+    if (error)
+        throw Failure(path + ": " + error.message());
+    return absolute.u8string();
+}
+
 namespace {
 
 constexpr int application_id = 0x4B525653; // "KRVS"
@@ -162,16 +172,6 @@ void check_folder(const std::string& path)
     const std::filesystem::path folder = to_path(path).parent_path();
     if (!folder.empty() && !std::filesystem::is_directory(folder, error))
         throw Failure(path + ": there is no folder " + quoted(folder));
-}
-
-// SQLite takes absolute names in UTF-8 as they are; some relative ones mean something else to it.
-std::string sqlite_name(const std::string& path)
-{
-    std::error_code error;
-    const std::filesystem::path absolute = std::filesystem::absolute(to_path(path), error);
-    if (error)
-        throw Failure(path + ": " + error.message());
-    return absolute.u8string();
 }
 
 std::uintmax_t size_of(const std::string& path)

@@ -30,6 +30,9 @@ auto guarded(const std::string& path, Function function)
     }
 }
 
+/// A file's name as SQLite takes it, whatever the name is: absolute, in UTF-8.
+[[nodiscard]] std::string sqlite_name(const std::string& path);
+
 using Database_Ptr = std::unique_ptr<SQLite::Database>;
 
 /// A store of this version or of an earlier one.

@@ -55,6 +55,15 @@ void ask_hours(Builder& builder, const std::optional<Hours>& hours)
 // Of several the plus keeps their index out: it would go through all that these have ever seen.
 void ask_sensors(Builder& builder, const std::vector<ns__SensorId>& sensors)
 {
+    constexpr std::size_t most = 500; // SQLite takes a thousand conditions in one another
+    if (sensors.size() > most) {
+        std::string pairs;
+        for (const ns__SensorId& sensor : sensors)
+            pairs += (pairs.empty() ? "(" : ", (") + std::to_string(sensor.word1) + ", " +
+                     std::to_string(sensor.word2) + ")";
+        builder.where("(+sensor1, sensor2) IN (VALUES " + pairs + ")");
+        return;
+    }
     const std::string first = sensors.size() > 1 ? "(+sensor1 = " : "(sensor1 = ";
     std::string condition;
     for (const ns__SensorId& sensor : sensors)

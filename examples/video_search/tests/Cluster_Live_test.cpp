@@ -9,6 +9,7 @@
 #include "store/Cluster.h"
 #include "store/Cluster_Store.h"
 #include "store/Row_Binary.h"
+#include "store/Sender.h"
 #include "store/Store.h"
 #include "store/Store_Query.h"
 
@@ -142,10 +143,15 @@ std::vector<Criteria> searches()
         low.order = order;
         low.object_class = ns__ObjectClass__vehicle;
         low.min_score = -infinity;
-        Criteria& ages = add(); // before 1970, and the end of time
+        Criteria ages; // before 1970, and the end of time
         ages.order = order;
         ages.from = ACE_Time_Value(-9'300'000'000'001);
         ages.to = ACE_Time_Value(9'300'000'000'001);
+        all.push_back(ages);
+        if (order != Order::time)
+            continue;
+        for (const Hours hours : {Hours{8, 17}, Hours{22, 6}})
+            all.emplace_back(ages).hours = hours;
     }
     add().from = second(100'000);
     add().to = second(100'000);
@@ -172,6 +178,13 @@ std::vector<Criteria> searches()
     all.back().sensors[0].word1 = 3;
     all.back().sensors[1].word1 = 4;
     all.back().sensors[1].word2 = 2;
+    all.push_back(all.back());
+    all.back().sensors[0].word1 = -1;
+    Criteria& cameras = add(); // more than a query has room for, unless told otherwise
+    for (int number = 0; number < 8000; ++number) {
+        cameras.sensors.emplace_back();
+        cameras.sensors.back().word1 = 3 + number * 250'000;
+    }
     add().area = {rectangle({20, 10}, {60, 30}), Presence::stood};
     add().area = {rectangle({20, 10}, {60, 30}), Presence::crossed};
     Criteria& counted = add();
@@ -353,6 +366,34 @@ TEST(Cluster_Live, IdsAreGivenOnceAndGoOnWhereTheyEnded)
     EXPECT_EQ(next->next_object_id(sensor_of(2)), 1U);
     add(*next, object_of(2, 41, 1)); // chosen by somebody else
     EXPECT_EQ(next->next_object_id(sensor_of(2)), 42U);
+}
+
+TEST(Cluster_Live, IdsDoNotEndWhileAServerIsAway)
+{
+    SKIP_WITHOUT_SERVER();
+    const Live_Cluster cluster(1);
+    {
+        const auto store = cluster.open(Object_Store::Access::write, "&wait=20");
+        ASSERT_EQ(store->next_object_id(sensor_of(1)), 1U);
+        add(*store, object_of(1, 65'530, 0)); // of those that are claimed
+        EXPECT_EQ(store->next_object_id(sensor_of(1)), 65'531U);
+        cluster.kill(1);
+        for (std::uint64_t id = 65'531; id <= 65'540; ++id) {
+            ASSERT_EQ(store->next_object_id(sensor_of(1)), id);
+            add(*store, object_of(1, id, 1));
+        }
+        cluster.start(1);
+        EXPECT_EQ(store->flush(), 0U);
+    }
+    {
+        const auto store = cluster.open(Object_Store::Access::write, "&wait=20");
+        EXPECT_EQ(store->next_object_id(sensor_of(1)), 65'541U); // what was left is given back
+        add(*store, object_of(1, 65'541 + 65'534, 2));
+        EXPECT_EQ(store->next_object_id(sensor_of(1)), 65'541U + 65'535);
+        EXPECT_EQ(store->flush(), 0U);
+    } // and what was claimed for later
+    EXPECT_EQ(cluster.open(Object_Store::Access::write)->next_object_id(sensor_of(1)),
+              65'541U + 65'535);
 }
 
 TEST(Cluster_Live, ABatchThatIsSentAgainIsStoredOnce)
@@ -574,6 +615,30 @@ TEST(Cluster_Live, ABatchWhoseAnswerIsLostOrThatIsCutIsStoredOnce)
     }
 }
 
+TEST(Cluster_Live, WhatAnotherProgramAnswersIsNotTakenForTheServers)
+{
+    SKIP_WITHOUT_SERVER();
+    const Live_Cluster cluster(1);
+    const Faulty_Proxy proxy(cluster, "pass");
+    const auto store = proxy.open(Object_Store::Access::write);
+    add(*store, object_of(1, 1, 1));
+    expect_once(cluster, *store, 1);
+    for (const char* const fault : {"html", "nothing"}) {
+        proxy.set(fault); // "200 OK" to everything
+        add(*store, object_of(1, fault[0] == 'h' ? 2 : 3, 2));
+        EXPECT_GT(store->flush(), 0U) << fault;
+        try {
+            (void)ids_of(*store);
+            FAIL() << "an answer was made of " << fault;
+        } catch (const Failure& failure) {
+            EXPECT_THAT(failure.what(), HasSubstr("shard 1 (127.0.0.1:"));
+            EXPECT_THAT(failure.what(), HasSubstr("no ClickHouse server"));
+        }
+    }
+    proxy.set("pass");
+    expect_once(cluster, *store, 3);
+}
+
 TEST(Cluster_Live, ASlowServerIsWaitedForUpToTheTimeThatIsGiven)
 {
     SKIP_WITHOUT_SERVER();
@@ -648,6 +713,103 @@ TEST(Cluster_Live, WhatIsTooOldIsRemovedAndNotFoundWhenItComesLate)
     EXPECT_EQ(count_of(*store), 2U);
     EXPECT_FALSE(store->find(sensor_of(1), 3));
     EXPECT_TRUE(store->find(sensor_of(1), 4));
+    EXPECT_EQ(cluster.number(0, "SELECT count() FROM system.mutations"), 0U); // nothing to delete
+}
+
+TEST(Cluster_Live, RecordingsThatAreTooOldAreRemoved)
+{
+    SKIP_WITHOUT_SERVER();
+    const Live_Cluster cluster(1);
+    {
+        const auto store = cluster.open(Object_Store::Access::write);
+        store->put(some_recording("old", 10));
+        Recording recent = some_recording("recent", 10);
+        recent.end = ACE_Time_Value(std::time(nullptr));
+        store->put(recent);
+        ASSERT_EQ(store->flush(), 0U);
+    }
+    const auto store = cluster.open(Object_Store::Access::write, "&keep=30");
+    for (int k = 0; k < 100 && store->recordings().size() > 1; ++k)
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    ASSERT_EQ(store->recordings().size(), 1U);
+    EXPECT_EQ(store->recordings()[0].run, "recent");
+}
+
+// Other tables
+
+std::string failure_of_opening(const Live_Cluster& cluster, Object_Store::Access access)
+{
+    try {
+        (void)cluster.open(access);
+    } catch (const Failure& failure) {
+        return failure.what();
+    }
+    return "";
+}
+
+TEST(Cluster_Live, AStoreOfALaterVersionIsLeftAsItIs)
+{
+    SKIP_WITHOUT_SERVER();
+    const Live_Cluster cluster(1);
+    const auto tell = [&](const std::string& sql) {
+        EXPECT_EQ(Cluster(parse_cluster_address(cluster.address())).ask({0, sql, "", ""}).failure,
+                  "");
+    };
+    tell("CREATE DATABASE kr");
+    tell("CREATE TABLE kr.version_local (version UInt32) ENGINE = ReplacingMergeTree ORDER BY "
+         "version");
+    tell("INSERT INTO kr.version_local VALUES (2)");
+    for (const Object_Store::Access access :
+         {Object_Store::Access::write, Object_Store::Access::read})
+        EXPECT_THAT(failure_of_opening(cluster, access), HasSubstr(" is of a later version, 2"));
+    EXPECT_EQ(cluster.number(0, "SELECT count() FROM system.tables WHERE database = 'kr'"), 1U);
+    EXPECT_EQ(cluster.number(0, "SELECT count() FROM kr.version_local"), 1U);
+}
+
+TEST(Cluster_Live, AServerThatComesBackEmptyGetsItsTables)
+{
+    SKIP_WITHOUT_SERVER();
+    const Live_Cluster cluster(1);
+    const auto store = cluster.open(Object_Store::Access::write);
+    add(*store, object_of(1, 1, 1));
+    ASSERT_EQ(store->flush(), 0U);
+    EXPECT_EQ(Cluster(parse_cluster_address(cluster.address()))
+                  .ask({0, "DROP DATABASE kr", "", ""})
+                  .failure,
+              "");
+    add(*store, object_of(1, 2, 2));
+    expect_once(cluster, *store, 1);
+    EXPECT_THAT(ids_of(*store), ElementsAre(2U));
+}
+
+// All of it at once, as somebody does who edits the servers' configuration.
+TEST(Cluster_Live, ShardsInAnotherOrderAreRefused)
+{
+    SKIP_WITHOUT_SERVER();
+    const Live_Cluster cluster(2);
+    {
+        const auto store = cluster.open(Object_Store::Access::write);
+        add(*store, object_of(1, store->next_object_id(sensor_of(1)), 1));
+        ASSERT_EQ(store->flush(), 0U);
+    }
+    output_of("for f in '" + cluster.folder() +
+              "'/s?/config.xml; do /usr/bin/python3 - \"$f\" <<'END'\n"
+              "import re, sys\n"
+              "text = open(sys.argv[1]).read()\n"
+              "text = re.sub(r'(<shard>.*</shard>)\\n(<shard>.*</shard>)', r'\\2\\n\\1', "
+              "text)\n"
+              "open(sys.argv[1], 'w').write(text)\n"
+              "END\ndone");
+    for (const int server : {1, 2}) {
+        cluster.kill(server);
+        cluster.start(server);
+    }
+    for (const Object_Store::Access access :
+         {Object_Store::Access::write, Object_Store::Access::read})
+        EXPECT_THAT(failure_of_opening(cluster, access),
+                    HasSubstr("has other shards, or in another order"));
+    Spool three(cluster.folder() + "/three.spool", "store", 3, 1000);
+    EXPECT_THROW(Sender(parse_cluster_address(cluster.address()), three), Failure);
 }
 
 // Access
@@ -668,6 +830,15 @@ TEST(Cluster_Live, AsksForCredentialsAndKeepsThemToItself)
         EXPECT_THAT(failure.what(), HasSubstr("HTTP "));
     }
     const std::string file = folder + "/credentials";
+    std::ofstream(file) << "writer\nsecret\n";
+    try {
+        (void)cluster.open(Object_Store::Access::write, "&credentials=" + file);
+        FAIL() << "it took another password";
+    } catch (const Failure& failure) {
+        EXPECT_THAT(failure.what(), HasSubstr(": HTTP 401: "));
+        EXPECT_THAT(failure.what(), testing::Not(HasSubstr("secret")));
+        EXPECT_THAT(failure.what(), testing::Not(HasSubstr("writer")));
+    }
     std::ofstream(file) << "writer\nse<cr&et\n";
     const auto store = cluster.open(Object_Store::Access::write, "&credentials=" + file);
     add(*store, object_of(1, 1, 0));

@@ -10,10 +10,14 @@
 
 #include "Search_Testing.h"
 
+#include <SQLiteCpp/SQLiteCpp.h>
+
 #include <gmock/gmock.h>
 
 #include <cstdlib>
+#include <filesystem>
 #include <limits>
+#include <thread>
 
 namespace video_search {
 
@@ -57,6 +61,12 @@ TEST(Cluster_Address, OfOneServerNeedsNoCluster)
 {
     EXPECT_EQ(parse_cluster_address("clickhouse://one/kr").cluster, "");
     EXPECT_EQ(parse_cluster_address("clickhouse://one/kr").keep_days, std::nullopt);
+}
+
+TEST(Cluster_Address, OfSeveralServersNeedsOneSinceEachWouldBeAStoreOfItsOwn)
+{
+    EXPECT_THAT(failure_of("clickhouse://one,two/kr"), HasSubstr("several servers need a cluster"));
+    EXPECT_EQ(failure_of("clickhouse://one,two/kr?cluster=objects"), "");
 }
 
 TEST(Cluster_Address, RefusesWhatIsNone)
@@ -157,6 +167,14 @@ TEST(Cluster_Days, TheFirstHasAllBeforeItAndTheLastDoesNotEnd)
     EXPECT_EQ(times_of_days(1, 2).first, day_length);
     EXPECT_EQ(times_of_days(1, 2).last, 3 * day_length - 1);
     EXPECT_EQ(times_of_days(day_of(latest), day_of(latest)).last, latest);
+}
+
+TEST(Cluster_Days, AClockThatIsAheadRemovesNoMore)
+{
+    EXPECT_EQ(first_day_kept(30, 100), 70);
+    EXPECT_EQ(first_day_kept(30, 10), 0);
+    EXPECT_EQ(first_day_kept(30, 1'000'000'000), first_day_kept(30));
+    EXPECT_GT(first_day_kept(30), 18'000);
 }
 
 TEST(Cluster_Query, ScoresThatAreNoNumbersComeLast)
@@ -317,6 +335,118 @@ TEST(Spool, IsOfOneStoreAndOfOneUser)
         EXPECT_THAT(failure.what(), HasSubstr(file + " has rows for store"));
     }
     EXPECT_EQ(Spool(file, "store", 1, plenty).count(), 1U);
+}
+
+std::string failure_of_spool(const std::string& file)
+{
+    try {
+        const Spool spool(file, "store", 1, plenty);
+    } catch (const Failure& failure) {
+        return failure.what();
+    }
+    return "";
+}
+
+TEST(Spool, LeavesAnotherDatabaseAsItIs)
+{
+    const std::string file = spool_file();
+    SQLite::Database(file, SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE)
+        .exec("CREATE TABLE other (number INTEGER)");
+    const std::string before = text_of(file);
+    EXPECT_THAT(failure_of_spool(file),
+                HasSubstr(file + " is no spool but another SQLite database"));
+    EXPECT_EQ(text_of(file), before);
+}
+
+TEST(Spool, RefusesOneOfALaterVersionWhoseRowsItWouldMistake)
+{
+    const std::string file = spool_file();
+    Spool(file, "store", 1, plenty).add(Row_Kind::object, 0, 1, "row");
+    SQLite::Database(file, SQLite::OPEN_READWRITE).exec("PRAGMA user_version = 2");
+    EXPECT_THAT(failure_of_spool(file), HasSubstr(" was written by a later version"));
+    SQLite::Database(file, SQLite::OPEN_READWRITE).exec("PRAGMA user_version = 1");
+    EXPECT_EQ(Spool(file, "store", 1, plenty).count(), 1U);
+}
+
+TEST(Spool, SaysThatAFileIsDamaged)
+{
+    const std::string file = spool_file();
+    std::ofstream(file) << std::string(5000, 'x');
+    EXPECT_THAT(failure_of_spool(file), HasSubstr(file + " is damaged"));
+    std::filesystem::remove(file);
+    Spool(file, "store", 1, plenty).add(Row_Kind::object, 0, 1, std::string(50'000, 'x'));
+    std::filesystem::resize_file(file, std::filesystem::file_size(file) / 2);
+    EXPECT_THAT(failure_of_spool(file), HasSubstr(file + " is damaged"));
+}
+
+TEST(Spool, IsAFileWhateverItsName)
+{
+    const std::filesystem::path before = std::filesystem::current_path();
+    std::filesystem::current_path(fresh_folder());
+    Spool(":memory:", "store", 1, plenty).add(Row_Kind::object, 0, 1, "row");
+    EXPECT_EQ(Spool(":memory:", "store", 1, plenty).count(), 1U);
+    std::filesystem::current_path(before);
+}
+
+TEST(Spool, KeepsWhatItHasOverAFullDisk)
+{
+    const std::string folder = fresh_folder();
+    if (std::system(("mount -t tmpfs -o size=4m tmpfs '" + folder + "' 2>/dev/null").c_str()) != 0)
+        GTEST_SKIP() << "a small disk cannot be mounted: it needs root's rights";
+    std::size_t added = 0;
+    {
+        Spool spool(folder + "/spool", "store", 1, std::size_t{1} << 30U);
+        const std::string row(1000, 'x');
+        std::string failure;
+        try {
+            for (; added < 10'000; ++added)
+                spool.add(Row_Kind::object, 0, 1, row);
+        } catch (const Failure& full) {
+            failure = full.what();
+        }
+        EXPECT_THAT(failure, HasSubstr("/spool: the disk is full"));
+        EXPECT_GT(added, 100U);
+        EXPECT_EQ(spool.count(), added);
+    }
+    EXPECT_EQ(std::system(("mount -o remount,size=40m '" + folder + "'").c_str()), 0);
+    {
+        Spool spool(folder + "/spool", "store", 1, std::size_t{1} << 30U); // the writer's next life
+        std::size_t taken = 0;
+        while (const std::optional<Batch> batch = spool.take({true}, true)) {
+            taken += batch->rows.size();
+            spool.remove(*batch);
+        }
+        EXPECT_EQ(taken, added);
+        spool.add(Row_Kind::object, 0, 1, "row");
+    }
+    EXPECT_EQ(std::system(("umount '" + folder + "'").c_str()), 0);
+}
+
+TEST(Spool, GivesWhatHasWaitedForLongestFirstOverARestartToo)
+{
+    const std::string file = spool_file();
+    const std::chrono::milliseconds at_once(0);
+    const auto add = [](Spool& spool, std::int64_t day, const std::string& row) {
+        spool.add(Row_Kind::object, 0, day, row);
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    };
+    {
+        Spool spool(file, "store", 1, plenty);
+        add(spool, 9, "a");
+        add(spool, 1, "b");
+        add(spool, 9, "c");
+    }
+    Spool spool(file, "store", 1, plenty, at_once);
+    add(spool, 5, "d");
+    std::vector<std::string> rows;
+    while (const std::optional<Batch> batch = spool.take({true}, false)) {
+        rows.insert(rows.end(), batch->rows.begin(), batch->rows.end());
+        spool.remove(*batch);
+        if (rows.size() == 2)
+            add(spool, 1, "e"); // of a group that goes on
+    }
+    EXPECT_THAT(rows, ElementsAre("a", "c", "b", "e", "d"));
+    EXPECT_EQ(spool.count(), 0U);
 }
 
 } // namespace

@@ -315,6 +315,13 @@ std::vector<Criteria> many_criteria()
         each.sensors[0].word1 = 3;
         each.sensors[0].word2 = 2;
     });
+    add([](Criteria& each) { // more than SQLite's expressions may be deep
+        for (int number = 0; number < 1500; ++number) {
+            each.sensors.emplace_back();
+            each.sensors.back().word1 = 3 + number;
+            each.sensors.back().word2 = 2;
+        }
+    });
     add([](Criteria& each) { each.hours = Hours{22, 6}; });
     add([](Criteria& each) { each.hours = Hours{8, 17}; });
     add([](Criteria& each) {

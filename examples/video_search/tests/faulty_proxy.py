@@ -8,6 +8,8 @@ The file's text, read before each request, is the fault:
     slow X     each answer comes X seconds late
     lose N     the answers of the next N requests with more than 1000 bytes do not come: the server has
                done what it was told to
+    html       another program answers, with a page that says that all is well
+    nothing    another program answers, with nothing
     cut N      the next N requests with more than 1000 bytes reach the server in half
 """
 import socket
@@ -51,6 +53,8 @@ class Faults:
             with open(self.path, encoding="ascii") as file:
                 text = file.read().strip()
             kind, _, number = text.partition(" ")
+            if kind in ("html", "nothing"):
+                return kind, 0
             if kind == "slow":
                 return kind, float(number)
             if text != self.last:
@@ -66,6 +70,10 @@ def serve(client, port, faults):
         requests, answers = client.makefile("rb"), server.makefile("rb")
         while request := read_message(requests):
             kind, seconds = faults.next(len(request))
+            if kind in ("html", "nothing"):
+                page = b"<html><body>It works!</body></html>" if kind == "html" else b""
+                client.sendall(b"HTTP/1.1 200 OK\r\nContent-Length: %d\r\n\r\n" % len(page) + page)
+                continue
             if kind == "cut":
                 server.sendall(request[:len(request) // 2])
                 return
