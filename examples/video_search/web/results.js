@@ -19,8 +19,12 @@ let request = null;
 
 const list = by_id("cards");
 
-export function start(all) {
+export function set_recordings(all) {
   recordings = new Map(all.map((each) => [each.run, each]));
+}
+
+export function start(all) {
+  set_recordings(all);
   new IntersectionObserver((entries) => {
     if (entries.some((entry) => entry.isIntersecting)) load_more();
   }, {rootMargin: "900px"}).observe(by_id("sentinel"));
