@@ -64,6 +64,13 @@ Store::Store(const std::string& path, Access access)
 
 Store::~Store() = default;
 
+bool Store::is_current() const noexcept
+{
+    int has_moved = 0; // stays so where the system cannot tell
+    sqlite3_file_control(database_->getHandle(), "main", SQLITE_FCNTL_HAS_MOVED, &has_moved);
+    return has_moved == 0;
+}
+
 // Values
 
 namespace {
