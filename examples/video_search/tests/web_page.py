@@ -611,11 +611,12 @@ class Page(unittest.TestCase):
         self.wait_for_frame()
         self.assertFalse(self.find("#viewer-state").is_displayed())
         self.assertIn("The recording cannot be read", self.find("#scene-note").text)
-        width, height = (float(number) for number in self.find("#overlay").get_attribute("viewBox").split()[2:])
-        x, y, box_width, box_height = (float(self.find("#overlay rect.box:not(.under)").get_attribute(name))
-                                       for name in ("x", "y", "width", "height"))
-        self.assertLessEqual(x + box_width, width)
-        self.assertLessEqual(y + box_height, height)
+        width, height, right, bottom = self.script(
+            "const all = document.getElementById('overlay').viewBox.baseVal;"
+            "const box = document.querySelector('#overlay rect.box').getBBox();"
+            "return [all.width, all.height, box.x + box.width, box.y + box.height]")
+        self.assertLessEqual(right, width)
+        self.assertLessEqual(bottom, height)
 
     # For everybody
 
