@@ -42,6 +42,7 @@ const shape = (points, name = "area-shape") => make(points.length < 2 ? "polylin
 
 export function start(list) {
   by_id("area-open").addEventListener("click", open);
+  by_id("area-open").disabled = true; // until there is a recording
   for (const [id, kind] of [["area-stood", "stood_in"], ["area-crossed", "crossed"]])
     by_id(id).addEventListener("click", () => set_kind(kind));
   by_id("area-close").addEventListener("click", () => dialog.close());
@@ -61,8 +62,10 @@ export function start(list) {
 
 // Those of the begin, and those that have come since; what is chosen stays so.
 export function set_recordings(list) {
-  if (dialog.open) return;
-  recordings = list.filter((each) => each.width > 0 && each.height > 0);
+  const usable = list.filter((each) => each.width > 0 && each.height > 0);
+  const runs = (all) => all.map((each) => each.run).join();
+  if (dialog.open || runs(usable) === runs(recordings)) return;
+  recordings = usable;
   recording = recordings.find((each) => each.run === recording?.run) ?? recordings[0] ?? null;
   by_id("area-open").disabled = !recording;
   const choice = by_id("area-recording");
