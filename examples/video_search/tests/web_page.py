@@ -528,6 +528,12 @@ class Page(unittest.TestCase):
         self.assert_shows("from=2024-03-05T12:00:03.5Z")
         self.assertTrue(self.find("#window").is_displayed())
 
+    def test_a_window_of_one_moment(self):
+        moment = self.service.json("/api/search?color=red")["objects"][0]["from"]
+        self.open(f"/?from={moment}&to={moment}")
+        self.assertEqual(1, len(self.assert_shows(f"from={moment}&to={moment}")))
+        self.assertEqual("1 object", self.find("#count").text)
+
     def test_events_that_are_refused_are_tried_again(self):
         added = self.driver.execute_cdp_cmd("Page.addScriptToEvaluateOnNewDocument", {"source": (
             "window.tried = []; window.EventSource = class extends EventSource {"
