@@ -645,16 +645,6 @@ class Running(unittest.TestCase):
                     "too\n"),
             self.run_serve("--store", "clip.store", "--logs", "logs", "--bind", "0.0.0.0"))
 
-    def test_tells_what_is_missing(self):
-        self.assertEqual((1, "", "kr_serve: there is no store 'x'\n"),
-                         self.run_serve("--store", "x", "--logs", "logs"))
-        with socket.socket() as taken:
-            taken.bind(("127.0.0.1", 0))
-            taken.listen()
-            port = str(taken.getsockname()[1])
-            self.assertEqual((1, "", f"kr_serve: cannot listen on 127.0.0.1, port {port}\n"),
-                             self.run_serve("--store", "clip.store", "--logs", "logs", "--port", port))
-
     def test_a_store_that_is_replaced_or_removed_is_seen(self):
         if len(programs.serve) > 1:
             self.skipTest("on Windows a file that is open is not replaced")
@@ -685,6 +675,16 @@ class Running(unittest.TestCase):
         while (line := lines.readline()) != end:
             self.assertNotEqual(b"", line)
             self.assertLess(time.monotonic(), last)
+
+    def test_tells_what_is_missing(self):
+        self.assertEqual((1, "", "kr_serve: there is no store 'x'\n"),
+                         self.run_serve("--store", "x", "--logs", "logs"))
+        with socket.socket() as taken:
+            taken.bind(("127.0.0.1", 0))
+            taken.listen()
+            port = str(taken.getsockname()[1])
+            self.assertEqual((1, "", f"kr_serve: cannot listen on 127.0.0.1, port {port}\n"),
+                             self.run_serve("--store", "clip.store", "--logs", "logs", "--port", port))
 
     def test_ends_at_once_whoever_is_connected(self):
         service = Service()
