@@ -12,7 +12,9 @@ namespace video_search {
 
 bool is_loopback(const std::string& address)
 {
-    return address == "localhost" || address == "::1" || address.rfind("127.", 0) == 0;
+    const bool is_number = address.find_first_not_of("0123456789.") == std::string::npos;
+    return address == "localhost" || address == "::1" ||
+           (is_number && address.rfind("127.", 0) == 0);
 }
 
 bool is_same_secret(std::string_view one, std::string_view other) noexcept
@@ -53,11 +55,15 @@ Access::Access(const std::string& address, std::string token) : token_(std::move
 
 namespace {
 
+// In lower case.
 std::string without_port(const std::string& host)
 {
     const std::size_t colon = host.rfind(':');
     const bool is_part = colon == std::string::npos || host.find(']', colon) != std::string::npos;
-    return is_part ? host : host.substr(0, colon);
+    std::string name = is_part ? host : host.substr(0, colon);
+    for (char& c : name)
+        c = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+    return name;
 }
 
 // What browsers tell of the page that asks. A link from elsewhere may lead here.

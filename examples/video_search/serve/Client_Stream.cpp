@@ -57,6 +57,7 @@ bool Client_Stream::await_request()
     place_.set(Connections::Wait::client);
     allowed_ = limits_.head_bytes;
     is_refused_ = false;
+    has_bare_line_feed_ = false;
     deadline_ = Clock::now() + limits_.request;
     return true;
 }
@@ -94,13 +95,17 @@ ssize_t Client_Stream::read(char* data, size_t size)
     std::memcpy(data, buffer_.data() + begin_, count);
     begin_ += count;
     allowed_ -= count;
+    for (std::size_t k = 0; k < count; ++k) {
+        has_bare_line_feed_ = has_bare_line_feed_ || (data[k] == '\n' && last_read_ != '\r');
+        last_read_ = data[k];
+    }
     return static_cast<ssize_t>(count);
 }
 
 void Client_Stream::begin_response()
 {
     place_.set(Connections::Wait::none);
-    deadline_ = Clock::now() + limits_.response;
+    is_first_write_ = true;
     has_end_ = true;
 }
 
@@ -120,6 +125,9 @@ ssize_t Client_Stream::write(const char* data, size_t size)
 {
     if (has_end_)
         place_.set(Connections::Wait::client);
+    if (is_first_write_)
+        deadline_ = Clock::now() + limits_.response;
+    is_first_write_ = false;
     constexpr std::size_t piece = 65'536;
     for (std::size_t done = 0; done < size && !is_broken_;)
         done += send(data + done, std::min(piece, size - done));

@@ -25,7 +25,11 @@ public:
     [[nodiscard]] bool await_request();
     /// The request may have so many bytes more.
     void allow(std::size_t bytes) noexcept { allowed_ += bytes; }
-    /// The request has been read as far as it will be.
+    /// Whether a line that was read ended without a carriage return. httplib passes over such headers,
+    /// which others may have read.
+    [[nodiscard]] bool has_bare_line_feed() const noexcept { return has_bare_line_feed_; }
+    /// The request has been read as far as it will be. The time for the response to be taken begins
+    /// with its first byte, however long it takes to make.
     void begin_response();
     /// The response goes on for as long as it likes; each piece has the usual time.
     void begin_events();
@@ -63,6 +67,9 @@ private:
     std::size_t end_ = 0;
     std::size_t allowed_ = 0;
     Clock::time_point deadline_;
+    char last_read_ = 0;
+    bool has_bare_line_feed_ = false;
+    bool is_first_write_ = false; // of the response
     bool has_end_ = true;
     bool is_refused_ = false;
     bool is_broken_ = false;

@@ -117,7 +117,7 @@ Cursor parse_cursor(const std::string& text, const Criteria& criteria)
     cursor.object_id = take<std::uint64_t>(rest);
     cursor.duration = take<std::uint32_t>(rest);
     cursor.score = float_of(take<std::uint32_t>(rest));
-    if (!rest.empty() || text.back() == '.' || !std::isfinite(cursor.score))
+    if (!rest.empty() || text.back() == '.' || std::isnan(cursor.score))
         refuse();
     if (digest != digest_of(criteria))
         throw bad_parameter("cursor", "the cursor belongs to another search");

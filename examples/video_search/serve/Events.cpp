@@ -10,6 +10,7 @@
 #include <chrono>
 #include <limits>
 #include <memory>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -55,9 +56,18 @@ private:
     std::string next()
     {
         constexpr std::size_t most = 50;
-        std::string text = is_first_ ? "retry: 2000\n\n" : "";
-        is_first_ = false;
         Stored_Rows stored = events_.api_.stored_after(row_, most);
+        const bool is_other_store = edition_.value_or(stored.edition) != stored.edition;
+        edition_ = stored.edition;
+        if (is_other_store) {
+            row_ = events_.api_.last_row();
+            stored.rows.clear();
+        }
+        // The number also when nothing is stored for long: else a break would lose what comes in it.
+        std::string text = is_first_ || is_other_store
+                               ? "retry: 2000\nid: " + std::to_string(row_) + "\n\n"
+                               : std::string();
+        is_first_ = false;
         if (stored.unanswered != unanswered_) {
             unanswered_ = std::move(stored.unanswered);
             text += "event: unanswered\ndata: " + array_of(unanswered_, quoted) + "\n\n";
@@ -73,6 +83,7 @@ private:
 
     Events& events_;
     std::int64_t row_;
+    std::optional<std::size_t> edition_;
     std::vector<std::string> unanswered_; // as the client was told last
     int pauses_ = 0;
     bool is_first_ = true;
@@ -83,9 +94,9 @@ namespace {
 std::int64_t resume_row(const httplib::Request& request, Search_Api& api)
 {
     const std::string id = request.get_header_value("Last-Event-ID");
-    return id.empty()
-               ? api.last_row()
-               : read_whole("Last-Event-ID", id, 0, std::numeric_limits<std::int64_t>::max());
+    return id.empty() ? api.last_row()
+                      : api.resumed_at(read_whole("Last-Event-ID", id, 0,
+                                                  std::numeric_limits<std::int64_t>::max()));
 }
 
 } // namespace

@@ -53,7 +53,7 @@ struct Frame_Settings {
     std::chrono::milliseconds patience{5000};         ///< for the wait, and then for the decoding
 };
 
-/// The name of a recording's file, without its folders; an address as it is.
+/// The name of a recording's file, without its folders; an address without its password.
 [[nodiscard]] std::string name_of(const Recording& recording);
 
 class Frame_Source {

@@ -5,6 +5,7 @@
 #include <ace/OS_NS_unistd.h>
 #include <ace/Time_Value.h>
 
+#include <algorithm>
 #include <chrono>
 #include <string_view>
 #include <thread>
@@ -17,7 +18,8 @@ namespace {
 // What a thread is busy with.
 struct Exchange {
     Client_Stream* stream = nullptr;
-    bool is_request = false; // what came could be read as one
+    bool is_request = false;   // what came could be read as one
+    bool is_ambiguous = false; // others might read it as another one
     bool has_unread_body = false;
 };
 
@@ -148,7 +150,7 @@ void Http_Server::serve_connection(socket_t socket)
     Client_Stream stream(socket, limits_, place);
     bool goes_on = true;
     for (std::size_t k = 1; goes_on && !is_stopping_ && stream.await_request(); ++k) {
-        exchange = {&stream, false, false};
+        exchange = {&stream, false, false, false};
         goes_on = serve_request(stream, k == limits_.requests_per_connection);
         exchange = {};
     }
@@ -172,6 +174,33 @@ bool Http_Server::serve_request(Client_Stream& stream, bool is_last)
     return is_done && !is_closed && !is_last && is_whole;
 }
 
+namespace {
+
+bool is_token(const std::string& name)
+{
+    constexpr std::string_view marks = "!#$%&'*+-.^_`|~";
+    return std::all_of(name.begin(), name.end(), [&](char c) {
+        const bool is_letter = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+        return is_letter || (c >= '0' && c <= '9') || marks.find(c) != std::string_view::npos;
+    });
+}
+
+// Where a proxy reads another end of the request than this service, what is left of it would be taken
+// for the request of another client.
+bool is_ambiguous(const httplib::Request& request, const Client_Stream& stream)
+{
+    const std::size_t lengths = request.get_header_value_count("Content-Length");
+    const std::size_t codings = request.get_header_value_count("Transfer-Encoding");
+    const std::string length = request.get_header_value("Content-Length");
+    const bool has_clear_length =
+        lengths == 0 || (!length.empty() && length.find_first_not_of("0123456789") == length.npos);
+    return stream.has_bare_line_feed() || lengths + codings > 1 || !has_clear_length ||
+           !std::all_of(request.headers.begin(), request.headers.end(),
+                        [](const auto& header) { return is_token(header.first); });
+}
+
+} // namespace
+
 // Ranges of ranges and compressed answers cost more than they are worth here.
 void Http_Server::prepare(httplib::Request& request, Client_Stream& stream) const
 {
@@ -179,9 +208,10 @@ void Http_Server::prepare(httplib::Request& request, Client_Stream& stream) cons
     request.headers.erase("Range");
     request.headers.erase("Accept-Encoding");
     const bool is_soap = request.method == "POST" && request.path == soap_path_;
+    exchange.is_ambiguous = is_ambiguous(request, stream);
     const std::string length = request.get_header_value("Content-Length");
     exchange.is_request = true;
-    exchange.has_unread_body = request.method == "POST" ||
+    exchange.has_unread_body = request.method == "POST" || exchange.is_ambiguous ||
                                request.has_header("Transfer-Encoding") ||
                                !(length.empty() || length == "0");
     if (is_soap)
@@ -190,20 +220,17 @@ void Http_Server::prepare(httplib::Request& request, Client_Stream& stream) cons
 
 namespace {
 
-// Without a clear end a body could be taken for the next request, or that for a body.
-bool has_clear_length(const httplib::Request& request)
+bool has_end(const httplib::Request& request)
 {
-    const std::size_t lengths = request.get_header_value_count("Content-Length");
-    const std::size_t codings = request.get_header_value_count("Transfer-Encoding");
-    return lengths + codings == 1 &&
-           (lengths == 1 || request.get_header_value("Transfer-Encoding") == "chunked");
+    return request.has_header("Content-Length") ||
+           request.get_header_value("Transfer-Encoding") == "chunked";
 }
 
 } // namespace
 
 bool Http_Server::takes_body(const httplib::Request& request) const
 {
-    return request.method == "POST" && request.target == soap_path_ && has_clear_length(request) &&
+    return request.method == "POST" && request.target == soap_path_ && has_end(request) &&
            request.get_header_value("Content-Type").rfind("text/xml", 0) == 0 &&
            !request.has_header("Content-Encoding");
 }
@@ -213,9 +240,13 @@ bool Http_Server::takes_body(const httplib::Request& request) const
 httplib::Server::HandlerResponse Http_Server::route(const httplib::Request& request,
                                                     httplib::Response& response)
 {
-    if (takes_body(request))
+    if (takes_body(request) && !exchange.is_ambiguous)
         return HandlerResponse::Unhandled;
     exchange.stream->begin_response();
+    if (exchange.is_ambiguous) {
+        response.status = 400;
+        return HandlerResponse::Handled; // the error handler fills it
+    }
     answer_(request, response);
     return HandlerResponse::Handled;
 }

@@ -18,10 +18,10 @@ struct Limits {
 
     // Connections
     std::size_t clients = 64;       ///< served at once; one more takes the place of one that waits
-    std::size_t event_clients = 16; ///< of these, who follow events
+    std::size_t event_clients = 16; ///< of these, who follow events: a quarter at most
     std::chrono::milliseconds idle{15'000};     ///< between two requests of a connection
     std::chrono::milliseconds request{10'000};  ///< from a request's first byte to its last
-    std::chrono::milliseconds response{30'000}; ///< for a response that is ready to be taken
+    std::chrono::milliseconds response{30'000}; ///< for a response that is made, to be taken
     std::size_t requests_per_connection = 1000;
 
     // Answers

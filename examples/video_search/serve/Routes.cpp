@@ -59,4 +59,14 @@ Routes::Match Routes::find(const std::string& method, std::string_view path) con
     throw Api_Error(404, "not_found", "there is no such address");
 }
 
+std::string Routes::methods_of(std::string_view path) const
+{
+    std::string methods;
+    for (const Route& route : routes_)
+        if (parts_of(path, route.path))
+            methods += (methods.empty() ? "" : ", ") +
+                       (route.method == "GET" ? std::string("GET, HEAD") : route.method);
+    return methods;
+}
+
 } // namespace video_search

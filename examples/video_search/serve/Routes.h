@@ -43,6 +43,9 @@ public:
     /// HEAD counts as GET. Throws Api_Error: 404 for an unknown path, 405 for another method.
     [[nodiscard]] Match find(const std::string& method, std::string_view path) const;
 
+    /// What a known path takes, as the header Allow has it: "GET, HEAD".
+    [[nodiscard]] std::string methods_of(std::string_view path) const;
+
     [[nodiscard]] const std::vector<Route>& all() const noexcept { return routes_; }
 
 private:

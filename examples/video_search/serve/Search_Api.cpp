@@ -149,15 +149,20 @@ std::vector<std::size_t> Search_Api::matching_density(Object_Store& store,
 
 // Only what is new is counted, and once all parts of the store have told theirs. Whoever removes objects
 // restarts the service.
-std::map<std::string, std::size_t> Search_Api::object_counts(Object_Store& store)
+std::map<std::string, std::size_t> Search_Api::object_counts(const Store_Pool::Lease& store)
 {
     const std::lock_guard<std::mutex> lock(counts_mutex_);
-    const std::int64_t last = store.last_row();
-    bool is_whole = store.unanswered().empty();
+    if (store.edition() != counted_edition_) {
+        counts_.clear();
+        counted_row_ = 0;
+        counted_edition_ = store.edition();
+    }
+    const std::int64_t last = store->last_row();
+    bool is_whole = store->unanswered().empty();
     std::map<std::string, std::size_t> counts = counts_;
-    for (const auto& [run, count] : store.counts_between(counted_row_, last))
+    for (const auto& [run, count] : store->counts_between(counted_row_, last))
         counts[run] += count;
-    is_whole = is_whole && store.unanswered().empty();
+    is_whole = is_whole && store->unanswered().empty();
     if (is_whole) {
         counts_ = counts;
         counted_row_ = last;
@@ -169,7 +174,7 @@ Recording_List Search_Api::recordings()
 {
     const Deadline deadline(limits_.search, is_stopping_);
     const Store_Pool::Lease store = stores_.lend(deadline.time());
-    const std::map<std::string, std::size_t> counts = object_counts(*store);
+    const std::map<std::string, std::size_t> counts = object_counts(store);
     std::vector<std::string> missing = names_of(store->unanswered());
     Recording_List result;
     for (Recording& recording : store->recordings()) {
@@ -252,6 +257,14 @@ std::int64_t Search_Api::last_row()
     return stores_.lend(deadline.time())->last_row();
 }
 
+std::int64_t Search_Api::resumed_at(std::int64_t row)
+{
+    const Deadline deadline(limits_.search, is_stopping_);
+    const Store_Pool::Lease store = stores_.lend(deadline.time());
+    const std::int64_t last = store->last_row();
+    return store->unanswered().empty() ? std::min(row, last) : row;
+}
+
 Stored_Rows Search_Api::stored_after(std::int64_t row, std::size_t most)
 {
     const Deadline deadline(limits_.search, is_stopping_);
@@ -260,6 +273,7 @@ Stored_Rows Search_Api::stored_after(std::int64_t row, std::size_t most)
     {
         const Store_Pool::Lease store = stores_.lend(deadline.time());
         rows = store->rows_after(row, most);
+        stored.edition = store.edition();
         stored.unanswered = names_of(store->unanswered());
     }
     Criteria shown;

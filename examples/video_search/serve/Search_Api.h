@@ -54,6 +54,7 @@ struct Stored_Rows {
     };
     std::vector<Row> rows;
     std::vector<std::string> unanswered;
+    std::size_t edition = 0; ///< another number after the store was replaced: rows count anew
 };
 
 /// An object with all its instances.
@@ -79,6 +80,9 @@ public:
 
     /// Of the last object that was stored; 0 for none.
     [[nodiscard]] std::int64_t last_row();
+    /// Where one goes on who has seen all up to a row: there, or behind the last row of a store that has
+    /// not so many, since it is another one.
+    [[nodiscard]] std::int64_t resumed_at(std::int64_t row);
     [[nodiscard]] Stored_Rows stored_after(std::int64_t row, std::size_t most);
 
     /// Whether the store can be read: throws where not.
@@ -91,7 +95,7 @@ private:
     class Deadline;
 
     Stored_Record record_of(const ns__SensorId& sensor, std::uint64_t id);
-    std::map<std::string, std::size_t> object_counts(Object_Store& store);
+    std::map<std::string, std::size_t> object_counts(const Store_Pool::Lease& store);
     std::vector<std::size_t> matching_density(Object_Store& store, const Density_Request& request,
                                               const Deadline& deadline);
 
@@ -99,7 +103,8 @@ private:
     ProfileHelper& profile_;
     std::atomic<bool> is_stopping_{false};
     Store_Pool stores_;
-    std::mutex counts_mutex_; // guards the next two
+    std::mutex counts_mutex_; // guards the next three
+    std::size_t counted_edition_ = 0;
     std::int64_t counted_row_ = 0;
     std::map<std::string, std::size_t> counts_;
 };

@@ -5,6 +5,9 @@
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
+#include <cstddef>
+
 namespace video_search {
 
 std::optional<Serve_Options> parse_serve_options(int argc, const char* const* argv,
@@ -33,6 +36,9 @@ std::optional<Serve_Options> parse_serve_options(int argc, const char* const* ar
         ->check(CLI::Range(2, 1024));
     if (!parse(app, argc, argv, out))
         return std::nullopt;
+    // Whoever follows events keeps its connection: the others need most of them.
+    Limits& limits = options.limits;
+    limits.event_clients = std::clamp<std::size_t>(limits.clients / 4, 1, limits.event_clients);
     if (!is_loopback(options.address) && options.token_file.empty())
         throw Usage_Error("--bind: " + options.address +
                           " can be reached from other machines; give a --token-file too");

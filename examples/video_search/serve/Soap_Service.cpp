@@ -110,6 +110,19 @@ std::string envelope_of(const std::string& body)
            body + "</s:Body></s:Envelope>\n";
 }
 
+// As the element is called.
+std::string camel_case(const std::string& name)
+{
+    std::string result;
+    bool is_begin = false;
+    for (const char c : name) {
+        if (c != '_')
+            result += is_begin && c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
+        is_begin = c == '_';
+    }
+    return result;
+}
+
 std::string fault_code(const Api_Error& error)
 {
     if (error.code() == "version_mismatch")
@@ -123,7 +136,7 @@ std::string fault_of(const Api_Error& error)
 {
     std::string detail = xml_element("code", xml_text(error.code()));
     if (!error.parameter().empty())
-        detail += xml_element("parameter", xml_text(error.parameter()));
+        detail += xml_element("parameter", xml_text(camel_case(error.parameter())));
     return envelope_of("<s:Fault>" + xml_element("faultcode", fault_code(error)) +
                        xml_element("faultstring", xml_text(error.what())) +
                        "<detail><error xmlns=\"urn:krsearch\">" + detail +

@@ -73,12 +73,18 @@ void set_common_headers(httplib::Response& response)
     response.set_header("Cache-Control", "no-store");
 }
 
+// Whether the browser has it: one of a list, which a proxy may have made weak.
+bool is_known(const std::string& tags, const Asset& asset)
+{
+    return tags == "*" || tags.find(asset.etag) != std::string::npos; // with its quotation marks
+}
+
 void set_asset(const Call& call, const Asset& asset)
 {
     call.response.headers.erase("Cache-Control");
     call.response.set_header("Cache-Control", "no-cache");
     call.response.set_header("ETag", std::string(asset.etag));
-    if (call.request.get_header_value("If-None-Match") == asset.etag)
+    if (is_known(call.request.get_header_value("If-None-Match"), asset))
         call.response.status = 304;
     else
         call.response.set_content(asset.bytes.data(), asset.bytes.size(),
@@ -154,6 +160,15 @@ void set_failure(httplib::Response& response, const std::exception& error)
 
 } // namespace
 
+namespace {
+
+std::string_view path_of(const httplib::Request& request)
+{
+    return std::string_view(request.target).substr(0, request.target.find('?'));
+}
+
+} // namespace
+
 void Web_Api::answer(const httplib::Request& request, httplib::Response& response)
 {
     const auto begin = std::chrono::steady_clock::now();
@@ -164,6 +179,8 @@ void Web_Api::answer(const httplib::Request& request, httplib::Response& respons
         handle(request, response, route);
     } catch (const Api_Error& error) {
         set_error(response, error);
+        if (error.status() == 405)
+            response.set_header("Allow", routes_.methods_of(path_of(request)));
     } catch (const std::exception& error) {
         set_failure(response, error);
     }
@@ -177,16 +194,16 @@ void Web_Api::handle(const httplib::Request& request, httplib::Response& respons
                      std::string& route)
 {
     const std::string_view target = request.target;
-    const std::size_t mark = std::min(target.find('?'), target.size());
-    const std::string_view query = target.substr(std::min(mark + 1, target.size()));
-    if (target.substr(0, mark) != "/health") // tells nothing
+    const std::string_view path = path_of(request);
+    const std::string_view query = target.substr(std::min(path.size() + 1, target.size()));
+    if (path != "/health") // tells nothing
         access_.check(request);
-    if (target.substr(0, mark) == "/" && access_.brings_token(request)) {
+    if (path == "/" && access_.brings_token(request)) {
         response.set_header("Set-Cookie", access_.cookie());
         response.set_redirect("/", 303);
         return;
     }
-    Routes::Match match = routes_.find(request.method, target.substr(0, mark));
+    Routes::Match match = routes_.find(request.method, path);
     route = match.route->path;
     match.route->handler({request, response, std::move(match.parts), query});
 }

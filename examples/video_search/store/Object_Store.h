@@ -132,6 +132,10 @@ public:
     /// "shard 2 (10.0.0.2:8123): timed out": what they hold is missing in the answers. None of a file.
     [[nodiscard]] virtual std::vector<std::string> unanswered() const { return {}; }
 
+    /// Whether what was opened is still what the store's name leads to: not when a file was removed or
+    /// another one has taken its place.
+    [[nodiscard]] virtual bool is_current() const noexcept { return true; }
+
     /// Waits until all that was added is stored for others to see, or until it is clear that this is
     /// to come later. How many additions are kept for later.
     virtual std::size_t flush() { return 0; }

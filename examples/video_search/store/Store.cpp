@@ -64,6 +64,13 @@ Store::Store(const std::string& path, Access access)
 
 Store::~Store() = default;
 
+bool Store::is_current() const noexcept
+{
+    int has_moved = 0; // stays so where the system cannot tell
+    sqlite3_file_control(database_->getHandle(), "main", SQLITE_FCNTL_HAS_MOVED, &has_moved);
+    return has_moved == 0;
+}
+
 // Values
 
 namespace {
@@ -116,6 +123,13 @@ std::string object_text(const KR_ObjectBase& object)
 constexpr auto last_object_id =
     static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max());
 
+// Longer than kr_serve lets a search go on: whoever has analysed for hours does not give up for that.
+void be_patient(SQLite::Database& database)
+{
+    constexpr int milliseconds = 30'000;
+    database.setBusyTimeout(milliseconds);
+}
+
 } // namespace
 
 // Operations
@@ -138,6 +152,7 @@ std::uint64_t Store::next_object_id(const ns__SensorId& sensor)
 void Store::put(const Recording& recording)
 {
     guarded(path_, [&] {
+        be_patient(*database_);
         SQLite::Statement statement(
             *database_, "INSERT OR REPLACE INTO recording (run, video, sensor1, sensor2, start_us, "
                         "end_us, width, height, frames, state, background) "
@@ -160,6 +175,7 @@ void Store::put(const Recording& recording)
 void Store::add(const std::string& run, const Picture& picture)
 {
     guarded(path_, [&] {
+        be_patient(*database_);
         SQLite::Statement statement(*database_,
                                     "INSERT INTO picture (run, time_us, jpeg) VALUES (?, ?, ?)");
         statement.bind(1, run);
@@ -253,6 +269,7 @@ void Store::add(const std::string& run, const KR_ObjectBase& object, const Bytes
     const Object_Key key{to_microseconds(object.FirstSeenTime), object.SensorId.word1,
                          object.SensorId.word2, static_cast<std::int64_t>(object.ObjectId)};
     guarded(path_, [&] {
+        be_patient(*database_);
         SQLite::Transaction transaction(*database_, SQLite::TransactionBehavior::IMMEDIATE);
         SQLite::Statement traits(*database_, traits_insertion());
         bind_traits(traits, key, traits_for(*database_, record));

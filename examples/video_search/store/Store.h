@@ -97,6 +97,9 @@ public:
     /// returns  whether all are done
     bool index(const Progress& progress) override;
 
+    /// On Windows always: a file that is open cannot be removed there.
+    [[nodiscard]] bool is_current() const noexcept override;
+
 private:
     bool index_some(std::int64_t& last_row);
 

@@ -15,6 +15,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <limits>
 #include <regex>
 #include <set>
 
@@ -92,6 +93,48 @@ TEST_F(ServeSearch, GoesOnBehindTheCursorInEachOrder)
         EXPECT_THAT(pages("sort=score&class=person&min_score=0" + tail), ElementsAre(5, 1, 2, 3, 4))
             << limit;
     }
+}
+
+TEST_F(ServeSearch, GoesOnBehindAnInfiniteScore)
+{
+    add(1, 5, 3, std::numeric_limits<float>::infinity());
+    add(2, 6, 3, 0.5F);
+    add(3, 7, 3, std::numeric_limits<float>::infinity());
+    add(4, 8, 3, std::numeric_limits<float>::quiet_NaN());
+    EXPECT_THAT(pages("sort=score&limit=1"), ElementsAre(1, 3, 2, 4));
+}
+
+// Where a file that is open cannot be replaced there is nothing to be seen.
+TEST_F(ServeSearch, TakesTheFileThatHasTakenThePlaceOfTheStore)
+{
+    add(1, 5, 3, 0.5F);
+    add(2, 6, 3, 0.5F);
+    const std::string other = folder + "/other.store";
+    std::filesystem::copy_file(path, other);
+    Search_Api api(path, limits, profile);
+    EXPECT_EQ(api.recordings().recordings.at(0).objects, 2);
+    const std::size_t edition = api.stored_after(0, 9).edition;
+    EXPECT_EQ(api.stored_after(0, 9).edition, edition);
+    {
+        SQLite::Database database(other, SQLite::OPEN_READWRITE);
+        database.exec("DELETE FROM object WHERE object_id = 1");
+    }
+    std::error_code error;
+    std::filesystem::rename(other, path, error);
+    if (error)
+        GTEST_SKIP() << "a file that is open cannot be replaced here: " << error.message();
+    std::optional<std::string> cursor;
+    EXPECT_THAT(page(api, "", cursor), ElementsAre(2));
+    EXPECT_EQ(api.recordings().recordings.at(0).objects, 1);
+    EXPECT_NE(api.stored_after(0, 9).edition, edition);
+    EXPECT_EQ(api.resumed_at(1), 1);
+    EXPECT_EQ(api.resumed_at(99), 2);
+    std::filesystem::rename(path, other);
+    EXPECT_THROW(api.check(), Failure);
+    EXPECT_THROW(api.check(), Failure);
+    std::filesystem::rename(other, path);
+    for (int k = 0; k < 9; ++k) // no place has got lost
+        EXPECT_THAT(page(api, "", cursor = std::nullopt), ElementsAre(2));
 }
 
 TEST_F(ServeSearch, RepeatsAndSkipsNothingWhileObjectsArrive)
@@ -323,7 +366,27 @@ TEST_F(ServeApi, TellsWhatIsWrong)
         "400 {\"schema_version\": 1, \"error\": {\"code\": \"unknown_parameter\", \"message\": "
         "\"there is no parameter '<b>\\\"'\", \"parameter\": \"<b>\\\"\"}}\n");
     EXPECT_THAT(answer("/api"), testing::StartsWith("404 "));
-    EXPECT_EQ(get("/api/search", "DELETE").status, 405);
+    const httplib::Response refused = get("/api/search?x=1", "DELETE");
+    EXPECT_EQ(refused.status, 405);
+    EXPECT_EQ(refused.get_header_value("Allow"), "GET, HEAD");
+}
+
+TEST_F(ServeApi, SendsThePageOnceWhateverAProxyMakesOfItsTag)
+{
+    httplib::Request request;
+    request.method = "GET";
+    request.target = "/";
+    const std::string tag = get("/").get_header_value("ETag");
+    const auto status = [&](const std::string& known) {
+        request.headers = {{"Host", "localhost"}, {"If-None-Match", known}};
+        httplib::Response response;
+        api.answer(request, response);
+        return response.status;
+    };
+    for (const std::string& known : {tag, "W/" + tag, "\"x\", " + tag, std::string("*")})
+        EXPECT_EQ(status(known), 304) << known;
+    for (const std::string& known : {std::string("\"x\""), tag.substr(1, tag.size() - 2)})
+        EXPECT_EQ(status(known), 200) << known;
 }
 
 TEST_F(ServeApi, TellsBrowsersWhatTheyMayDo)

@@ -11,10 +11,13 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <filesystem>
 #include <fstream>
+#include <future>
 #include <iterator>
 #include <limits>
+#include <thread>
 
 using namespace video_search;
 
@@ -475,6 +478,27 @@ TEST_F(StoreTest, ReaderOfALockedStoreGivesUp)
               failure_of([&] { Store(path(), Store::Access::read); }));
     other.exec("ROLLBACK");
     EXPECT_EQ(1U, Store(path(), Store::Access::read).recordings().size());
+}
+
+using StoreTest_Slow = StoreTest;
+
+TEST_F(StoreTest_Slow, WriterWaitsForALongSearch)
+{
+    make_store(1);
+    Store writer(path(), Store::Access::write);
+    std::promise<void> begun;
+    std::thread searcher([&] {
+        SQLite::Database reader(path(), SQLite::OPEN_READWRITE);
+        reader.exec("BEGIN");
+        reader.execAndGet("SELECT count(*) FROM object");
+        begun.set_value();
+        std::this_thread::sleep_for(std::chrono::milliseconds(6000)); // 5000 end all other waits
+        reader.exec("ROLLBACK");
+    });
+    begun.get_future().wait();
+    EXPECT_NO_THROW(writer.put(make_recording("other", ACE_Time_Value(1))));
+    searcher.join();
+    EXPECT_EQ(writer.recordings().size(), 2U);
 }
 
 TEST_F(StoreTest, ReopenedStoreGoesOn)

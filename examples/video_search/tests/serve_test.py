@@ -8,6 +8,7 @@ Either COMMAND may begin with an emulator.
 """
 
 import argparse
+import contextlib
 import http.client
 import json
 import os
@@ -396,7 +397,7 @@ class Clients(Served):
     def test_events_tell_objects_as_they_are_stored(self):
         with self.service.connect() as connection:
             connection.sendall(b"GET /api/events HTTP/1.1\r\nHost: localhost\r\n\r\n")
-            self.until(connection, b"retry: 2000\n\n")
+            self.until(connection, b"retry: 2000\nid: 6\n\n")  # a break from now on loses nothing
             with sqlite3.connect(self.service.store) as store:
                 # one more like the first; the triggers of the store see to its index
                 store.execute("INSERT INTO object (sensor1, sensor2, object_id, run, first_seen_us, record) "
@@ -421,7 +422,7 @@ class Clients(Served):
         followers = [self.service.connect() for _ in range(3)]
         for follower in followers:
             follower.sendall(b"GET /api/events HTTP/1.1\r\nHost: localhost\r\n\r\n")
-            self.until(follower, b"retry: 2000\n\n")
+            self.until(follower, b"retry: 2000\n")
         self.assert_followers(3)
         followers[0].shutdown(socket.SHUT_WR)  # it would take all that is written
         self.assert_followers(2)
@@ -431,7 +432,9 @@ class Clients(Served):
 
     def until(self, connection, end):
         data = b""
+        last = time.monotonic() + 60  # lines that tell that the connection lives come for ever
         while end not in data:
+            self.assertLess(time.monotonic(), last, data)
             part = connection.recv(65536)
             self.assertNotEqual(b"", part, data)
             data += part
@@ -522,6 +525,40 @@ class Hostile(Served):
         self.assertEqual(1, answer.count(b"HTTP/1.1 "))
         self.assertNotIn(b"status", answer)
 
+    def test_requests_that_a_proxy_may_read_otherwise_are_refused(self):
+        inner = b"GET /health HTTP/1.1\r\nHost: localhost\r\n\r\n"
+        length = b"%d" % len(inner)
+        get = b"GET /api/presets HTTP/1.1\r\nHost: localhost\r\n"
+        post = b"POST /soap HTTP/1.1\r\nHost: localhost\r\nContent-Type: text/xml\r\n"
+        for head in (get + b"Content-Length: 0\r\nContent-Length: " + length + b"\r\n",
+                     get + b"Content-Length : " + length + b"\r\n",
+                     get + b"Transfer-Encoding : chunked\r\n",
+                     get + b"Content-Length: " + length + b"\n",
+                     get + b"X: y\r\n Content-Length: " + length + b"\r\n",
+                     get + b"Content-Length: +0\r\n",
+                     post + b"Content-Length: 0x20\r\n", post + b"Content-Length: 1,1\r\n",
+                     post + b"Content-Length: -0\r\n", post + b"Content-Length: x\r\n"):
+            answer = self.service.raw(head + b"\r\n" + inner)
+            self.assertEqual(1, answer.count(b"HTTP/1.1 "), (head, answer))
+            self.assertTrue(answer.startswith(b"HTTP/1.1 400 "), (head, answer))
+            self.assertIn(b'"bad_request"', answer)
+
+    def test_who_follows_leaves_room_for_others(self):
+        followers = [self.service.connect() for _ in range(6)]
+        answers = []
+        for follower in followers:  # 8 clients: a quarter of them
+            follower.sendall(b"GET /api/events HTTP/1.1\r\nHost: localhost\r\n\r\n")
+            answers.append(follower.recv(65536)[:12])
+        self.assertEqual([b"HTTP/1.1 200"] * 2 + [b"HTTP/1.1 503"] * 4, answers)
+        self.assert_serves()
+        for follower in followers:
+            follower.close()
+
+    def test_faults_name_the_element(self):
+        answer = self.soap('<s:Envelope xmlns:s="http://schemas.xmlsoap.org/soap/envelope/"><s:Body>'
+                           '<Search xmlns="urn:krsearch"><minArea>3</minArea></Search></s:Body></s:Envelope>')[1]
+        self.assertIn("<parameter>minArea</parameter>", answer)
+
     def test_ranges_and_compression_are_passed_over(self):
         status, body, response = self.service.get(
             "/api/presets", headers={"Range": "bytes=" + ",".join(["0-"] * 500),
@@ -607,6 +644,37 @@ class Running(unittest.TestCase):
             (2, "", "kr_serve: --bind: 0.0.0.0 can be reached from other machines; give a --token-file "
                     "too\n"),
             self.run_serve("--store", "clip.store", "--logs", "logs", "--bind", "0.0.0.0"))
+
+    def test_a_store_that_is_replaced_or_removed_is_seen(self):
+        if len(programs.serve) > 1:
+            self.skipTest("on Windows a file that is open is not replaced")
+        service = Service()
+        kept = service.folder / "kept.store"
+        shutil.copy(programs.store, kept)
+        with contextlib.closing(sqlite3.connect(kept)) as store, store:
+            store.execute("DELETE FROM object WHERE object_id > 2")
+        ids = lambda: [each["id"] for each in service.json("/api/search")[1]["objects"]]
+        with service.connect() as follower:
+            follower.sendall(b"GET /api/events HTTP/1.1\r\nHost: localhost\r\n\r\n")
+            events = follower.makefile("rb")
+            self.until(events, b"id: 6\n")
+            self.assertEqual(6, len(ids()))
+            os.replace(kept, service.store)
+            self.assertEqual(["1", "2"], ids())
+            self.assertEqual([2], [each["objects"] for each in service.json("/api/recordings")[1]["recordings"]])
+            self.until(events, b"id: 2\n")  # of the other store
+            os.replace(service.store, kept)
+            self.assertEqual([500, 500], [service.get(path)[0] for path in ("/health", "/api/search")])
+            self.assertIn("500", service.json("/api/openapi.json")[1]["paths"]["/health"]["get"]["responses"])
+            os.replace(kept, service.store)
+            self.assertEqual((200, ["1", "2"]), (service.get("/health")[0], ids()))
+        self.assertEqual((0, ""), service.stop())
+
+    def until(self, lines, end):
+        last = time.monotonic() + 60
+        while (line := lines.readline()) != end:
+            self.assertNotEqual(b"", line)
+            self.assertLess(time.monotonic(), last)
 
     def test_tells_what_is_missing(self):
         self.assertEqual((1, "", "kr_serve: there is no store 'x'\n"),

@@ -512,6 +512,39 @@ class Page(unittest.TestCase):
         self.press(Keys.ESCAPE)
         self.wait(lambda: not self.find("#viewer").is_displayed())
 
+    def test_an_address_with_a_broken_time_is_told(self):
+        self.expected = ["400 (Bad Request)"]
+        for query, shown in (("from=yesterday", "yesterday – …"), ("to=2024-03-05", "… – 2024-03-05"),
+                             ("from=x&to=2024-03-05T12:00:09Z", "2024-03-05 x – 12:00:09")):
+            self.open("/?" + query)
+            self.wait(lambda: self.find("#state h3").text == "The search failed")
+            self.assertEqual(shown, self.find("#active .tag").text)
+        self.click("#active .tag")
+        self.assert_shows("")
+
+    def test_a_time_with_an_offset_is_the_same_moment(self):
+        self.open("/?from=2024-03-05T14:00:03.500%2B02:00")
+        self.assertEqual("2024-03-05 12:00:03 – …", self.find("#active .tag").text)
+        self.assert_shows("from=2024-03-05T12:00:03.5Z")
+        self.assertTrue(self.find("#window").is_displayed())
+
+    def test_a_window_of_one_moment(self):
+        moment = self.service.json("/api/search?color=red")["objects"][0]["from"]
+        self.open(f"/?from={moment}&to={moment}")
+        self.assertEqual(1, len(self.assert_shows(f"from={moment}&to={moment}")))
+        self.assertEqual("1 object", self.find("#count").text)
+
+    def test_events_that_are_refused_are_tried_again(self):
+        added = self.driver.execute_cdp_cmd("Page.addScriptToEvaluateOnNewDocument", {"source": (
+            "window.tried = []; window.EventSource = class extends EventSource {"
+            "  constructor(address) { super(tried.length ? address : '/api/nope'); tried.push(this); }};")})
+        self.expected = ["404 (Not Found)"]
+        try:
+            self.open()
+            self.wait(lambda: self.script("return tried.length === 2 && tried[1].readyState === EventSource.OPEN"))
+        finally:
+            self.driver.execute_cdp_cmd("Page.removeScriptToEvaluateOnNewDocument", added)
+
     def test_times_are_shown_in_utc_and_in_the_zone_of_the_viewer(self):
         self.driver.execute_cdp_cmd("Emulation.setTimezoneOverride", {"timezoneId": "Asia/Kolkata"})
         try:
@@ -533,6 +566,13 @@ class Page(unittest.TestCase):
         self.click("#new-pill")
         self.assertEqual(2, len(self.assert_shows("color=red")))
         self.assertFalse(self.find("#new-pill").is_displayed())
+        # and so is their recording
+        scenes = "return document.querySelectorAll('a.card .card-scene').length"
+        self.assertEqual(2, self.script(scenes))
+        self.assertEqual(["1.1", "2.1"], [each.text for each in self.driver.find_elements(
+            By.CSS_SELECTOR, "#cameras .chip")])
+        self.click("#cameras .chip[data-value='2.1']")
+        self.assertEqual(1, len(self.assert_shows("color=red&sensor=2.1")))
 
     def store_copies(self, count):
         """So many more of each object, all at the same time."""
@@ -566,6 +606,23 @@ class Page(unittest.TestCase):
         self.wait(lambda: len(self.shown()) > PAGE, "no more is loaded")
         self.press(*"n" * 2)
         self.wait(lambda: self.script("return document.activeElement.dataset.key") == keys[::-1][PAGE + 1])
+
+    def test_zzz_an_object_without_its_recording_is_shown(self):
+        """Behind all, since it takes the recordings away."""
+        self.expected = ["404 (Not Found)"]
+        key = self.service.keys("color=red")[0]
+        with contextlib.closing(sqlite3.connect(self.service.store, timeout=WAIT)) as store, store:
+            store.execute("DELETE FROM recording")
+        self.open(f"/#object={key}")
+        self.wait_for_frame()
+        self.assertFalse(self.find("#viewer-state").is_displayed())
+        self.assertIn("The recording cannot be read", self.find("#scene-note").text)
+        width, height, right, bottom = self.script(
+            "const all = document.getElementById('overlay').viewBox.baseVal;"
+            "const box = document.querySelector('#overlay rect.box').getBBox();"
+            "return [all.width, all.height, box.x + box.width, box.y + box.height]")
+        self.assertLessEqual(right, width)
+        self.assertLessEqual(bottom, height)
 
     # For everybody
 

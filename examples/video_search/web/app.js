@@ -42,6 +42,12 @@ function show_facts(recordings) {
   say(by_id("store-facts"), recordings.length ? `${names} · ${objects.toLocaleString("en")} objects` : "No recording yet");
 }
 
+// What has come since the page was opened.
+function take(recordings) {
+  show_facts(recordings);
+  for (const part of [filters, area, results, viewer, timeline]) part.set_recordings(recordings);
+}
+
 function show_help() {
   if (!by_id("keys").open) by_id("keys").showModal();
 }
@@ -127,8 +133,7 @@ async function start() {
   viewer.show();
   live.start(async () => {
     const answer = await fetch_json(address_of.recordings());
-    show_facts(answer.recordings);
-    timeline.set_recordings(answer.recordings);
+    take(answer.recordings);
     timeline.refresh();
     await results.count_new();
   });

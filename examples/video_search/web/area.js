@@ -41,10 +41,8 @@ const shape = (points, name = "area-shape") => make(points.length < 2 ? "polylin
   {class: name, points: outline(points).map(({x, y}) => `${x},${y}`).join(" ")});
 
 export function start(list) {
-  recordings = list.filter((each) => each.width > 0 && each.height > 0);
-  recording = recordings[0] ?? null;
   by_id("area-open").addEventListener("click", open);
-  by_id("area-open").disabled = !recording;
+  by_id("area-open").disabled = true; // until there is a recording
   for (const [id, kind] of [["area-stood", "stood_in"], ["area-crossed", "crossed"]])
     by_id(id).addEventListener("click", () => set_kind(kind));
   by_id("area-close").addEventListener("click", () => dialog.close());
@@ -58,9 +56,23 @@ export function start(list) {
   drawing.addEventListener("focus", () => { has_cross = drawing.matches(":focus-visible"); draw(); });
   drawing.addEventListener("blur", () => { has_cross = false; draw(); });
   const choice = by_id("area-recording");
-  choice.append(...recordings.map((each, i) => make("option", {value: i}, `${each.name} (${each.sensor})`)));
-  choice.hidden = recordings.length < 2;
   choice.addEventListener("change", () => { recording = recordings[Number(choice.value)]; corners = []; show_still(); });
+  set_recordings(list);
+}
+
+// Those of the begin, and those that have come since; what is chosen stays so.
+export function set_recordings(list) {
+  const usable = list.filter((each) => each.width > 0 && each.height > 0);
+  const runs = (all) => all.map((each) => each.run).join();
+  if (dialog.open || runs(usable) === runs(recordings)) return;
+  recordings = usable;
+  recording = recordings.find((each) => each.run === recording?.run) ?? recordings[0] ?? null;
+  by_id("area-open").disabled = !recording;
+  const choice = by_id("area-recording");
+  choice.replaceChildren(...recordings.map((each, i) => make("option", {value: i}, `${each.name} (${each.sensor})`)));
+  choice.value = String(recordings.indexOf(recording));
+  choice.hidden = recordings.length < 2;
+  show();
 }
 
 // The small picture beside the filters.

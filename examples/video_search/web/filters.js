@@ -38,13 +38,25 @@ export function start(recordings, answer) {
   ({presets, groups} = answer);
   by_id("classes").append(...classes.map(([value, text]) => chip("class", value, text)));
   by_id("colors").append(...color_chips());
-  const sensors = sensors_of(recordings);
-  by_id("camera-field").hidden = sensors.length < 2;
-  by_id("cameras").append(...sensors.map((each) => chip("sensor", each, each)));
+  set_recordings(recordings);
   fill_hours(by_id("hour-from"), 0, 23);
   fill_hours(by_id("hour-to"), 1, 24);
   listen();
   show();
+}
+
+// Those of the begin, and those that have come since.
+export function set_recordings(recordings) {
+  const sensors = sensors_of(recordings);
+  by_id("camera-field").hidden = sensors.length < 2;
+  const chips = [...by_id("cameras").children];
+  const is_there = (sensor) => chips.some((each) => each.dataset.value === sensor);
+  const chosen = state.current().sensor?.split(",") ?? [];
+  for (const sensor of sensors.filter((each) => !is_there(each))) {
+    const added = chip("sensor", sensor, sensor);
+    press(added, chosen.includes(sensor));
+    by_id("cameras").append(added);
+  }
 }
 
 function fill_hours(select, first, last) {
@@ -159,11 +171,11 @@ export function show() {
 }
 
 function time_range({from, to}) {
-  const text = (time) => (time && !Number.isNaN(parse_time(time)) ? clock_text(parse_time(time)) : null);
-  const day = date_text(parse_time(from ?? to));
-  const begin = text(from) ?? "…";
-  const end = text(to) ?? "…";
-  return `${day === "Invalid Date" ? "" : day} ${begin} – ${end}`.trim();
+  const is_time = (text) => !Number.isNaN(parse_time(text));
+  const shown = (text) => (is_time(text) ? clock_text(parse_time(text)) : text ?? "…"); // as it is in the address
+  const first = [from, to].find(is_time);
+  const day = first ? date_text(parse_time(first)) : "";
+  return `${day} ${shown(from)} – ${shown(to)}`.trim();
 }
 
 // What restricts the search: a text, and the parameters that it stands for.

@@ -4,6 +4,7 @@
 import {address_of} from "./api.js";
 
 const pause = 1500; // milliseconds, however many objects come
+const long_pause = 5000; // until it is tried again
 
 export function start(refresh) {
   let source = null;
@@ -17,11 +18,18 @@ export function start(refresh) {
       timer = 0;
     }, pause);
   };
+  // Browsers try again where the connection broke, but not after an answer like "too many".
+  const again_later = () => {
+    if (source?.readyState !== EventSource.CLOSED) return;
+    rest();
+    setTimeout(follow, long_pause);
+  };
   const listen = () => {
     source?.close();
     source = new EventSource(address_of.events());
     source.addEventListener("object", soon);
     source.addEventListener("unanswered", soon);
+    source.addEventListener("error", again_later);
   };
   const rest = () => {
     source?.close();

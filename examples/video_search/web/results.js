@@ -19,8 +19,12 @@ let request = null;
 
 const list = by_id("cards");
 
-export function start(all) {
+export function set_recordings(all) {
   recordings = new Map(all.map((each) => [each.run, each]));
+}
+
+export function start(all) {
+  set_recordings(all);
   new IntersectionObserver((entries) => {
     if (entries.some((entry) => entry.isIntersecting)) load_more();
   }, {rootMargin: "900px"}).observe(by_id("sentinel"));
@@ -62,6 +66,7 @@ export async function load() {
   }
   list.removeAttribute("aria-busy");
   is_loading = false;
+  if (objects.length) show_count();
   fill_screen();
 }
 
@@ -103,7 +108,13 @@ async function fetch_total(signal) {
   return (await fetch_json(address_of.density(state.query_of(), null, null, 1), signal)).total;
 }
 
+// A window of one moment has no density; its list is short.
+function is_moment({from, to}) {
+  return Boolean(from) && parse_time(from) === parse_time(to);
+}
+
 async function count(signal) {
+  if (is_moment(state.current())) return;
   try {
     const found = await fetch_total(signal);
     if (signal.aborted) return;

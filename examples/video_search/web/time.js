@@ -14,12 +14,15 @@ export function show_local(value) {
 
 export const shows_local = () => is_local;
 
-// "2014-03-05T12:00:00.100000Z" and what people type: "2014/03/05 12:00:00.1". NaN for others.
+// "2014-03-05T12:00:00.100000Z", with any offset, and what people type: "2014/03/05 12:00:00.1". NaN for
+// others.
 export function parse_time(text) {
-  const parts = /^(\d{4})[-/](\d\d)[-/](\d\d)[T ](\d\d):(\d\d)(?::(\d\d)(?:\.(\d{1,6})\d*)?)?Z?$/.exec(text ?? "");
+  const parts = /^(\d{4})[-/](\d\d)[-/](\d\d)[T ](\d\d):(\d\d)(?::(\d\d)(?:\.(\d{1,6})\d*)?)?(?:Z|([+-])(\d\d):?(\d\d))?$/
+    .exec(text ?? "");
   if (!parts) return NaN;
-  const [, year, month, date, h, m, s = "0", fraction = ""] = parts;
-  return Date.UTC(year, month - 1, date, h, m, s) * 1000 + Number(fraction.padEnd(6, "0"));
+  const [, year, month, date, h, m, s = "0", fraction = "", sign = "+", hours = "0", minutes = "0"] = parts;
+  const offset = (Number(hours) * hour + Number(minutes) * minute) * (sign === "+" ? 1 : -1);
+  return Date.UTC(year, month - 1, date, h, m, s) * 1000 + Number(fraction.padEnd(6, "0")) - offset;
 }
 
 export function iso(time) {

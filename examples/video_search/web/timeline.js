@@ -229,7 +229,7 @@ function with_end(end, time) {
 }
 
 function begin_resize(event, end) {
-  if (event.button !== 0) return;
+  if (event.button !== 0 || !recordings.length) return;
   event.stopPropagation();
   const before = chosen;
   let is_drag = false;
@@ -248,7 +248,7 @@ const commit_soon = later(400, () => choose(chosen));
 function on_handle_key(event, end) {
   const direction = {ArrowLeft: -1, ArrowDown: -1, ArrowRight: 1, ArrowUp: 1, PageUp: 10, PageDown: -10}[event.key];
   const limit = {Home: whole.from, End: whole.to}[event.key];
-  if (direction === undefined && limit === undefined) return;
+  if ((direction === undefined && limit === undefined) || !recordings.length) return;
   event.preventDefault();
   event.stopPropagation();
   const step = ((view.to - view.from) / 100) * (event.shiftKey ? 10 : 1);

@@ -24,8 +24,12 @@ let play_number = 0; // a later one ends those before
 let frames = new Map(); // by index: a promise of an image
 let request = null;
 
-export function start(all) {
+export function set_recordings(all) {
   recordings = new Map(all.map((each) => [each.run, each]));
+}
+
+export function start(all) {
+  set_recordings(all);
   by_id("viewer-close").addEventListener("click", state.close);
   dialog.addEventListener("cancel", (event) => { event.preventDefault(); state.close(); });
   by_id("viewer-next").addEventListener("click", () => go_to_object(1));
@@ -84,8 +88,15 @@ async function open({key, time}) {
   dialog.removeAttribute("aria-busy");
 }
 
+// Without its recording nothing tells how large the picture was.
+function extent_of(instances) {
+  return [Math.max(1, ...instances.map(({box: [x, , w]}) => Math.ceil(x + w))),
+    Math.max(1, ...instances.map(({box: [, y, , h]}) => Math.ceil(y + h)))];
+}
+
 function set_object(answer, time) {
   object = answer;
+  object.picture ??= extent_of(object.instances);
   feet = object.instances.map(({box: [x, y, w, h]}) => [x + w / 2, y + h]);
   shown = -1;
   const [width, height] = object.picture;
@@ -136,7 +147,7 @@ function fetch_frame(i) {
   const image = new Image();
   image.fetchPriority = "high"; // before the pictures of the list
   image.src = address_of.frame(key_of(object), object.instances[i].time);
-  const promise = image.decode().then(() => image).catch(() => null);
+  const promise = image.decode().then(() => image).catch(() => { frames.delete(i); return null; }); // it may come later
   frames.set(i, promise);
   for (const old of frames.keys()) {
     if (frames.size <= most_kept) break;
