@@ -3,6 +3,7 @@
 #include "../host/Host.h"
 
 #include <KRCommon/frame/Log.h>
+#include <KRCommon/util/Url.h>
 
 #include <opencv2/imgproc.hpp>
 
@@ -30,13 +31,13 @@ ACE_Time_Value to_time_value(Microseconds time)
 } // namespace
 
 Camera::Camera(const std::string& address, Milliseconds stall, Milliseconds learn)
-    : Source(address), stall_(stall), learn_(learn)
+    : Source(kr_url_log_text(address)), address_(address), stall_(stall), learn_(learn)
 {
     const std::string kind = address.substr(0, address.find(':'));
     if (kind == "file")
-        throw Failure(address + " is no camera; give the path of the file alone");
+        throw Failure(name() + " is no camera; give the path of the file alone");
     if (!Decoder::knows(kind))
-        throw Failure(address + " is no address that can be read: '" + kind + "' is not known");
+        throw Failure(name() + " is no address that can be read: '" + kind + "' is not known");
 }
 
 // The first picture is grabbed to know its size, and given as the first one of the scene.
@@ -129,9 +130,10 @@ bool Camera::try_to_connect()
     Decoder_Settings settings;
     settings.is_file = false;
     settings.patience = stall_;
+    settings.shown = name();
     settings.is_to_end = [this] { return is_stopped(); };
     try {
-        decoder_ = std::make_unique<Decoder>(name(), settings);
+        decoder_ = std::make_unique<Decoder>(address_, settings);
     } catch (const Failure& failure) {
         if (!is_stopped())
             kr_log(KR_LOG_SITE(LM_ERROR), "%T T%04t*ERR camera: %s\n", failure.what());

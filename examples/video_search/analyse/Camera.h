@@ -25,7 +25,8 @@ class Camera final : public Source {
 public:
     using Milliseconds = std::chrono::milliseconds;
 
-    /// Does not connect yet. Failure for an address of a kind that is not known.
+    /// Does not connect yet. Failure for an address of a kind that is not known. A password in it is
+    /// neither in the name nor in any message.
     ///
     /// stall  longest silence
     /// learn  how long pictures of the empty scene are gathered, during which nothing is analysed
@@ -60,6 +61,7 @@ private:
     void tell_late();
     cv::Mat picture();
 
+    const std::string address_;
     const Milliseconds stall_;
     const Milliseconds learn_;
     std::unique_ptr<Decoder> decoder_; // while connected

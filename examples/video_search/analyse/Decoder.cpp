@@ -138,9 +138,11 @@ Decoder::Decoder(const std::string& name, const Decoder_Settings& settings)
 {
     av_log_set_level(AV_LOG_QUIET);
     be_patient();
+    if (settings_.shown.empty())
+        settings_.shown = name;
     open(name);
-    find_stream(name);
-    open_codec(name);
+    find_stream();
+    open_codec();
     read_header();
 }
 
@@ -177,46 +179,46 @@ void Decoder::open(const std::string& name)
     }
     const int result = avformat_open_input(&format, url.c_str(), nullptr, options.get());
     if (result < 0 && settings_.is_file) // the context is freed then
-        throw Failure(name + " is no video that can be read");
+        throw Failure(settings_.shown + " is no video that can be read");
     if (result < 0)
-        throw Failure(name + " cannot be opened: " +
+        throw Failure(settings_.shown + " cannot be opened: " +
                       (has_stalled_ ? "there is no answer" : describe(result)));
     format_.reset(format);
 }
 
-void Decoder::find_stream(const std::string& name)
+void Decoder::find_stream()
 {
     const int result = avformat_find_stream_info(format_.get(), nullptr);
     const int index = av_find_best_stream(format_.get(), AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
     if (result < 0 && !settings_.is_file)
-        throw Failure(name + " cannot be opened: " +
+        throw Failure(settings_.shown + " cannot be opened: " +
                       (has_stalled_ ? "there is no answer" : describe(result)));
     if (format_->nb_streams == 0) // what is left of a file whose index is cut off
-        throw Failure(name + " is no video that can be read");
+        throw Failure(settings_.shown + " is no video that can be read");
     if (index >= 0)
         stream_ = format_->streams[index];
     // The picture on the cover of a piece of music is no video.
     if (stream_ == nullptr || (stream_->disposition & AV_DISPOSITION_ATTACHED_PIC) != 0)
-        throw Failure(name + " holds no video stream");
+        throw Failure(settings_.shown + " holds no video stream");
     for (unsigned i = 0; i < format_->nb_streams; ++i)
         if (format_->streams[i] != stream_)
             format_->streams[i]->discard = AVDISCARD_ALL;
     has_other_streams_ = format_->nb_streams > 1;
 }
 
-void Decoder::open_codec(const std::string& name)
+void Decoder::open_codec()
 {
     const AVCodecParameters& parameters = *stream_->codecpar;
     const AVCodec* const codec = avcodec_find_decoder(parameters.codec_id);
     if (codec == nullptr)
-        throw Failure(name + " cannot be decoded: the codec is unknown (" +
+        throw Failure(settings_.shown + " cannot be decoded: the codec is unknown (" +
                       avcodec_get_name(parameters.codec_id) + ")");
     codec_.reset(checked(avcodec_alloc_context3(codec)));
     avcodec_parameters_to_context(codec_.get(), &parameters);
     codec_->thread_count = 1;
     codec_->pkt_timebase = stream_->time_base;
     if (avcodec_open2(codec_.get(), codec, nullptr) < 0)
-        throw Failure(name + " is no video that can be read");
+        throw Failure(settings_.shown + " is no video that can be read");
 }
 
 // A duration that was guessed from the number of bytes says nothing.

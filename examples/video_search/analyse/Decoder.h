@@ -35,6 +35,7 @@ struct Decoder_Settings {
     bool is_file = true;             ///< a path; no other file or address is opened on its behalf
     Microseconds patience{0};        ///< longest wait for a frame, and for the begin; 0 is for ever
     std::function<bool()> is_to_end; ///< asked while it waits: true ends the wait; may be empty
+    std::string shown;               ///< what messages call the video; empty: by its name
 };
 
 class Decoder {
@@ -42,7 +43,7 @@ public:
     /// Whether addresses that begin with "kind:" can be read.
     static bool knows(const std::string& kind);
 
-    /// Opens a video: Failure "X is no video that can be read", "X holds no video stream" or "X
+    /// Opens a video, a path or an address: Failure "X is no video that can be read", "X holds no video stream" or "X
     /// cannot be decoded: the codec is unknown (NAME)"; of a stream "X cannot be opened: WHY".
     Decoder(const std::string& name, const Decoder_Settings& settings);
     ~Decoder();
@@ -108,14 +109,14 @@ private:
 
     static int is_interrupted(void* self);
     void open(const std::string& name);
-    void find_stream(const std::string& name);
-    void open_codec(const std::string& name);
+    void find_stream();
+    void open_codec();
     void read_header();
     void be_patient();
     bool feed();
     void take_time();
 
-    const Decoder_Settings settings_;
+    Decoder_Settings settings_;
     Owner<AVFormatContext> format_;
     Owner<AVCodecContext> codec_;
     Owner<AVPacket> packet_;

@@ -94,7 +94,8 @@ Host::Signals::Signals()
 void Host::Signals::register_hangup()
 {
     const bool has_terminal = ACE_OS::isatty(ACE_STDIN) != 0;
-    ACE_Sig_Action action(has_terminal ? take_signal : take_hangup);
+    // A thread that waits for connections need not know.
+    ACE_Sig_Action action(has_terminal ? take_signal : take_hangup, ACE_Sig_Set(), SA_RESTART);
     action.register_action(SIGHUP, &previous_hangup_);
     if (previous_hangup_.handler() == ACE_SignalHandler(SIG_IGN))
         previous_hangup_.register_action(SIGHUP);

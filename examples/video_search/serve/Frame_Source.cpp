@@ -34,25 +34,12 @@ bool is_address(const std::string& video)
     return video.find("://") != std::string::npos;
 }
 
-// Without who logs in there.
-std::string shown_address(const std::string& address)
-{
-    KR_Url url;
-    if (kr_try_to_url(address, url))
-        return url.log_text();
-    const std::size_t begin = address.find("://") + 3;
-    const std::size_t end = address.rfind('@'); // a password may hold more of them
-    return end != std::string::npos && end >= begin
-               ? address.substr(0, begin) + address.substr(end + 1)
-               : address;
-}
-
 } // namespace
 
 std::string name_of(const Recording& recording)
 {
     if (is_address(recording.video))
-        return shown_address(recording.video);
+        return kr_url_log_text(recording.video);
     return recording.video.substr(recording.video.find_last_of("/\\") + 1);
 }
 
