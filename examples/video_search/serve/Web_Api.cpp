@@ -158,10 +158,6 @@ void set_failure(httplib::Response& response, const std::exception& error)
     set_error(response, Api_Error(500, "failed", "the service failed; its log tells more"));
 }
 
-} // namespace
-
-namespace {
-
 std::string_view path_of(const httplib::Request& request)
 {
     return std::string_view(request.target).substr(0, request.target.find('?'));
