@@ -43,8 +43,10 @@ public:
     /// Whether addresses that begin with "kind:" can be read.
     static bool knows(const std::string& kind);
 
-    /// Opens a video, a path or an address: Failure "X is no video that can be read", "X holds no video stream" or "X
+    /// Opens a video: Failure "X is no video that can be read", "X holds no video stream" or "X
     /// cannot be decoded: the codec is unknown (NAME)"; of a stream "X cannot be opened: WHY".
+    ///
+    /// name  a path, or an address
     Decoder(const std::string& name, const Decoder_Settings& settings);
     ~Decoder();
     Decoder(const Decoder&) = delete;

@@ -128,8 +128,9 @@ public:
     /// returns  whether all are done
     virtual bool index(const Progress& progress) = 0;
 
-    /// The parts of the store that have not answered the last visit() or other question, a phrase each, like
-    /// "shard 2 (10.0.0.2:8123): timed out": what they hold is missing in the answers. None of a file.
+    /// The parts of the store that have not answered the last visit() or other question, a phrase
+    /// each, like "shard 2 (10.0.0.2:8123): timed out": what they hold is missing in the answers.
+    /// None of a file.
     [[nodiscard]] virtual std::vector<std::string> unanswered() const { return {}; }
 
     /// Whether what was opened is still what the store's name leads to: not when a file was removed or
